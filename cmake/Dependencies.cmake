@@ -1,0 +1,41 @@
+# What codetext links with, each as a target. Static libraries where Debian ships them: loading the
+# shared ones takes longer than a rare needle's search.
+find_package(Threads REQUIRED)
+find_package(fmt REQUIRED)
+find_package(CLI11 REQUIRED)
+
+# codetext_static_library(NAME HEADER LIBRARY...): an interface target over libraries found by name,
+# the archive before the shared object.
+function(codetext_static_library name header)
+    find_path(${name}_include ${header} REQUIRED)
+    add_library(${name} INTERFACE)
+    target_include_directories(${name} SYSTEM INTERFACE ${${name}_include})
+    foreach(library IN LISTS ARGN)
+        find_library(${name}_${library} NAMES lib${library}.a ${library} REQUIRED)
+        target_link_libraries(${name} INTERFACE ${${name}_${library}})
+    endforeach()
+endfunction()
+
+codetext_static_library(codetext_icu unicode/ucasemap.h icuuc icudata)
+target_link_libraries(codetext_icu INTERFACE ${CMAKE_DL_LIBS})
+codetext_static_library(codetext_re2 re2/re2.h re2)
+target_link_libraries(codetext_re2 INTERFACE Threads::Threads)
+codetext_static_library(codetext_zstd zstd.h zstd)
+codetext_static_library(codetext_xxhash xxhash.h xxhash)
+find_path(codetext_rapidjson_include rapidjson/writer.h REQUIRED)
+
+if(CODETEXT_SYSTEM_SQLITE)
+    find_package(SQLite3 REQUIRED)
+    add_library(codetext_sqlite ALIAS SQLite::SQLite3)
+else()
+    if(NOT EXISTS "${CODETEXT_SQLITE_DIR}/sqlite3.c")
+        message(FATAL_ERROR "No SQLite amalgamation in ${CODETEXT_SQLITE_DIR}: run scripts/setup")
+    endif()
+    add_library(codetext_sqlite STATIC "${CODETEXT_SQLITE_DIR}/sqlite3.c")
+    target_include_directories(codetext_sqlite SYSTEM PUBLIC "${CODETEXT_SQLITE_DIR}")
+    target_compile_definitions(codetext_sqlite PRIVATE SQLITE_ENABLE_FTS5 SQLITE_DQS=0
+        SQLITE_DEFAULT_MEMSTATUS=0 SQLITE_LIKE_DOESNT_MATCH_BLOBS SQLITE_OMIT_DEPRECATED
+        SQLITE_OMIT_SHARED_CACHE SQLITE_OMIT_LOAD_EXTENSION)
+    target_compile_options(codetext_sqlite PRIVATE -O2 -w -ffunction-sections -fdata-sections)
+    target_link_libraries(codetext_sqlite PUBLIC Threads::Threads m)
+endif()

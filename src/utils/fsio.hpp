@@ -1,0 +1,33 @@
+#pragma once
+
+// Reading files of a work tree that others may change meanwhile: no symbolic link is followed, and
+// nothing that could block or never end (a FIFO, a device, a socket) is read.
+//
+//   std::string bytes = codetext::fsio::read_bytes_no_follow("/repo/src/main.c");
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+namespace codetext::fsio {
+
+/// A regular file's content with the size and modification time that its open descriptor gave.
+struct FileContent {
+    std::string bytes;
+    std::int64_t size_bytes = 0;  ///< as the descriptor gave it before the read
+    std::int64_t mtime_ns = 0;    ///< nanoseconds since the epoch
+};
+
+/// The whole content of the regular file at `path`.
+///
+/// Only the last component is kept from being a symbolic link (O_NOFOLLOW); never blocks on a file
+/// that is no regular one.
+/// Throws std::system_error with errno's code for every failure to open or read: ELOOP for a
+/// symbolic link, EISDIR for a directory, EINVAL for any other kind of file;
+/// std::invalid_argument for a path with an embedded NUL.
+std::string read_bytes_no_follow(const std::filesystem::path& path);
+
+/// As read_bytes_no_follow, with what the indexer remembers about the file.
+FileContent read_file_no_follow(const std::filesystem::path& path);
+
+}  // namespace codetext::fsio
