@@ -1,0 +1,119 @@
+#include <algorithm>
+#include <span>
+
+#include "storage/chunk_store.hpp"
+#include "storage/chunk_store/packed_frame.hpp"
+#include "storage/chunk_store/trigram_segment.hpp"
+
+namespace codetext::chunk_store {
+
+namespace {
+
+/// Row id of the first chunk of the frame that holds chunk row `rowid`.
+std::int64_t frame_rowid(std::int64_t rowid) { return rowid - rowid % CHUNK_STRIDE % FRAME_CHUNKS; }
+
+/// The rows from `first` to before `end` for which `wanted` holds. A frame without one is not
+/// copied out of the database.
+template <typename Wanted>
+std::vector<ChunkRow> read_rows(const Database& db, std::int64_t first, std::int64_t end,
+                                const Wanted& wanted) {
+    std::vector<ChunkRow> rows;
+    db.each("SELECT id, body FROM chunk_frames WHERE id >= ? AND id < ? ORDER BY id",
+            {frame_rowid(first), end}, [&](const RowView& row) {
+                const std::int64_t rowid = row.integer(0);
+                bool any = false;
+                for (std::int64_t i = 0; i < FRAME_CHUNKS && !any; ++i) any = wanted(rowid + i);
+                if (!any) return Visit::CONTINUE;
+                const auto frame =
+                    std::make_shared<PackedFrame>(db, rowid, std::string(row.blob(1)));
+                append_rows(frame, rows, wanted);
+                return Visit::CONTINUE;
+            });
+    return rows;
+}
+
+}  // namespace
+
+std::vector<std::int64_t> candidate_rowids(const Database& db, const TrigramQuery& query) {
+    std::vector<std::int64_t> rowids;
+    for (const Row& row : db.fetchall("SELECT id FROM trigram_segments ORDER BY id")) {
+        const SegmentReader segment(db, row.integer(0));
+        const std::vector<std::uint16_t> numbers = segment.holding(query.trigrams);
+        if (!numbers.empty()) segment.append_rowids(numbers, rowids);
+    }
+    // Segments of a first run follow each other; those of later runs may name any file.
+    if (!std::is_sorted(rowids.begin(), rowids.end())) std::sort(rowids.begin(), rowids.end());
+    rowids.erase(std::unique(rowids.begin(), rowids.end()), rowids.end());
+    return rowids;
+}
+
+struct MatchingRows::State {
+    const Database* db;
+    std::optional<std::vector<std::int64_t>> rowids;  ///< ascending; none: every row
+    std::unordered_set<std::int64_t> searched;
+};
+
+MatchingRows matching_rows(const Database& db, const std::optional<TrigramQuery>& match,
+                           std::unordered_set<std::int64_t> searched) {
+    auto state = std::make_shared<MatchingRows::State>();
+    state->db = &db;
+    if (match) state->rowids = candidate_rowids(db, *match);
+    state->searched = std::move(searched);
+    MatchingRows rows;
+    rows._state = std::move(state);
+    return rows;
+}
+
+std::vector<ChunkRow> MatchingRows::of_file(std::int64_t file_id) const {
+    const std::int64_t first = file_id * CHUNK_STRIDE;
+    const std::int64_t end = first + CHUNK_STRIDE;
+    if (!_state->rowids) return file_rows(*_state->db, first, end);
+    const std::vector<std::int64_t>& all = *_state->rowids;
+    const std::span<const std::int64_t> own(std::lower_bound(all.begin(), all.end(), first),
+                                            std::lower_bound(all.begin(), all.end(), end));
+    if (own.empty()) return {};
+    return read_rows(*_state->db, own.front(), own.back() + 1, [&](std::int64_t rowid) {
+        return std::binary_search(own.begin(), own.end(), rowid);
+    });
+}
+
+std::vector<std::int64_t> MatchingRows::file_ids() const {
+    std::vector<std::int64_t> ids;
+    if (!_state->rowids) {
+        ids.assign(_state->searched.begin(), _state->searched.end());
+        std::sort(ids.begin(), ids.end());
+        return ids;
+    }
+    for (const std::int64_t rowid : *_state->rowids) {
+        const std::int64_t file_id = rowid / CHUNK_STRIDE;
+        if (!ids.empty() && ids.back() == file_id) continue;
+        if (_state->searched.contains(file_id)) ids.push_back(file_id);
+    }
+    return ids;
+}
+
+MatchingRows::Iterator MatchingRows::begin() const {
+    Iterator it;
+    it._range = this;
+    it._files = file_ids();
+    it._next_file();
+    return it;
+}
+
+void MatchingRows::Iterator::_next_file() {
+    _row = 0;
+    _rows.clear();
+    while (_rows.empty() && _file < _files.size()) _rows = _range->of_file(_files[_file++]);
+}
+
+MatchingRows::Iterator& MatchingRows::Iterator::operator++() {
+    if (++_row == _rows.size()) _next_file();
+    return *this;
+}
+
+std::vector<ChunkRow> file_rows(const Database& db, std::int64_t first, std::int64_t end) {
+    return read_rows(db, first, end,
+                     [&](std::int64_t rowid) { return rowid >= first && rowid < end; });
+}
+
+}  // namespace codetext::chunk_store

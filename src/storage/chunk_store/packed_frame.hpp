@@ -1,0 +1,88 @@
+#pragma once
+
+// Frames: several chunks of one file, compressed together. Eight chunks a frame pack better and
+// unpack faster than one, and a lone candidate still costs only microseconds.
+//
+// A frame's body: varint (chunks * 2 + 1 when it ends the file), varint start line of its first
+// chunk, then for each chunk varint number of lines and varint bytes of text, then one zstd frame
+// (with content size and checksum) of the texts, one after the other.
+
+#include <zstd.h>
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "storage/chunk.hpp"
+#include "storage/chunk_store/dictionary.hpp"
+#include "storage/chunk_store/writer.hpp"
+
+namespace codetext::chunk_store {
+
+/// Most chunks of a frame. Chunk k of a file lies in the frame at chunk k - k % FRAME_CHUNKS.
+inline constexpr std::int64_t FRAME_CHUNKS = 8;
+/// Most bytes that one frame may unpack to; a larger figure is damage.
+inline constexpr std::uint64_t MAX_FRAME_BYTES = std::uint64_t{4} << 30;
+
+/// Compresses frames. One a thread.
+class FramePacker {
+  public:
+    explicit FramePacker(DictionaryHandle dictionary);
+    /// The body of a frame. REQUIRES: 1 to FRAME_CHUNKS chunks, each beginning where the one before
+    /// it ends.
+    std::string pack(std::span<const Chunk> chunks, bool ends_file);
+
+  private:
+    struct Free {
+        void operator()(ZSTD_CCtx* context) const { ZSTD_freeCCtx(context); }
+    };
+    std::unique_ptr<ZSTD_CCtx, Free> _context;
+    std::string _texts;
+};
+
+/// A frame as it was read, unpacked when a text of it is first asked for.
+class PackedFrame {
+  public:
+    /// `rowid` is the row id of its first chunk. The database is asked for the dictionary alone.
+    /// Throws DamagedChunk.
+    PackedFrame(const Database& db, std::int64_t rowid, std::string body);
+
+    struct Part {
+        std::int64_t start_line, end_line;
+        std::size_t offset, size;  ///< of its text among the texts, in bytes
+    };
+    std::int64_t rowid() const { return _rowid; }
+    std::span<const Part> parts() const { return _parts; }
+    bool ends_file() const { return _ends_file; }
+    /// The text of the part; valid as long as the frame. Throws DamagedChunk.
+    std::string_view text(std::size_t position);
+
+  private:
+    void _unpack();
+    std::int64_t _rowid;
+    std::string _body;
+    std::size_t _packed_offset = 0;
+    std::vector<Part> _parts;
+    std::size_t _texts_size = 0;
+    bool _ends_file = false;
+    bool _unpacked = false;
+    DictionaryHandle _dictionary;
+    std::unique_ptr<char[]> _texts;
+};
+
+/// The chunk rows of a frame for which `wanted` holds, appended to `rows`.
+template <typename Wanted>
+void append_rows(const std::shared_ptr<PackedFrame>& frame, std::vector<ChunkRow>& rows,
+                 const Wanted& wanted) {
+    for (std::size_t i = 0; i < frame->parts().size(); ++i) {
+        const PackedFrame::Part& part = frame->parts()[i];
+        const std::int64_t rowid = frame->rowid() + static_cast<std::int64_t>(i);
+        if (!wanted(rowid)) continue;
+        const bool last = frame->ends_file() && i + 1 == frame->parts().size();
+        rows.push_back({rowid, part.start_line, part.end_line, ChunkText(frame, i), last});
+    }
+}
+
+}  // namespace codetext::chunk_store

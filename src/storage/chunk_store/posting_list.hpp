@@ -1,0 +1,32 @@
+#pragma once
+
+// Posting lists: ascending numbers below a known bound, Rice-coded gap by gap (R. F. Rice, "Some
+// practical universal noiseless coding techniques", JPL 1979). The parameter is chosen for each
+// list by its exact size; 0 makes it a bitmap, which suits the dense ones.
+//
+// A gap g (numbers left out since the one before) is written as g >> parameter zeros, a one, and
+// the low `parameter` bits of g; bits fill each byte from the lowest.
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace codetext::chunk_store {
+
+/// A coded list. Numbers are below 2^16: those of chunks in one segment.
+struct PostingList {
+    std::uint32_t count = 0;     ///< how many numbers
+    std::uint8_t parameter = 0;  ///< of the Rice code
+    std::string_view bytes;
+};
+
+/// Appends the coded numbers (ascending, distinct) to `bytes`; returns the parameter it chose.
+std::uint8_t append_postings(std::span<const std::uint16_t> numbers, std::string& bytes);
+
+/// The numbers of the list, ascending. False when the bytes end too early or give a number of 2^16
+/// or more: damage.
+bool read_postings(const PostingList& list, std::vector<std::uint16_t>& numbers);
+
+}  // namespace codetext::chunk_store

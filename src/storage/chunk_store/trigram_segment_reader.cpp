@@ -1,0 +1,116 @@
+#include <algorithm>
+#include <iterator>
+
+#include "storage/chunk_store/byte_codec.hpp"
+#include "storage/chunk_store/trigram_segment.hpp"
+#include "storage/chunk_store/trigrams.hpp"
+
+namespace codetext::chunk_store {
+
+namespace {
+
+/// Lists read for one query: the rarest few do the work of all of them.
+constexpr std::size_t MAX_LISTS = 4;
+/// A list this many times longer than what is left costs more to read than it drops.
+constexpr std::size_t NOT_WORTH_READING = 64;
+
+void keep_common(std::vector<std::uint16_t>& numbers, const std::vector<std::uint16_t>& others) {
+    const auto end = std::set_intersection(numbers.begin(), numbers.end(), others.begin(),
+                                           others.end(), numbers.begin());
+    numbers.erase(end, numbers.end());
+}
+
+}  // namespace
+
+bool SegmentReader::_find(std::uint32_t trigram, StoredList& list) const {
+    const std::int64_t key = _id * TRIGRAMS + trigram;
+    bool found = false;
+    _db->each("SELECT id, body FROM trigram_blocks WHERE id <= ? ORDER BY id DESC LIMIT 1", {key},
+              [&](const RowView& row) {
+                  const std::int64_t block = row.integer(0);
+                  if (block / TRIGRAMS != _id) return Visit::STOP;
+                  ByteReader reader(row.blob(1), "trigram block", block);
+                  std::uint64_t lists = reader.varint();
+                  const std::uint64_t directory_size = reader.varint();
+                  ByteReader directory(reader.take(directory_size), "trigram block", block);
+                  std::uint64_t current = static_cast<std::uint64_t>(block % TRIGRAMS);
+                  std::uint64_t offset = 0;
+                  for (; lists > 0; --lists) {
+                      current += directory.varint();
+                      const std::uint64_t count = directory.varint();
+                      const std::uint64_t parameter = directory.varint();
+                      const std::uint64_t size = directory.varint();
+                      if (current >= trigram) {
+                          if (current > trigram) break;
+                          reader.take(offset);
+                          list = {static_cast<std::uint32_t>(count),
+                                  static_cast<std::uint8_t>(parameter),
+                                  std::string(reader.take(size))};
+                          found = true;
+                          break;
+                      }
+                      offset += size;
+                  }
+                  return Visit::STOP;
+              });
+    return found;
+}
+
+void SegmentReader::_read(const StoredList& list, std::vector<std::uint16_t>& numbers) const {
+    if (!read_postings({list.count, list.parameter, list.bytes}, numbers)) {
+        throw DamagedChunk(
+            fmt::format("damaged trigram index: a posting list of segment {} is cut short", _id));
+    }
+}
+
+std::vector<std::uint16_t> SegmentReader::holding(std::span<const std::uint32_t> trigrams) const {
+    std::vector<StoredList> lists(trigrams.size());
+    for (std::size_t i = 0; i < trigrams.size(); ++i) {
+        if (!_find(trigrams[i], lists[i])) return {};
+    }
+    std::sort(lists.begin(), lists.end(),
+              [](const StoredList& a, const StoredList& b) { return a.count < b.count; });
+    std::vector<std::uint16_t> numbers;
+    _read(lists.front(), numbers);
+    std::vector<std::uint16_t> others;
+    for (std::size_t i = 1; i < std::min(lists.size(), MAX_LISTS); ++i) {
+        if (lists[i].count > numbers.size() * NOT_WORTH_READING) break;
+        _read(lists[i], others);
+        keep_common(numbers, others);
+    }
+    return numbers;
+}
+
+template <typename Visitor>
+void SegmentReader::_each_run(const Visitor& visit) const {
+    auto row = _db->fetchone("SELECT files FROM trigram_segments WHERE id = ?", {_id});
+    if (!row) return;
+    ByteReader reader(row->blob(0), "trigram segment", _id);
+    std::int64_t file_id = 0;
+    while (!reader.at_end()) {
+        file_id += unzigzag(reader.varint());
+        const auto first_chunk = static_cast<std::int64_t>(reader.varint());
+        const auto chunks = static_cast<std::int64_t>(reader.varint());
+        visit(file_id, first_chunk, chunks);
+    }
+}
+
+void SegmentReader::append_rowids(std::span<const std::uint16_t> numbers,
+                                  std::vector<std::int64_t>& rowids) const {
+    std::int64_t begin = 0;
+    std::size_t next = 0;
+    _each_run([&](std::int64_t file_id, std::int64_t first_chunk, std::int64_t chunks) {
+        for (; next < numbers.size() && numbers[next] < begin + chunks; ++next) {
+            rowids.push_back(file_id * CHUNK_STRIDE + first_chunk + numbers[next] - begin);
+        }
+        begin += chunks;
+    });
+}
+
+std::vector<std::int64_t> SegmentReader::file_ids() const {
+    std::vector<std::int64_t> ids;
+    _each_run([&](std::int64_t file_id, std::int64_t, std::int64_t) { ids.push_back(file_id); });
+    return ids;
+}
+
+}  // namespace codetext::chunk_store

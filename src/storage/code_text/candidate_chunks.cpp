@@ -1,0 +1,95 @@
+#include "storage/code_text/candidate_chunks.hpp"
+
+#include <algorithm>
+#include <map>
+#include <unordered_set>
+
+#include "storage/code_text/chunking.hpp"
+#include "utils/unicode.hpp"
+
+namespace codetext::code_text {
+
+namespace {
+
+constexpr std::string_view EVERY_CHUNK =
+    "SELECT c.rowid, c.start_line, c.end_line, coalesce(c.exact, c.text), NOT EXISTS (SELECT 1 "
+    "FROM code_chunks n WHERE n.rowid = c.rowid + 1) FROM code_chunks c";
+constexpr std::string_view CHUNKS_LIKE =
+    "SELECT c.rowid, c.start_line, c.end_line, coalesce(c.exact, c.text), NOT EXISTS (SELECT 1 "
+    "FROM code_chunks n WHERE n.rowid = c.rowid + 1) FROM code_chunks c WHERE c.text LIKE ?";
+
+/// Whether the trigram index gives a superset of the chunks that match. It folds the case of ASCII
+/// letters only, and holds a NUL as a space.
+bool narrows(const std::optional<std::string>& needle, bool case_sensitive) {
+    return needle && needle->find('\0') == std::string::npos &&
+           (case_sensitive || unicode::is_ascii(*needle));
+}
+
+Segment segment_of(const chunk_store::ChunkRow& row) {
+    return {row.start_line, _chunk_lines(row.start_line, row.end_line, row.text), row.last};
+}
+
+std::vector<Row> code_chunks_rows(const Database& db, const std::optional<std::string>& needle) {
+    if (!needle) return db.fetchall(EVERY_CHUNK);
+    return db.fetchall(CHUNKS_LIKE, {"%" + *needle + "%"});
+}
+
+CandidateChunks::Entries grouped(const std::vector<Row>& rows,
+                                 const std::unordered_set<std::int64_t>& searched) {
+    std::unordered_map<std::int64_t, std::map<std::int64_t, Segment>> found;
+    for (const Row& row : rows) {
+        const std::int64_t rowid = row.integer(0);
+        const std::int64_t file_id = rowid / CODE_CHUNK_STRIDE;
+        if (!searched.contains(file_id)) continue;
+        found[file_id].emplace(
+            rowid, segment_of({rowid, row.integer(1), row.integer(2),
+                               chunk_store::ChunkText(row.text(3)), row.integer(4) != 0}));
+    }
+    CandidateChunks::Entries entries;
+    for (auto& [file_id, chunks] : found) {
+        std::vector<Segment> segments;
+        for (auto& [rowid, segment] : chunks) segments.push_back(std::move(segment));
+        entries.emplace(file_id, SegmentList(std::move(segments)));
+    }
+    return entries;
+}
+
+}  // namespace
+
+std::optional<SegmentList> CandidateChunks::find(std::int64_t file_id) const {
+    if (_entries) {
+        const auto found = _entries->find(file_id);
+        return found == _entries->end() ? std::nullopt : std::optional(found->second);
+    }
+    std::vector<Segment> segments;
+    for (const chunk_store::ChunkRow& row : _rows->of_file(file_id)) {
+        segments.push_back(segment_of(row));
+    }
+    if (segments.empty()) return std::nullopt;
+    return SegmentList(std::move(segments));
+}
+
+std::vector<std::int64_t> CandidateChunks::file_ids() const {
+    if (_rows) return _rows->file_ids();
+    std::vector<std::int64_t> ids;
+    for (const auto& [file_id, segments] : *_entries) ids.push_back(file_id);
+    std::sort(ids.begin(), ids.end());
+    return ids;
+}
+
+CandidateChunks _candidate_chunks(const Database& db, chunk_store::Layout store,
+                                  std::span<const FileRow> files,
+                                  const std::optional<std::string>& needle, bool case_sensitive) {
+    std::unordered_set<std::int64_t> searched;
+    searched.reserve(files.size());
+    for (const FileRow& file : files) searched.insert(file.file_id);
+    const bool may_narrow = narrows(needle, case_sensitive);
+    if (store == chunk_store::COMPRESSED) {
+        const auto match = may_narrow ? chunk_store::trigram_query(*needle) : std::nullopt;
+        return CandidateChunks(chunk_store::matching_rows(db, match, std::move(searched)));
+    }
+    return CandidateChunks(grouped(
+        code_chunks_rows(db, may_narrow ? needle : std::optional<std::string>()), searched));
+}
+
+}  // namespace codetext::code_text

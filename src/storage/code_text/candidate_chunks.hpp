@@ -1,0 +1,51 @@
+#pragma once
+
+// Which chunks of the searched files may hold a match. Private to the module.
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "storage/chunk_store.hpp"
+#include "storage/code_text/chunk_rows.hpp"
+#include "storage/code_text/segment.hpp"
+
+namespace codetext::code_text {
+
+/// The candidate mapping: file id to the file's candidate chunks as segments in line order. Only
+/// searched files with at least one candidate have an entry. Copies share one mapping and may be
+/// read by several threads at once.
+///
+/// In the compressed layout an entry is read when it is looked up, so that a search that stops
+/// early reads no more than it looked at, and nothing is held for it here.
+class CandidateChunks {
+  public:
+    /// The file's candidates; none when it has no entry. Each call may make a new list.
+    std::optional<SegmentList> find(std::int64_t file_id) const;
+    /// Ids of the files that may have an entry, ascending: all that have one, and in the compressed
+    /// layout those whose entry is not read yet.
+    std::vector<std::int64_t> file_ids() const;
+
+    using Entries = std::unordered_map<std::int64_t, SegmentList>;
+    explicit CandidateChunks(Entries entries)
+        : _entries(std::make_shared<const Entries>(std::move(entries))) {}
+    explicit CandidateChunks(chunk_store::MatchingRows rows) : _rows(std::move(rows)) {}
+
+  private:
+    // One of the two is there.
+    std::shared_ptr<const Entries> _entries;
+    std::optional<chunk_store::MatchingRows> _rows;
+};
+
+/// Asks the index once which chunks of `files` may hold a match: through the trigram index where it
+/// narrows soundly, every chunk otherwise (no needle; a needle with a NUL; a non-ASCII needle in a
+/// search that ignores case). Passes every failure of the index on.
+CandidateChunks _candidate_chunks(const Database& db, chunk_store::Layout store,
+                                  std::span<const FileRow> files,
+                                  const std::optional<std::string>& needle, bool case_sensitive);
+
+}  // namespace codetext::code_text

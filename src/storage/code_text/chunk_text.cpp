@@ -1,0 +1,87 @@
+#include "storage/code_text/chunk_text.hpp"
+
+#include <algorithm>
+
+#include "storage/code_text/chunk_rows.hpp"
+
+namespace codetext::code_text {
+
+namespace {
+
+constexpr std::string_view FILE_CHUNKS =
+    "SELECT start_line, end_line, coalesce(exact, text) FROM code_chunks WHERE rowid >= ? AND "
+    "rowid < ? ORDER BY rowid";
+
+/// Puts the lines of chunks behind each other.
+class JoinedChunks {
+  public:
+    void add(std::int64_t start_line, std::int64_t end_line, std::string_view text) {
+        if (end_line < start_line) return;
+        if (_joined) {
+            _joined->push_back('\n');
+            _joined->append(text);
+        } else {
+            _joined.emplace(text);
+        }
+    }
+    Lines take() { return Lines::from(std::move(_joined)); }
+
+  private:
+    std::optional<std::string> _joined;
+};
+
+Lines read_lines(const Database& db, chunk_store::Layout store, std::int64_t file_id) {
+    const auto [first, end] = file_rowids(file_id);
+    JoinedChunks chunks;
+    if (store == chunk_store::COMPRESSED) {
+        for (const auto& row : chunk_store::file_rows(db, first, end)) {
+            chunks.add(row.start_line, row.end_line, row.text.view());
+        }
+    } else {
+        for (const Row& row : db.fetchall(FILE_CHUNKS, {first, end})) {
+            chunks.add(row.integer(0), row.integer(1), row.text(2));
+        }
+    }
+    return chunks.take();
+}
+
+}  // namespace
+
+ChunkText::ChunkText(const Database& db, chunk_store::Layout store, CandidateChunks candidates,
+                     DiskText disk, std::shared_ptr<const FileIds> on_disk)
+    : _db(&db),
+      _store(store),
+      _candidates(std::move(candidates)),
+      _disk(std::move(disk)),
+      _on_disk(std::move(on_disk)) {}
+
+SegmentList ChunkText::segments(std::int64_t file_id, const std::string& path) {
+    if (_on_disk->contains(file_id)) return _disk.segments(file_id, path);
+    auto& handed_out = _handed_out[file_id];
+    if (auto held = handed_out.lock()) return SegmentList(std::move(held));
+    std::optional<SegmentList> found = _candidates.find(file_id);
+    if (!found) {
+        _handed_out.erase(file_id);
+        return SegmentList();
+    }
+    handed_out = found->_segments;
+    return *std::move(found);
+}
+
+Lines ChunkText::lines(std::int64_t file_id, const std::string& path) {
+    if (_on_disk->contains(file_id)) return _disk.lines(file_id, path);
+    if (!_read || _read->first != file_id) {
+        _read.emplace(file_id, read_lines(*_db, _store, file_id));
+    }
+    return _read->second;
+}
+
+std::vector<std::int64_t> ChunkText::possible_files() const {
+    std::vector<std::int64_t> ids = _candidates.file_ids();
+    ids.insert(ids.end(), _on_disk->begin(), _on_disk->end());
+    std::sort(ids.begin(), ids.end());
+    ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+    return ids;
+}
+
+}  // namespace codetext::code_text

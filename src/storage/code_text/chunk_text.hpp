@@ -1,0 +1,50 @@
+#pragma once
+
+// The text source that a search uses when the index answers.
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include "storage/code_text/candidate_chunks.hpp"
+#include "storage/code_text/disk_text.hpp"
+
+namespace codetext::code_text {
+
+/// File ids whose text the index keeps on disk.
+using FileIds = std::unordered_set<std::int64_t>;
+
+/// Hands out a file's candidate chunks as segments, and its lines from all of its chunks; a file
+/// that the index keeps on disk is answered by the disk source. Serves one search at a time; a copy
+/// serves another thread of it. The database handle must outlive it.
+class ChunkText {
+  public:
+    ChunkText(const Database& db, chunk_store::Layout store, CandidateChunks candidates,
+              DiskText disk, std::shared_ptr<const FileIds> on_disk);
+
+    /// The file's candidate chunks in line order. As long as a caller keeps the list, asking again
+    /// gives that very list. `path` matters only for a file kept on disk.
+    SegmentList segments(std::int64_t file_id, const std::string& path);
+    /// Every line of the file, line 1 first; the lines of the last file asked for are held. Throws
+    /// DatabaseError, chunk_store::DamagedChunk.
+    Lines lines(std::int64_t file_id, const std::string& path);
+
+    /// Ids, ascending, of the files that can have a segment: those with candidates, and those kept
+    /// on disk. No other searched file needs to be asked for.
+    std::vector<std::int64_t> possible_files() const;
+
+  private:
+    const Database* _db;
+    chunk_store::Layout _store;
+    CandidateChunks _candidates;
+    DiskText _disk;
+    std::shared_ptr<const FileIds> _on_disk;
+    std::optional<std::pair<std::int64_t, Lines>> _read;
+    std::unordered_map<std::int64_t, std::weak_ptr<const std::vector<Segment>>> _handed_out;
+};
+
+}  // namespace codetext::code_text

@@ -1,0 +1,49 @@
+#include "storage/code_text/file_text.hpp"
+
+#include <stdexcept>
+#include <system_error>
+
+#include "utils/fsio.hpp"
+#include "utils/text_find.hpp"
+#include "utils/unicode.hpp"
+
+namespace codetext::code_text {
+
+namespace {
+
+/// Whether the lower-case form of `text` holds `needle`. Lower-casing is left out where it cannot
+/// matter: the needle is ASCII and so is all of the lower-case form that could be part of it.
+bool lower_case_holds(const std::string& text, const std::string& needle) {
+    if (unicode::is_ascii(needle) && !text_find::lowers_into_ascii(text)) {
+        // A needle with a capital is in no lower-case form.
+        if (unicode::lower(needle) != needle) return false;
+        return text_find::find_ignoring_ascii_case(text, needle) != text_find::NOT_FOUND;
+    }
+    return text_find::find(unicode::lower(text), needle) != text_find::NOT_FOUND;
+}
+
+}  // namespace
+
+std::optional<std::string> _file_text(const std::filesystem::path& path) {
+    try {
+        return unicode::decode(fsio::read_bytes_no_follow(path));
+    } catch (const std::system_error&) {
+        return std::nullopt;
+    } catch (const std::invalid_argument&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<Lines> _lines_holding(const std::filesystem::path& path,
+                                    const std::optional<std::string>& needle, bool case_sensitive) {
+    std::optional<std::string> text = _file_text(path);
+    if (!text) return std::nullopt;
+    if (needle) {
+        const bool holds = case_sensitive ? text_find::find(*text, *needle) != text_find::NOT_FOUND
+                                          : lower_case_holds(*text, *needle);
+        if (!holds) return std::nullopt;
+    }
+    return Lines::from(unicode::joined_lines(*std::move(text)));
+}
+
+}  // namespace codetext::code_text

@@ -1,0 +1,80 @@
+#include "storage/code_text/text_source.hpp"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <filesystem>
+#include <stdexcept>
+
+#include "storage/code_text/candidate_chunks.hpp"
+
+namespace codetext::code_text {
+
+namespace {
+
+constexpr std::string_view NO_TEXT_TABLE =
+    "read from the files on disk: this index has no table of the files' text";
+
+std::string state_statement(chunk_store::Layout store) {
+    const bool compressed = store == chunk_store::COMPRESSED;
+    return fmt::format(
+        "SELECT (SELECT COUNT(*) FROM files f WHERE f.text_on_disk = 0 AND NOT EXISTS (SELECT 1 "
+        "FROM {} c WHERE c.{} = f.id * {})), (SELECT group_concat(id) FROM files WHERE "
+        "text_on_disk = 1)",
+        compressed ? chunk_store::COMPRESSED_TABLE : "code_chunks", compressed ? "id" : "rowid",
+        CODE_CHUNK_STRIDE);
+}
+
+/// The decimal numbers of a text in which "," separates them; empty pieces are dropped.
+FileIds parse_ids(std::string_view joined) {
+    FileIds ids;
+    while (!joined.empty()) {
+        const std::size_t end = std::min(joined.find(','), joined.size());
+        const std::string_view part = joined.substr(0, end);
+        joined.remove_prefix(std::min(end + 1, joined.size()));
+        if (part.empty()) continue;
+        std::int64_t id = 0;
+        const auto [stop, error] = std::from_chars(part.data(), part.data() + part.size(), id);
+        if (error != std::errc() || stop != part.data() + part.size()) {
+            throw std::invalid_argument(fmt::format("no file id: {}", part));
+        }
+        ids.insert(id);
+    }
+    return ids;
+}
+
+}  // namespace
+
+SegmentList segments(TextSource& source, std::int64_t file_id, const std::string& path) {
+    return std::visit([&](auto& text) { return text.segments(file_id, path); }, source);
+}
+
+Lines lines(TextSource& source, std::int64_t file_id, const std::string& path) {
+    return std::visit([&](auto& text) { return text.lines(file_id, path); }, source);
+}
+
+ChunkState _chunk_state(const Database& db, chunk_store::Layout store) {
+    const std::optional<Row> row = db.fetchone(state_statement(store));
+    if (!row) return {0, std::make_shared<const FileIds>()};
+    const std::string joined = row->is_null(1) ? "" : row->text(1);
+    return {row->integer(0), std::make_shared<const FileIds>(parse_ids(joined))};
+}
+
+SourceChoice text_source(const Database& db, std::span<const FileRow> files,
+                         const std::optional<std::string>& needle, bool case_sensitive,
+                         std::optional<chunk_store::Layout> store) {
+    const std::filesystem::path root = db.db_path().parent_path().parent_path().parent_path();
+    DiskText disk(root, needle, case_sensitive);
+    if (!store) return {std::move(disk), std::string(NO_TEXT_TABLE)};
+    auto [unchunked, on_disk] = _chunk_state(db, *store);
+    if (unchunked != 0) {
+        const std::string reason = fmt::format(
+            "{} indexed file(s) have no chunks yet (the next index pass parses them)", unchunked);
+        return {std::move(disk), "read from the files on disk: " + reason};
+    }
+    CandidateChunks candidates = _candidate_chunks(db, *store, files, needle, case_sensitive);
+    return {ChunkText(db, *store, std::move(candidates), std::move(disk), std::move(on_disk)),
+            std::nullopt};
+}
+
+}  // namespace codetext::code_text

@@ -1,0 +1,154 @@
+#include "storage/schema.hpp"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <fstream>
+#include <system_error>
+
+#include "storage/chunk_store/writer.hpp"
+#include "storage/schema_steps.hpp"
+
+namespace codetext::schema {
+
+namespace {
+
+// Pages this large hold most frames whole, and a search reads few of them.
+constexpr int PAGE_BYTES = 32768;
+
+constexpr std::string_view INDEX_DDL = R"(
+CREATE TABLE meta(key TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
+CREATE TABLE files(
+    id INTEGER PRIMARY KEY,
+    path TEXT NOT NULL UNIQUE,
+    language TEXT NOT NULL,
+    size INTEGER NOT NULL,
+    mtime_ns INTEGER NOT NULL,
+    content_hash INTEGER NOT NULL,
+    text_on_disk INTEGER NOT NULL DEFAULT 0);
+CREATE INDEX files_by_text_on_disk ON files(text_on_disk);
+CREATE TABLE skipped_files(
+    path TEXT PRIMARY KEY,
+    reason TEXT NOT NULL,
+    size INTEGER NOT NULL,
+    mtime_ns INTEGER NOT NULL) WITHOUT ROWID;
+)";
+
+/// Versions that this program knows, oldest first; PRAGMA user_version is the place in this list.
+constexpr std::array<std::string_view, 3> VERSIONS = {"3.0.0", "3.1.0", SCHEMA_VERSION};
+
+/// The version's place among VERSIONS; -1 for another one.
+int rank(std::string_view version) {
+    for (std::size_t i = 0; i < VERSIONS.size(); ++i) {
+        if (VERSIONS[i] == version) return static_cast<int>(i);
+    }
+    return -1;
+}
+
+void make_directories(const std::filesystem::path& root) {
+    const std::filesystem::path directory = root / INDEX_DIRECTORY;
+    std::filesystem::create_directories(index_path(root).parent_path());
+    const std::filesystem::path ignore = directory / ".gitignore";
+    if (std::filesystem::exists(ignore)) return;
+    std::ofstream stream(ignore);
+    stream << "*\n" << std::flush;
+    if (!stream) {
+        throw std::system_error(errno, std::generic_category(), "cannot write " + ignore.string());
+    }
+}
+
+bool is_empty(const Database& db) {
+    return !db.fetchone("SELECT 1 FROM sqlite_master LIMIT 1").has_value();
+}
+
+void fill(Database& db, std::optional<chunk_store::Layout> layout) {
+    Transaction transaction(db, Transaction::Kind::WRITE);
+    if (!is_empty(db)) return;  // another process was faster
+    db.execute_script(std::string(INDEX_DDL));
+    if (layout) chunk_store::create_tables(db, *layout);
+    db.execute_script(fmt::format("PRAGMA application_id = {}", APPLICATION_ID));
+    set_version(db, SCHEMA_VERSION);
+    transaction.commit();
+}
+
+void check_ours(const Database& db, const std::string& path) {
+    if (db.fetchone("PRAGMA application_id")->integer(0) != APPLICATION_ID || is_empty(db)) {
+        throw UnusableIndex(path + " is no codetext index; move it away and run `codetext index`");
+    }
+    const std::string found = version(db);
+    if (rank(found) < 0) {
+        throw UnusableIndex(fmt::format("{} has schema {}, and this codetext knows {} to {}", path,
+                                        found, VERSIONS.front(), VERSIONS.back()));
+    }
+}
+
+}  // namespace
+
+std::filesystem::path index_path(const std::filesystem::path& root) {
+    return root / INDEX_DIRECTORY / "index" / "code.db";
+}
+
+void set_version(Database& db, std::string_view version) {
+    db.execute_script(fmt::format("PRAGMA user_version = {}", rank(version) + 1));
+    set_meta(db, "schema_version", version);
+}
+
+std::string version(const Database& db) { return meta(db, "schema_version").value_or("unknown"); }
+
+Database open_any_version(const std::filesystem::path& path, Access access) {
+    constexpr int NOT_A_DATABASE = 26;  // SQLITE_NOTADB
+    Database db(path, access);
+    try {
+        check_ours(db, path.string());
+    } catch (const DatabaseError& error) {
+        if ((error.code() & 0xFF) != NOT_A_DATABASE) throw;
+        throw UnusableIndex(path.string() +
+                            " is no SQLite database; move it away and run `codetext index`");
+    }
+    return db;
+}
+
+Database open_index(const std::filesystem::path& path, Access access) {
+    Database db = open_any_version(path, access);
+    const std::string_view oldest =
+        access == Access::READ_ONLY ? OLDEST_READABLE_VERSION : SCHEMA_VERSION;
+    const std::string found = version(db);
+    if (rank(found) < rank(oldest)) {
+        throw UnusableIndex(
+            fmt::format("{} has schema {}; run `codetext upgrade` first", path.string(), found));
+    }
+    return db;
+}
+
+Database create_index(const std::filesystem::path& root,
+                      std::optional<chunk_store::Layout> layout) {
+    make_directories(root);
+    const std::filesystem::path path = index_path(root);
+    {
+        Database db(path, Access::CREATE);
+        if (is_empty(db)) {
+            db.execute_script(fmt::format("PRAGMA page_size = {}", PAGE_BYTES));
+            db.fetchone("PRAGMA journal_mode = WAL");
+            fill(db, layout ? layout : chunk_store::default_layout());
+        }
+    }
+    return open_index(path, Access::READ_WRITE);
+}
+
+std::vector<UpgradeStep> upgrade(Database& db) {
+    std::vector<UpgradeStep> taken;
+    if (version(db) == "3.0.0") taken.push_back(upgrade_to_3_1_0(db));
+    if (version(db) == "3.1.0") taken.push_back(upgrade_to_3_2_0(db));
+    return taken;
+}
+
+std::optional<std::string> meta(const Database& db, std::string_view key) {
+    const auto row = db.fetchone("SELECT value FROM meta WHERE key = ?", {key});
+    return row ? std::optional(row->text(0)) : std::nullopt;
+}
+
+void set_meta(Database& db, std::string_view key, std::string_view value) {
+    db.execute("INSERT OR REPLACE INTO meta(key, value) VALUES (?, ?)", {key, value});
+}
+
+}  // namespace codetext::schema

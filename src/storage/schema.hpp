@@ -1,0 +1,71 @@
+#pragma once
+
+// The index database as a whole: where it lies, how it is made, which versions of it can be read,
+// and the steps that bring an older one up to date.
+//
+//   Database db = schema::open_index(schema::index_path(root), Access::READ_ONLY);
+
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "storage/chunk_store.hpp"
+#include "storage/database.hpp"
+
+namespace codetext::schema {
+
+/// The version that this program writes.
+inline constexpr std::string_view SCHEMA_VERSION = "3.2.0";
+/// The oldest version that a search or a status can read; an older one needs the upgrade first.
+inline constexpr std::string_view OLDEST_READABLE_VERSION = "3.1.0";
+/// PRAGMA application_id of every index: "cdtx".
+inline constexpr std::int64_t APPLICATION_ID = 0x63647478;
+
+/// The directory, below a repository's root, that holds what codetext keeps there.
+inline constexpr std::string_view INDEX_DIRECTORY = ".codetext";
+
+/// The database file's place below the repository's root: two directories down.
+std::filesystem::path index_path(const std::filesystem::path& root);
+
+/// A file at the index's place that cannot be used as one: no database, not ours, or of a version
+/// that this program cannot work with. The message says which and what to do.
+class UnusableIndex : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Opens an index of any version from 3.0.0 to SCHEMA_VERSION. Throws UnusableIndex for anything
+/// else at `path`, DatabaseError when it cannot be opened.
+Database open_any_version(const std::filesystem::path& path, Access access);
+
+/// As open_any_version, and throws UnusableIndex for an index that needs the upgrade first:
+/// one older than OLDEST_READABLE_VERSION, or, with Access::READ_WRITE, than SCHEMA_VERSION.
+Database open_index(const std::filesystem::path& path, Access access);
+
+/// Makes the directories, their .gitignore and an empty index at SCHEMA_VERSION in one transaction;
+/// `layout` as chunk_store::default_layout gives it when left out. An index that another process
+/// made meanwhile is opened instead.
+Database create_index(const std::filesystem::path& root,
+                      std::optional<chunk_store::Layout> layout = std::nullopt);
+
+/// The index's schema version, for example "3.2.0".
+std::string version(const Database& db);
+
+/// One step that an upgrade has taken.
+struct UpgradeStep {
+    std::string from, to;
+    std::string what;  ///< one line for the user
+};
+
+/// Applies the steps that the index lacks, in order, each in one transaction that leaves the index
+/// as it was before the step when it fails. Returns the steps taken.
+std::vector<UpgradeStep> upgrade(Database& db);
+
+/// A value of the `meta` table, in which the index keeps what the program needs to remember.
+std::optional<std::string> meta(const Database& db, std::string_view key);
+void set_meta(Database& db, std::string_view key, std::string_view value);
+
+}  // namespace codetext::schema

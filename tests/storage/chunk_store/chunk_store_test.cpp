@@ -1,0 +1,153 @@
+#include "storage/chunk_store.hpp"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+
+#include "storage/chunk_store/packed_frame.hpp"
+#include "storage/chunk_store/verify.hpp"
+#include "storage/temp_index.hpp"
+#include "utils/unicode.hpp"
+
+namespace codetext::chunk_store {
+namespace {
+
+using testing::TempIndex;
+
+/// What a store should hold, kept the plain way.
+using Model = std::map<std::int64_t, std::vector<Chunk>>;
+
+std::vector<Chunk> read_back(const TempIndex& index, std::int64_t file_id) {
+    std::vector<Chunk> chunks;
+    const auto [first, end] = code_text::file_rowids(file_id);
+    for (const ChunkRow& row : file_rows(index.db, first, end)) {
+        chunks.push_back({row.start_line, row.end_line, std::string(row.text.view())});
+    }
+    return chunks;
+}
+
+std::string random_file(std::mt19937& random) {
+    std::string text;
+    const int parts = static_cast<int>(random() % 4);
+    for (int i = 0; i < parts; ++i) {
+        text += testing::nasty_text(random, 60) + testing::numbered_lines(int(random() % 700));
+    }
+    return unicode::decode(text);
+}
+
+/// Every chunk of the model that holds all of the needle's trigrams must be among the candidates.
+void expect_superset(const TempIndex& index, const Model& model, const std::string& needle) {
+    const auto query = trigram_query(needle);
+    std::unordered_set<std::int64_t> searched;
+    for (const auto& [file_id, chunks] : model) searched.insert(file_id);
+    std::map<std::int64_t, ChunkRow> rows;
+    for (const ChunkRow& row : matching_rows(index.db, query, searched)) {
+        rows.emplace(row.rowid, row);
+    }
+    for (const auto& [file_id, chunks] : model) {
+        for (std::size_t i = 0; i < chunks.size(); ++i) {
+            if (query && chunks[i].text.find(needle) == std::string::npos) continue;
+            const auto row = rows.find(file_id * CHUNK_STRIDE + static_cast<std::int64_t>(i));
+            ASSERT_NE(row, rows.end()) << needle << " in file " << file_id << " chunk " << i;
+            EXPECT_EQ(row->second.text.view(), chunks[i].text);
+            EXPECT_EQ(row->second.start_line, chunks[i].start_line);
+            EXPECT_EQ(row->second.last, i + 1 == chunks.size());
+        }
+    }
+}
+
+TEST(chunk_store, agrees_with_a_plain_store_through_edits) {
+    if (default_layout() != COMPRESSED) GTEST_SKIP() << "this SQLite has the other layout";
+    std::mt19937 random(20261122);
+    TempIndex index(COMPRESSED);
+    Model model;
+    for (int round = 0; round < 60; ++round) {
+        const auto file_id = static_cast<std::int64_t>(random() % 12);
+        if (random() % 4 == 0) {
+            index.drop(file_id);
+            model.erase(file_id);
+        } else {
+            const std::string text = random_file(random);
+            index.put(file_id, "f" + std::to_string(file_id), text);
+            model[file_id] = code_text::code_chunks(text);
+        }
+        for (const auto& [id, chunks] : model) ASSERT_EQ(read_back(index, id), chunks);
+    }
+    for (const char* needle : {"foo", "line 64", "ine 700", "int main", "x_y", "no such", "ab"}) {
+        expect_superset(index, model, needle);
+    }
+    EXPECT_EQ(verify(index.db), std::vector<std::string>{});
+    // Sixty runs, and yet few segments to ask.
+    EXPECT_LT(index.db.fetchone("SELECT count(*) FROM trigram_segments")->integer(0), 30);
+}
+
+TEST(chunk_store, ascii_needle_in_lower_case_leads_to_letters_that_lower_case_to_it) {
+    if (default_layout() != COMPRESSED) GTEST_SKIP() << "this SQLite has the other layout";
+    TempIndex index(COMPRESSED);
+    index.put(1, "kelvin", "300 \u212aELVIN\n");
+    const auto rowids = candidate_rowids(index.db, *trigram_query("kelvin"));
+    EXPECT_EQ(rowids, std::vector<std::int64_t>{CHUNK_STRIDE});
+}
+
+TEST(chunk_store, a_dictionary_is_trained_and_found_again) {
+    if (default_layout() != COMPRESSED) GTEST_SKIP() << "this SQLite has the other layout";
+    TempIndex index(COMPRESSED);
+    std::vector<std::string> samples;
+    for (int i = 0; i < 1500; ++i) {
+        samples.push_back(testing::numbered_lines(64, "static int f" + std::to_string(i * 7919)));
+    }
+    EXPECT_EQ(train_dictionary(index.db, std::vector<std::string>{"too little"}), nullptr);
+    const DictionaryHandle dictionary = train_dictionary(index.db, samples);
+    ASSERT_NE(dictionary, nullptr);
+    index.put(1, "f", samples[3]);
+    EXPECT_EQ(read_back(index, 1)[0].text + "\n", samples[3]);
+    const std::string body = index.db.fetchone("SELECT body FROM chunk_frames")->blob(0);
+    EXPECT_LT(body.size(), samples[3].size() / 8);
+    index.db.execute("DELETE FROM chunk_dictionaries");
+    const Database fresh(index.db.db_path(), Access::READ_ONLY);
+    EXPECT_THROW(file_rows(fresh, CHUNK_STRIDE, 2 * CHUNK_STRIDE), DamagedChunk);
+}
+
+TEST(chunk_store, damage_is_noticed) {
+    if (default_layout() != COMPRESSED) GTEST_SKIP() << "this SQLite has the other layout";
+    TempIndex index(COMPRESSED);
+    const std::string text = testing::numbered_lines(200, "some text here ");
+    index.put(1, "f", text);
+    const std::vector<Chunk> chunks = code_text::code_chunks(text);
+    const std::string body = index.db.fetchone("SELECT body FROM chunk_frames")->blob(0);
+    const auto expect_whole_or_noticed = [&](const std::string& damaged) {
+        index.db.execute("UPDATE chunk_frames SET body = ?", {BlobView{damaged}});
+        try {
+            // zstd's checksum covers the texts; line numbers are compared with the chunk rows.
+            const std::vector<Chunk> read = read_back(index, 1);
+            ASSERT_EQ(read.size(), chunks.size());
+            for (std::size_t i = 0; i < read.size(); ++i) ASSERT_EQ(read[i].text, chunks[i].text);
+            if (read != chunks) EXPECT_NE(verify(index.db), std::vector<std::string>{});
+        } catch (const DamagedChunk& error) {
+            EXPECT_NE(std::string(error.what()).find(std::to_string(CHUNK_STRIDE)),
+                      std::string::npos);
+            EXPECT_NE(verify(index.db), std::vector<std::string>{});
+        }
+    };
+    expect_whole_or_noticed(body);
+    for (std::size_t size = 0; size < body.size(); size += 7) {
+        expect_whole_or_noticed(body.substr(0, size));
+    }
+    std::mt19937 random(3);
+    for (std::size_t i = 12; i < body.size(); ++i) {
+        std::string flipped = body;
+        flipped[i] = static_cast<char>(flipped[i] ^ (1 << random() % 8));
+        expect_whole_or_noticed(flipped);
+    }
+}
+
+TEST(chunk_store, refuses_chunks_that_do_not_follow_each_other) {
+    Packer packer(COMPRESSED, nullptr);
+    EXPECT_THROW(packer.pack(std::vector<Chunk>{}), std::length_error);
+    EXPECT_THROW(packer.pack(std::vector<Chunk>{{1, 64, "a"}, {66, 66, "b"}}),
+                 std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace codetext::chunk_store

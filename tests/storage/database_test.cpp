@@ -1,0 +1,81 @@
+#include "storage/database.hpp"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <stdexcept>
+
+#include "storage/temp_index.hpp"
+
+namespace codetext {
+namespace {
+
+using namespace std::string_literals;
+
+class DatabaseTest : public ::testing::Test {
+  protected:
+    DatabaseTest() : db(folder.path() / "x.db", Access::CREATE) {
+        db.execute("CREATE TABLE t(id INTEGER PRIMARY KEY, value)");
+    }
+    testing::TempFolder folder;
+    Database db;
+};
+
+TEST_F(DatabaseTest, keeps_values_whole) {
+    const std::string text = "a\0b\xC3\xA9"s;
+    const std::int64_t large = std::numeric_limits<std::int64_t>::min();
+    db.execute("INSERT INTO t VALUES (1, ?), (2, ?), (3, ?), (4, ?), (5, ?)",
+               {text, large, BlobView{"\0\xFF"s}, "", nullptr});
+    const auto rows = db.fetchall("SELECT value FROM t ORDER BY id");
+    EXPECT_EQ(rows[0].text(0), text);
+    EXPECT_EQ(rows[1].integer(0), large);
+    EXPECT_EQ(rows[2].blob(0), "\0\xFF"s);
+    EXPECT_EQ(rows[3].text(0), "");
+    EXPECT_TRUE(rows[4].is_null(0));
+    EXPECT_THROW(rows[0].integer(0), DatabaseError);
+    EXPECT_THROW(rows[1].text(0), DatabaseError);
+    EXPECT_THROW(rows[0].text(1), std::out_of_range);
+    db.each("SELECT value FROM t WHERE id <= 2 ORDER BY id", {}, [&](const RowView& row) {
+        EXPECT_EQ(row.text(0), text);
+        EXPECT_THROW(row.integer(0), DatabaseError);
+        EXPECT_THROW(row.text(1), std::out_of_range);
+        return Visit::STOP;
+    });
+}
+
+TEST_F(DatabaseTest, leaves_no_statement_open_on_failure) {
+    db.execute("INSERT INTO t VALUES (1, 'one'), (2, 'two')");
+    EXPECT_THROW(db.each("SELECT value FROM t", {},
+                         [](const RowView&) -> Visit { throw std::runtime_error("visitor"); }),
+                 std::runtime_error);
+    EXPECT_THROW(db.execute("INSERT INTO t VALUES (1, 'again')"), DatabaseError);
+    EXPECT_THROW(db.execute("SELECT ?"), DatabaseError);
+    // A statement left open would lock the table.
+    EXPECT_NO_THROW(db.execute("DROP TABLE t"));
+}
+
+TEST_F(DatabaseTest, failure_names_code_and_statement) {
+    try {
+        db.fetchall("SELECT nothing FROM nowhere");
+        FAIL();
+    } catch (const DatabaseError& error) {
+        EXPECT_EQ(error.code(), 1);
+        EXPECT_EQ(error.statement(), "SELECT nothing FROM nowhere");
+    }
+}
+
+TEST_F(DatabaseTest, transaction_rolls_back_unless_committed) {
+    {
+        Transaction transaction(db, Transaction::Kind::WRITE);
+        db.execute("INSERT INTO t VALUES (1, 'lost')");
+    }
+    {
+        Transaction transaction(db, Transaction::Kind::WRITE);
+        db.execute("INSERT INTO t VALUES (2, 'kept')");
+        transaction.commit();
+    }
+    EXPECT_EQ(db.fetchone("SELECT group_concat(value) FROM t")->text(0), "kept");
+}
+
+}  // namespace
+}  // namespace codetext
