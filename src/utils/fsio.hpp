@@ -22,8 +22,9 @@ struct FileContent {
 ///
 /// Only the last component is kept from being a symbolic link (O_NOFOLLOW); never blocks on a file
 /// that is no regular one.
-/// Throws std::system_error with errno's code for every failure to open or read: ELOOP for a
-/// symbolic link, EISDIR for a directory, EINVAL for any other kind of file;
+/// Throws std::system_error (std::system_category, "cannot read PATH: ...") with errno's code for
+/// every failure to open or read: ELOOP for a symbolic link, EISDIR for a directory, EINVAL for any
+/// other kind of file that opens (a socket does not: ENXIO), EFBIG for a file of more than 2 GiB;
 /// std::invalid_argument for a path with an embedded NUL.
 std::string read_bytes_no_follow(const std::filesystem::path& path);
 

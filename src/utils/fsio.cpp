@@ -1,0 +1,119 @@
+#include "utils/fsio.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "utils/fsio_read.hpp"
+
+namespace codetext::fsio {
+namespace {
+
+/// The first read of a file that says it is empty, as those of /proc do.
+constexpr std::size_t SMALLEST_READ_BYTES = 4096;
+
+[[noreturn]] void throw_error(int error_number, const std::string& doing) {
+    throw std::system_error(error_number, std::system_category(), doing);
+}
+
+class Descriptor {
+  public:
+    explicit Descriptor(int number) : _number(number) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() { ::close(_number); }
+
+    int number() const { return _number; }
+
+  private:
+    int _number;
+};
+
+/// Makes a system call again for as long as a signal interrupts it.
+template <typename Call>
+auto uninterrupted(Call call) {
+    while (true) {
+        const auto result = call();
+        if (result != -1 || errno != EINTR) return result;
+    }
+}
+
+int open_no_follow(const std::filesystem::path& path, const std::string& doing) {
+    const std::string& native = path.native();
+    if (native.find('\0') != std::string::npos) {
+        throw std::invalid_argument(doing + ": the path holds a NUL");
+    }
+    // Without O_NONBLOCK, opening a FIFO waits for its writer.
+    constexpr int FLAGS = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+    const int number = uninterrupted([&] { return ::open(native.c_str(), FLAGS); });
+    if (number == -1) throw_error(errno, doing);
+    return number;
+}
+
+struct stat regular_file_status(int descriptor, const std::string& doing) {
+    struct stat status {};
+    if (::fstat(descriptor, &status) == -1) throw_error(errno, doing);
+    if (S_ISDIR(status.st_mode)) throw_error(EISDIR, doing);
+    if (!S_ISREG(status.st_mode)) throw_error(EINVAL, doing);
+    return status;
+}
+
+/// Wraps around for a time that nanoseconds in 64 bits cannot tell (from the year 2262 on): it is
+/// compared, never shown.
+std::int64_t nanoseconds(const struct timespec& time) {
+    constexpr std::uint64_t NANOSECONDS = 1'000'000'000;
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(time.tv_sec) * NANOSECONDS +
+                                     static_cast<std::uint64_t>(time.tv_nsec));
+}
+
+/// Fills `bytes` from `filled` on, as far as one read does; gives the bytes read, 0 at the end.
+std::size_t read_once(int descriptor, std::string& bytes, std::size_t filled,
+                      const std::string& doing) {
+    const auto got = uninterrupted(
+        [&] { return ::read(descriptor, bytes.data() + filled, bytes.size() - filled); });
+    if (got == -1) throw_error(errno, doing);
+    return static_cast<std::size_t>(got);
+}
+
+}  // namespace
+
+std::string _read_to_end(int descriptor, std::int64_t expected_bytes, const std::string& doing,
+                         std::size_t limit_bytes) {
+    const auto expected = static_cast<std::size_t>(std::max<std::int64_t>(expected_bytes, 0));
+    if (expected > limit_bytes) throw_error(EFBIG, doing);
+    // One byte more than expected: a read that does not fill it has met the end where fstat put it.
+    std::string bytes(expected == 0 ? SMALLEST_READ_BYTES : expected + 1, '\0');
+    std::size_t filled = 0;
+    while (true) {
+        const std::size_t got = read_once(descriptor, bytes, filled, doing);
+        filled += got;
+        if (filled > limit_bytes) throw_error(EFBIG, doing);
+        if (got == 0 || filled == expected) break;
+        if (filled == bytes.size()) {
+            const std::size_t more = std::max(2 * filled, SMALLEST_READ_BYTES);
+            bytes.resize(std::min(more, limit_bytes + 1));
+        }
+    }
+    bytes.resize(filled);
+    return bytes;
+}
+
+FileContent read_file_no_follow(const std::filesystem::path& path) {
+    const std::string doing = "cannot read " + path.native();
+    const Descriptor descriptor(open_no_follow(path, doing));
+    const struct stat status = regular_file_status(descriptor.number(), doing);
+    std::string bytes = _read_to_end(descriptor.number(), status.st_size, doing);
+    return {std::move(bytes), status.st_size, nanoseconds(status.st_mtim)};
+}
+
+std::string read_bytes_no_follow(const std::filesystem::path& path) {
+    return read_file_no_follow(path).bytes;
+}
+
+}  // namespace codetext::fsio

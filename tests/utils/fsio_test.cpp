@@ -1,0 +1,120 @@
+#include "utils/fsio.hpp"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <system_error>
+#include <vector>
+
+#include "utils/fsio_read.hpp"
+
+namespace codetext {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A folder of the test's own, with one file in it that the tests write again and again.
+struct TempFolder {
+    TempFolder() { path = ::mkdtemp((fs::temp_directory_path() / "fsio_XXXXXX").string().data()); }
+    TempFolder(const TempFolder&) = delete;
+    ~TempFolder() { fs::remove_all(path); }
+
+    fs::path file(const std::string& bytes) const {
+        std::ofstream(path / "file", std::ios::binary) << bytes;
+        return path / "file";
+    }
+
+    fs::path path;
+};
+
+/// errno's number of the failure of `read`; 0 when it succeeds.
+template <typename Read>
+int error_of(Read read) {
+    try {
+        read();
+    } catch (const std::system_error& error) {
+        EXPECT_THAT(error.what(), testing::StartsWith("cannot read "));
+        return error.code().value();
+    }
+    return 0;
+}
+
+TEST(fsio, reads_every_byte_and_gives_size_and_time) {
+    const TempFolder folder;
+    const timespec times[2] = {{1, 0}, {1700000000, 123456789}};
+    for (const std::size_t size : std::vector<std::size_t>{0, 1, 4095, 4096, 4097, 300000}) {
+        std::string bytes(size, '\0');
+        for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * 31 >> 3);
+        ASSERT_EQ(::utimensat(AT_FDCWD, folder.file(bytes).c_str(), times, 0), 0);
+        const fsio::FileContent content = fsio::read_file_no_follow(folder.path / "file");
+        EXPECT_TRUE(content.bytes == bytes) << size;
+        EXPECT_EQ(content.size_bytes, static_cast<std::int64_t>(size));
+        EXPECT_EQ(content.mtime_ns, 1700000000123456789);
+    }
+}
+
+struct Case {
+    fs::path path;
+    int error;
+};
+
+// A FIFO without a writer would block; /dev/zero would never end, nor would a sparse file soon.
+TEST(fsio, refuses_all_but_regular_files_and_leaks_no_descriptor) {
+    const TempFolder folder;
+    const fs::path& path = folder.path;
+    ASSERT_EQ(::mkfifo((path / "fifo").c_str(), 0600), 0);
+    fs::create_symlink(folder.file("x"), path / "link");
+    fs::create_directory_symlink(path, path / "folder_link");
+    std::ofstream(path / "sparse");
+    fs::resize_file(path / "sparse", fsio::MAX_FILE_BYTES + 1);
+    const auto open_descriptors = [] {
+        return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+    };
+    const auto before = open_descriptors();
+    const Case cases[] = {
+        {path / "missing", ENOENT}, {path / "file/below", ENOTDIR},     {path, EISDIR},
+        {path / "link", ELOOP},     {path / "folder_link", ELOOP},      {path / "fifo", EINVAL},
+        {path / "sparse", EFBIG},   {path / "folder_link" / "file", 0}, {"/dev/zero", EINVAL}};
+    for (const Case& given : cases) {
+        EXPECT_EQ(error_of([&] { fsio::read_bytes_no_follow(given.path); }), given.error)
+            << given.path;
+    }
+    EXPECT_EQ(open_descriptors(), before);
+    EXPECT_THROW(fsio::read_bytes_no_follow(std::string("a\0b", 3)), std::invalid_argument);
+}
+
+TEST(fsio, reads_to_the_end_whatever_size_was_expected) {
+    const TempFolder folder;
+    for (const std::size_t size : std::vector<std::size_t>{0, 1, 5000, 10000, 10001}) {
+        const fs::path path = folder.file(std::string(size, 'x'));
+        for (const std::int64_t expected : {0, 1, 4999, 5000, 5001, 10000, 10001}) {
+            const int number = ::open(path.c_str(), O_RDONLY);
+            const auto read = [&] {
+                EXPECT_EQ(fsio::_read_to_end(number, expected, "cannot read it", 10000).size(),
+                          size);
+            };
+            const bool too_long = size > 10000 || expected > 10000;
+            EXPECT_EQ(error_of(read), too_long ? EFBIG : 0) << size << " for " << expected;
+            ::close(number);
+        }
+    }
+}
+
+// A pipe of packets gives one at a time: reads that are short without being the last.
+TEST(fsio, reads_on_after_short_reads) {
+    int ends[2];
+    ASSERT_EQ(::pipe2(ends, O_DIRECT | O_CLOEXEC), 0);
+    for (const std::string part : {"abc", "de", "fghi"}) {
+        ASSERT_EQ(::write(ends[1], part.data(), part.size()), std::ssize(part));
+    }
+    ::close(ends[1]);
+    EXPECT_EQ(fsio::_read_to_end(ends[0], 100, "cannot read it"), "abcdefghi");
+    ::close(ends[0]);
+}
+
+}  // namespace
+}  // namespace codetext

@@ -1,0 +1,82 @@
+#include "utils/text_find.hpp"
+
+#include <gtest/gtest.h>
+
+#include "utils/reference.hpp"
+
+namespace codetext {
+namespace {
+
+using testing::PrintToString;
+
+std::string folded(std::string text) {
+    for (char& byte : text) {
+        if (byte >= 'A' && byte <= 'Z') byte = static_cast<char>(byte - 'A' + 'a');
+    }
+    return text;
+}
+
+void expect_found_as_by_reference(std::string_view text, const std::string& needle,
+                                  std::size_t from = 0) {
+    ASSERT_EQ(text_find::find(text, needle, from), reference::reference_find(text, needle, from))
+        << PrintToString(needle) << " from " << from << " in " << PrintToString(text);
+    const std::string lowered = folded(needle);
+    ASSERT_EQ(text_find::find_ignoring_ascii_case(text, lowered, from),
+              reference::reference_find(folded(std::string(text)), lowered, from))
+        << PrintToString(lowered) << " from " << from << " in " << PrintToString(text);
+}
+
+// Needles out of the text itself, so that most are found, with a byte changed here and there; '@',
+// '[' and '`' are what a careless folding takes for letters.
+TEST(find, agrees_with_the_reference) {
+    reference::RandomTexts random({"e", "E", "zq", "@", "`", "[", "{", "\xC3\x89", " ", "\n"});
+    reference::for_texts({"e", "E", "zq", "@", "`", "["}, 4, [&](const std::string& text) {
+        for (const std::string& whole : {text, random.text(20)}) {
+            const std::size_t begin = random.below(whole.size() + 1);
+            std::string needle = whole.substr(begin, random.below(70));
+            if (!needle.empty() && random.below(3) == 0) needle[0] ^= 0x20;
+            expect_found_as_by_reference(whole, needle, random.below(whole.size() + 2));
+        }
+    });
+}
+
+TEST(find, finds_at_every_place_and_never_past_the_end) {
+    for (const std::size_t middle : std::vector<std::size_t>{0, 1, 40}) {
+        const std::string needle = "x" + std::string(middle, 'e') + "y";
+        for (std::size_t before = 0; before < 40; ++before) {
+            const std::string text = std::string(before, '.') + needle;
+            expect_found_as_by_reference(text, needle);
+            expect_found_as_by_reference(std::string_view(text).substr(0, text.size() - 1), needle);
+        }
+    }
+}
+
+// Nearly the needle at every place: the search hands over to another one on its way.
+TEST(find, finds_in_repetitive_text) {
+    std::string text;
+    for (int i = 0; i < 3000; ++i) text += "ab";
+    expect_found_as_by_reference(text, "ababbb");
+    text += "bb" + text + "bb";
+    for (const std::size_t from : std::vector<std::size_t>{10, 5997})
+        expect_found_as_by_reference(text, "ababbb", from);
+}
+
+TEST(lowers_into_ascii, holds_for_the_two_characters_that_do) {
+    for (const std::string other : {"", "K", "I", "\u212B", "\u0131", "\u012F"}) {
+        const std::string text = std::string(37, 'k') + other;
+        EXPECT_FALSE(text_find::lowers_into_ascii(text)) << other;
+        EXPECT_TRUE(text_find::lowers_into_ascii(text + "\u212A" + text)) << other;
+        EXPECT_TRUE(text_find::lowers_into_ascii(text + "\u0130")) << other;
+    }
+}
+
+TEST(count_line_feeds, counts_every_one) {
+    reference::for_texts({"a", "\n", "\r", "\x8A", "\v"}, 3, [](const std::string& text) {
+        ASSERT_EQ(text_find::count_line_feeds(text), std::count(text.begin(), text.end(), '\n'))
+            << PrintToString(text);
+    });
+    EXPECT_EQ(text_find::count_line_feeds(std::string(70001, '\n')), 70001);
+}
+
+}  // namespace
+}  // namespace codetext

@@ -1,0 +1,121 @@
+#include "utils/unicode.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "utils/reference.hpp"
+
+namespace codetext {
+namespace {
+
+using testing::PrintToString;
+using Texts = std::vector<std::string>;
+
+// Lead bytes, and second bytes on either side of what each allows.
+const Texts BYTES = {"a",    "\n",   "\x80", "\x8F", "\x90", "\x9F", "\xA0", "\xBF", "\xC1",
+                     "\xC2", "\xE0", "\xE2", "\xED", "\xF0", "\xF1", "\xF4", "\xF5", "\xFF"};
+// Every boundary, what is one bit or one byte off a boundary, and lone surrogates.
+const Texts UNITS = {"a",      "\n",     "\r",     "\v",     "\f",           "\x1C",
+                     "\x1D",   "\x1E",   "\t",     "\x0E",   "\x1B",         "\x1F",
+                     "\u0085", "\u2028", "\u2029", "\u2027", "\xED\xA0\x80", "\u00A9"};
+
+TEST(decode, agrees_with_the_reference) {
+    EXPECT_EQ(reference::reference_decode("a\xE2\x82"
+                                          "b\xFF\xED\xA0\x80"
+                                          "c\xF0\x9F\x98"),
+              "a\uFFFD"
+              "b\uFFFD\uFFFD\uFFFD\uFFFD"
+              "c\uFFFD");
+    reference::for_texts(BYTES, 4, [](const std::string& bytes) {
+        const std::string expected = reference::reference_decode(bytes);
+        ASSERT_EQ(unicode::decode(bytes), expected) << PrintToString(bytes);
+    });
+}
+
+TEST(joined_lines, agrees_with_the_reference) {
+    EXPECT_THAT(reference::reference_lines("a\r\n\n\rb\u0085\u2028"),
+                testing::ElementsAre("a", "", "", "b", ""));
+    reference::for_texts(UNITS, 4, [](const std::string& text) {
+        const auto expected = reference::reference_joined(reference::reference_lines(text));
+        ASSERT_EQ(unicode::joined_lines(text), expected) << PrintToString(text);
+    });
+}
+
+TEST(joined_lines, and_decode_leave_common_text_in_its_buffer) {
+    std::string text(100, 'a');
+    text += "\u00A9\n";
+    const char* buffer = text.data();
+    EXPECT_EQ(unicode::joined_lines(unicode::decode(std::move(text)))->data(), buffer);
+}
+
+TEST(is_ascii, notices_one_byte_wherever_it_is) {
+    for (std::size_t size = 1; size < 150; ++size) {
+        std::string text(size, '\x7F');
+        ASSERT_TRUE(unicode::is_ascii(text)) << size;
+        for (std::size_t at = 0; at < size; ++at) {
+            text[at] = '\x80';
+            ASSERT_FALSE(unicode::is_ascii(text)) << at << " of " << size;
+            text[at] = 'a';
+        }
+    }
+}
+
+const std::vector<std::pair<std::string, std::string>> LOWER_CASE_LINES = {
+    {"", ""},
+    {"XYZ", "xyz"},
+    {"@AZ[`az{ sixteen and MORE bytes of ASCII", "@az[`az{ sixteen and more bytes of ascii"},
+    {"\u0130X\u212A", "i\u0307xk"},                // into ASCII, and longer
+    {"\u039F\u03A3", "\u03BF\u03C2"},              // a sigma that ends its word
+    {"\u039F\u03A3\u039F", "\u03BF\u03C3\u03BF"},  // one that does not
+    {"\u03A3", "\u03C3"},                          // one with no letter before it
+    {"A\u03A3.", "a\u03C2."},
+    {"A\u03A3.B", "a\u03C3.b"},                    // past a case-ignorable full stop
+    {"\u1C90\u13A0\u13F0", "\u10D0\uAB70\u13F8"},  // Georgian, Cherokee
+    {"\u023A\u023A\u1E9E\U00010400", "\u2C65\u2C65\u00DF\U00010428"},  // two bytes to three
+    {"\xED\xA0\x80"
+     "A",
+     "\xED\xA0\x80"
+     "a"},  // a lone surrogate
+};
+
+// In texts of several lines, since lines are where a text is cut and sigma looks at its neighbours.
+TEST(lower, gives_each_line_its_full_lower_case_form) {
+    SCOPED_TRACE(reference::RandomTexts::SEED);
+    reference::RandomTexts random({"-"});
+    for (int i = 0; i < 5000; ++i) {
+        std::string text, expected;
+        for (std::size_t lines = random.below(9); lines > 0; --lines) {
+            const auto& [line, lowered] = LOWER_CASE_LINES[random.below(LOWER_CASE_LINES.size())];
+            const std::string padding = "\n" + random.text(2);
+            text += line + padding;
+            expected += lowered + padding;
+        }
+        ASSERT_EQ(unicode::lower(text), expected) << PrintToString(text);
+    }
+}
+
+TEST(lower, serves_several_threads_from_the_first_call_on) {
+    Texts results(8);
+    std::vector<std::thread> threads;
+    for (auto& result : results) threads.emplace_back([&] { result = unicode::lower("\u0391"); });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_THAT(results, testing::Each("\u03B1"));
+}
+
+TEST(code_points, are_counted_and_found_by_their_first_bytes) {
+    reference::for_texts(UNITS, 2, [](const std::string& text) {
+        std::int64_t count = 0;
+        for (std::size_t at = 0; at < text.size(); ++at) {
+            if ((text[at] & 0xC0) == 0x80) continue;
+            ASSERT_EQ(unicode::byte_offset(text, count++), at) << PrintToString(text);
+        }
+        ASSERT_EQ(unicode::code_points(text), count) << PrintToString(text);
+        ASSERT_EQ(unicode::byte_offset(text, count), text.size());
+        ASSERT_EQ(unicode::byte_offset(text, count + 1), text.size());
+    });
+}
+
+}  // namespace
+}  // namespace codetext
