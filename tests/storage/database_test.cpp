@@ -17,7 +17,7 @@ class DatabaseTest : public ::testing::Test {
     DatabaseTest() : db(folder.path() / "x.db", Access::CREATE) {
         db.execute("CREATE TABLE t(id INTEGER PRIMARY KEY, value)");
     }
-    testing::TempFolder folder;
+    test_support::TempFolder folder;
     Database db;
 };
 

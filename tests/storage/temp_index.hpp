@@ -16,7 +16,7 @@
 #include "storage/code_text.hpp"
 #include "storage/schema.hpp"
 
-namespace codetext::testing {
+namespace codetext::test_support {
 
 /// A folder that goes when the test ends.
 class TempFolder {
@@ -127,4 +127,4 @@ inline std::string nasty_text(std::mt19937& random, int pieces) {
     return text;
 }
 
-}  // namespace codetext::testing
+}  // namespace codetext::test_support

@@ -35,6 +35,7 @@ DictionaryHandle DictionaryShelf::find(const Database& db, std::uint32_t id) {
 }
 
 DictionaryHandle load_dictionary(const Database& db) {
+    if (layout(db) != COMPRESSED) return nullptr;
     auto row =
         db.fetchone("SELECT body FROM chunk_dictionaries ORDER BY added DESC, id DESC LIMIT 1");
     return row ? std::make_shared<const Dictionary>(row->blob(0)) : nullptr;

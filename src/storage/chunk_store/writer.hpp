@@ -27,7 +27,8 @@ namespace codetext::chunk_store {
 class Dictionary;
 using DictionaryHandle = std::shared_ptr<const Dictionary>;
 
-/// The dictionary that new chunks are compressed with; null when the index has none.
+/// The dictionary that new chunks are compressed with; null when the index has none, as always in
+/// the `code_chunks` layout.
 DictionaryHandle load_dictionary(const Database& db);
 
 /// Bytes of chunk text that train_dictionary makes good use of; more are cut off.
@@ -36,7 +37,8 @@ inline constexpr std::size_t DICTIONARY_SAMPLE_BYTES = 8 << 20;
 inline constexpr std::size_t DICTIONARY_MIN_BYTES = 1 << 20;
 
 /// Trains a dictionary on texts of chunks and stores it in the index (within the caller's
-/// transaction). Null when there is too little text, or text that gives no dictionary.
+/// transaction). REQUIRES: the compressed layout. Null when there is too little text, or text that
+/// gives no dictionary.
 DictionaryHandle train_dictionary(Database& db, std::span<const std::string> samples);
 
 /// One file's chunks, ready to be stored.

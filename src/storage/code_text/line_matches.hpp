@@ -109,11 +109,12 @@ class LineMatches {
         }
         void operator++(int) { ++*this; }
         friend bool operator==(const Iterator& it, std::default_sentinel_t) {
-            return it._range->_at_end && !it._range->_has_match;
+            return it._is_at_end();
         }
 
       private:
         friend class LineMatches;
+        bool _is_at_end() const { return _range->_at_end && !_range->_has_match; }
         explicit Iterator(LineMatches* range) : _range(range) {}
         LineMatches* _range;
     };

@@ -13,7 +13,7 @@
 namespace codetext::chunk_store {
 namespace {
 
-using testing::TempIndex;
+using test_support::TempIndex;
 
 /// What a store should hold, kept the plain way.
 using Model = std::map<std::int64_t, std::vector<Chunk>>;
@@ -31,7 +31,8 @@ std::string random_file(std::mt19937& random) {
     std::string text;
     const int parts = static_cast<int>(random() % 4);
     for (int i = 0; i < parts; ++i) {
-        text += testing::nasty_text(random, 60) + testing::numbered_lines(int(random() % 700));
+        text += test_support::nasty_text(random, 60) +
+                test_support::numbered_lines(int(random() % 700));
     }
     return unicode::decode(text);
 }
@@ -95,7 +96,8 @@ TEST(chunk_store, a_dictionary_is_trained_and_found_again) {
     TempIndex index(COMPRESSED);
     std::vector<std::string> samples;
     for (int i = 0; i < 1500; ++i) {
-        samples.push_back(testing::numbered_lines(64, "static int f" + std::to_string(i * 7919)));
+        samples.push_back(
+            test_support::numbered_lines(64, "static int f" + std::to_string(i * 7919)));
     }
     EXPECT_EQ(train_dictionary(index.db, std::vector<std::string>{"too little"}), nullptr);
     const DictionaryHandle dictionary = train_dictionary(index.db, samples);
@@ -112,7 +114,7 @@ TEST(chunk_store, a_dictionary_is_trained_and_found_again) {
 TEST(chunk_store, damage_is_noticed) {
     if (default_layout() != COMPRESSED) GTEST_SKIP() << "this SQLite has the other layout";
     TempIndex index(COMPRESSED);
-    const std::string text = testing::numbered_lines(200, "some text here ");
+    const std::string text = test_support::numbered_lines(200, "some text here ");
     index.put(1, "f", text);
     const std::vector<Chunk> chunks = code_text::code_chunks(text);
     const std::string body = index.db.fetchone("SELECT body FROM chunk_frames")->blob(0);
@@ -123,7 +125,9 @@ TEST(chunk_store, damage_is_noticed) {
             const std::vector<Chunk> read = read_back(index, 1);
             ASSERT_EQ(read.size(), chunks.size());
             for (std::size_t i = 0; i < read.size(); ++i) ASSERT_EQ(read[i].text, chunks[i].text);
-            if (read != chunks) EXPECT_NE(verify(index.db), std::vector<std::string>{});
+            if (read != chunks) {
+                EXPECT_NE(verify(index.db), std::vector<std::string>{});
+            }
         } catch (const DamagedChunk& error) {
             EXPECT_NE(std::string(error.what()).find(std::to_string(CHUNK_STRIDE)),
                       std::string::npos);

@@ -28,7 +28,7 @@ TEST(trigrams, collector_finds_each_once) {
     std::mt19937 random(11);
     TrigramCollector collector;
     for (int round = 0; round < 2000; ++round) {
-        const std::string text = testing::nasty_text(random, static_cast<int>(random() % 40));
+        const std::string text = test_support::nasty_text(random, static_cast<int>(random() % 40));
         std::vector<std::uint32_t> found = {42};
         const std::uint32_t count = collector.append(text, found);
         ASSERT_EQ(found.size(), count + 1u);

@@ -1,0 +1,89 @@
+#include "storage/code_text/disk_text.hpp"
+
+#include <gtest/gtest.h>
+
+#include "storage/code_text/file_text.hpp"
+#include "storage/temp_index.hpp"
+
+namespace codetext::code_text {
+namespace {
+
+using Strings = std::vector<std::string>;
+
+class DiskTextTest : public ::testing::Test {
+  protected:
+    DiskText source(std::optional<std::string> needle, bool case_sensitive = true) const {
+        return {folder.path(), std::move(needle), case_sensitive};
+    }
+    test_support::TempFolder folder;
+};
+
+TEST_F(DiskTextTest, hands_a_file_out_whole_or_not_at_all) {
+    struct Case {
+        std::string bytes;
+        std::optional<std::string> needle;
+        bool case_sensitive;
+        std::optional<Strings> lines;  // none: no segment
+    };
+    for (const Case& c : std::vector<Case>{
+             {"a\r\nb\rc\n", std::nullopt, true, Strings{"a", "b", "c"}},
+             {"\n", std::nullopt, true, Strings{""}},
+             {"", std::nullopt, true, Strings{}},
+             {"", "", true, Strings{}},
+             {"", "a", true, std::nullopt},
+             {"\xEF\xBB\xBFx", "x", true, Strings{"\uFEFFx"}},
+             {"a\xE2\x82"
+              "b\xFF"
+              "c",
+              "c", true, Strings{"a\uFFFDb\uFFFDc"}},
+             {"Needle", "needle", true, std::nullopt},
+             {"NEEDLE", "needle", false, Strings{"NEEDLE"}},
+             {"NEEDLE", "NEEDLE", false, std::nullopt},
+             {"a\nb", "a\nb", true, Strings{"a", "b"}},
+             {"\u212a", "k", false, Strings{"\u212a"}},
+             {"\u0130", "i", false, Strings{"\u0130"}},
+             {"\u00c9", "\u00e9", false, Strings{"\u00c9"}},
+         }) {
+        folder.write("f", c.bytes);
+        DiskText disk = source(c.needle, c.case_sensitive);
+        const SegmentList segments = disk.segments(1, "f");
+        ASSERT_EQ(segments.size(), c.lines ? 1u : 0u) << c.bytes;
+        const Lines lines = disk.lines(1, "f");
+        EXPECT_EQ(test_support::strings(lines), c.lines.value_or(Strings{}));
+        if (!c.lines) continue;
+        EXPECT_EQ(segments[0].first, 1);
+        EXPECT_TRUE(segments[0].last);
+        EXPECT_TRUE(segments[0].lines.same_list(lines));
+        EXPECT_FALSE(disk.segments(1, "f").same_list(segments));
+    }
+}
+
+TEST_F(DiskTextTest, holds_the_last_answer_alone) {
+    folder.write("a", "old");
+    folder.write("b", "b");
+    DiskText disk = source(std::nullopt);
+    const Lines a = disk.lines(1, "a");
+    folder.write("a", "new");
+    EXPECT_TRUE(disk.lines(1, "another path is not looked at").same_list(a));
+    disk.lines(2, "b");
+    EXPECT_EQ(test_support::strings(disk.lines(1, "a")), Strings{"new"});
+    // A file that was not there stays so, until another one is read.
+    EXPECT_TRUE(disk.segments(3, "later").empty());
+    folder.write("later", "x");
+    EXPECT_TRUE(disk.lines(3, "later").empty());
+    EXPECT_EQ(disk.segments(1, "a").size(), 1u);
+    EXPECT_EQ(disk.segments(3, "later").size(), 1u);
+}
+
+TEST_F(DiskTextTest, reads_no_link_and_any_absolute_path) {
+    folder.write("real", "x");
+    std::filesystem::create_symlink("real", folder.path() / "link");
+    DiskText disk = source("x");
+    EXPECT_TRUE(disk.segments(1, "link").empty());
+    EXPECT_TRUE(disk.segments(2, ".").empty());
+    EXPECT_TRUE(disk.segments(3, std::string("re\0al", 5)).empty());
+    EXPECT_EQ(DiskText("/nowhere", "x", true).segments(4, folder.path() / "real").size(), 1u);
+}
+
+}  // namespace
+}  // namespace codetext::code_text
