@@ -21,6 +21,7 @@ target_link_libraries(codetext_icu INTERFACE ${CMAKE_DL_LIBS})
 codetext_static_library(codetext_re2 re2/re2.h re2)
 target_link_libraries(codetext_re2 INTERFACE Threads::Threads)
 codetext_static_library(codetext_zstd zstd.h zstd)
+codetext_static_library(codetext_lz4 lz4hc.h lz4)
 codetext_static_library(codetext_xxhash xxhash.h xxhash)
 find_path(codetext_rapidjson_include rapidjson/writer.h REQUIRED)
 

@@ -13,8 +13,6 @@ namespace {
 
 /// Most statements kept prepared; past it they are dropped and prepared anew.
 constexpr std::size_t MAX_IDLE_STATEMENTS = 64;
-/// Address space offered to SQLite for reading pages in place.
-constexpr std::int64_t MMAP_BYTES = std::int64_t{1} << 36;
 constexpr int BUSY_TIMEOUT_MS = 10'000;
 
 [[noreturn]] void throw_error(sqlite3* db, std::string_view doing, std::string_view statement) {
@@ -152,8 +150,6 @@ class Database::Connection {
             throw error;
         }
         sqlite3_busy_timeout(_db, BUSY_TIMEOUT_MS);
-        const std::string mmap = fmt::format("PRAGMA mmap_size = {}", MMAP_BYTES);
-        sqlite3_exec(_db, mmap.c_str(), nullptr, nullptr, nullptr);
     }
     ~Connection() {
         for (auto& [sql, statement] : _idle) sqlite3_finalize(statement);

@@ -36,9 +36,14 @@ std::vector<ChunkRow> read_rows(const Database& db, std::int64_t first, std::int
 
 std::vector<std::int64_t> candidate_rowids(const Database& db, const TrigramQuery& query) {
     std::vector<std::int64_t> rowids;
+    // The largest segment tells which trigrams are rare.
+    const std::optional<Row> largest =
+        db.fetchone("SELECT id FROM trigram_segments ORDER BY chunks DESC LIMIT 1");
+    if (!largest) return rowids;
+    const auto asked = SegmentReader(db, largest->integer(0)).rarest(query.trigrams);
     for (const Row& row : db.fetchall("SELECT id FROM trigram_segments ORDER BY id")) {
         const SegmentReader segment(db, row.integer(0));
-        const std::vector<std::uint16_t> numbers = segment.holding(query.trigrams);
+        const std::vector<std::uint16_t> numbers = segment.holding(asked);
         if (!numbers.empty()) segment.append_rowids(numbers, rowids);
     }
     // Segments of a first run follow each other; those of later runs may name any file.

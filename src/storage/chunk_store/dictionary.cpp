@@ -3,42 +3,42 @@
 #include <zdict.h>
 
 #include <algorithm>
-#include <numeric>
+#include <string_view>
 #include <vector>
 
 namespace codetext::chunk_store {
 
 namespace {
 
-/// zstd's own advice: past about 100 KB a dictionary gains little.
-constexpr std::size_t MAX_DICTIONARY_BYTES = 110 << 10;
+/// How far back LZ4 reaches; more would be dead weight.
+constexpr std::size_t MAX_DICTIONARY_BYTES = 64 << 10;
 /// A dictionary should be trained on about a hundred times its size.
 constexpr std::size_t SAMPLES_PER_DICTIONARY_BYTE = 64;
 
-}  // namespace
-
-Dictionary::Dictionary(std::string bytes)
-    : _bytes(std::move(bytes)), _digested(ZSTD_createDDict(_bytes.data(), _bytes.size())) {
-    if (!_digested) throw std::bad_alloc();
+/// The text of a dictionary as zstd trains it, without the tables before it, which are zstd's own.
+/// The best of it stands at the end, next to the frame.
+std::string content_of(std::string_view trained) {
+    const std::size_t header = ZDICT_getDictHeaderSize(trained.data(), trained.size());
+    return std::string(trained.substr(ZDICT_isError(header) ? 0 : header));
 }
 
-std::uint32_t Dictionary::id() const { return ZDICT_getDictID(_bytes.data(), _bytes.size()); }
+}  // namespace
 
-DictionaryHandle DictionaryShelf::find(const Database& db, std::uint32_t id) {
+DictionaryHandle DictionaryShelf::find(const Database& db, std::int64_t id) {
     if (id == 0) return nullptr;
     const std::lock_guard lock(_mutex);
     if (auto found = _dictionaries.find(id); found != _dictionaries.end()) return found->second;
-    auto row = db.fetchone("SELECT body FROM chunk_dictionaries WHERE id = ?", {std::int64_t{id}});
+    auto row = db.fetchone("SELECT body FROM chunk_dictionaries WHERE id = ?", {id});
     if (!row) return nullptr;
-    return _dictionaries.emplace(id, std::make_shared<const Dictionary>(row->blob(0)))
+    return _dictionaries.emplace(id, std::make_shared<const Dictionary>(id, row->blob(0)))
         .first->second;
 }
 
 DictionaryHandle load_dictionary(const Database& db) {
     if (layout(db) != COMPRESSED) return nullptr;
-    auto row =
-        db.fetchone("SELECT body FROM chunk_dictionaries ORDER BY added DESC, id DESC LIMIT 1");
-    return row ? std::make_shared<const Dictionary>(row->blob(0)) : nullptr;
+    auto row = db.fetchone("SELECT id, body FROM chunk_dictionaries ORDER BY id DESC LIMIT 1");
+    if (!row) return nullptr;
+    return std::make_shared<const Dictionary>(row->integer(0), row->blob(1));
 }
 
 DictionaryHandle train_dictionary(Database& db, std::span<const std::string> samples) {
@@ -51,19 +51,16 @@ DictionaryHandle train_dictionary(Database& db, std::span<const std::string> sam
         sizes.push_back(sample.size());
     }
     if (joined.size() < DICTIONARY_MIN_BYTES) return nullptr;
-    std::string bytes(std::min(MAX_DICTIONARY_BYTES, joined.size() / SAMPLES_PER_DICTIONARY_BYTE),
-                      '\0');
+    std::string trained(std::min(MAX_DICTIONARY_BYTES, joined.size() / SAMPLES_PER_DICTIONARY_BYTE),
+                        '\0');
     const std::size_t size =
-        ZDICT_trainFromBuffer(bytes.data(), bytes.size(), joined.data(), sizes.data(),
+        ZDICT_trainFromBuffer(trained.data(), trained.size(), joined.data(), sizes.data(),
                               static_cast<unsigned>(sizes.size()));
     if (ZDICT_isError(size)) return nullptr;
-    bytes.resize(size);
-    auto dictionary = std::make_shared<const Dictionary>(std::move(bytes));
-    db.execute(
-        "INSERT OR IGNORE INTO chunk_dictionaries(id, added, body) "
-        "VALUES (?, (SELECT coalesce(max(added), 0) + 1 FROM chunk_dictionaries), ?)",
-        {std::int64_t{dictionary->id()}, BlobView{dictionary->bytes()}});
-    return dictionary;
+    trained.resize(size);
+    std::string content = content_of(trained);
+    db.execute("INSERT INTO chunk_dictionaries(body) VALUES (?)", {BlobView{content}});
+    return std::make_shared<const Dictionary>(db.last_insert_rowid(), std::move(content));
 }
 
 }  // namespace codetext::chunk_store

@@ -1,9 +1,7 @@
 #pragma once
 
-// The zstd dictionaries of an index. Each frame of chunks names the one that it was compressed
-// with, so that an index may hold several.
-
-#include <zstd.h>
+// The compression dictionaries of an index. Each frame of chunks names the one that it was
+// compressed with, so that an index may hold several.
 
 #include <cstdint>
 #include <memory>
@@ -16,32 +14,28 @@
 
 namespace codetext::chunk_store {
 
-/// A trained dictionary, by the id that zstd writes into each frame.
+/// A dictionary: text that a frame's compressor and decompressor take as standing before the frame.
 class Dictionary {
   public:
-    explicit Dictionary(std::string bytes);
-    std::uint32_t id() const;
+    Dictionary(std::int64_t id, std::string bytes) : _id(id), _bytes(std::move(bytes)) {}
+    /// Row id in chunk_dictionaries, from 1.
+    std::int64_t id() const { return _id; }
     const std::string& bytes() const { return _bytes; }
-    /// Digested for reading; shared by threads.
-    const ZSTD_DDict* for_reading() const { return _digested.get(); }
 
   private:
-    struct Free {
-        void operator()(ZSTD_DDict* digested) const { ZSTD_freeDDict(digested); }
-    };
+    std::int64_t _id;
     std::string _bytes;
-    std::unique_ptr<ZSTD_DDict, Free> _digested;
 };
 
 /// The dictionaries of one database, each read when a frame first asks for it.
 class DictionaryShelf {
   public:
     /// Null for id 0 (no dictionary) and for one that the index does not hold.
-    DictionaryHandle find(const Database& db, std::uint32_t id);
+    DictionaryHandle find(const Database& db, std::int64_t id);
 
   private:
     std::mutex _mutex;
-    std::unordered_map<std::uint32_t, DictionaryHandle> _dictionaries;
+    std::unordered_map<std::int64_t, DictionaryHandle> _dictionaries;
 };
 
 }  // namespace codetext::chunk_store

@@ -49,8 +49,11 @@ class SegmentWriter {
 class SegmentReader {
   public:
     SegmentReader(const Database& db, std::int64_t id) : _db(&db), _id(id) {}
-    /// Numbers, ascending, of the segment's chunks that hold every one of the trigrams; a superset,
-    /// since few trigrams do nearly all the work. Throws DamagedChunk.
+    /// The few of the trigrams that fewest of the segment's chunks hold, the rarest first: they do
+    /// nearly all the work of asking for all of them. Throws DamagedChunk.
+    std::vector<std::uint32_t> rarest(std::span<const std::uint32_t> trigrams) const;
+    /// Numbers, ascending, of the segment's chunks that hold every one of the trigrams; a superset
+    /// where a long list would drop few. Throws DamagedChunk.
     std::vector<std::uint16_t> holding(std::span<const std::uint32_t> trigrams) const;
     /// Appends the row ids of the chunks with these numbers.
     void append_rowids(std::span<const std::uint16_t> numbers,

@@ -9,8 +9,10 @@ namespace codetext::chunk_store {
 
 namespace {
 
-/// Lists read for one query: the rarest few do the work of all of them.
-constexpr std::size_t MAX_LISTS = 4;
+/// Trigrams asked for one query.
+constexpr std::size_t MAX_ASKED = 4;
+/// Trigrams of a needle among which the rarest are sought; a longer one has rare ones enough.
+constexpr std::size_t MAX_WEIGHED = 256;
 /// A list this many times longer than what is left costs more to read than it drops.
 constexpr std::size_t NOT_WORTH_READING = 64;
 
@@ -63,6 +65,21 @@ void SegmentReader::_read(const StoredList& list, std::vector<std::uint16_t>& nu
     }
 }
 
+std::vector<std::uint32_t> SegmentReader::rarest(std::span<const std::uint32_t> trigrams) const {
+    trigrams = trigrams.first(std::min(trigrams.size(), MAX_WEIGHED));
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> weighed;
+    for (const std::uint32_t trigram : trigrams) {
+        StoredList list{0, 0, ""};
+        _find(trigram, list);
+        weighed.emplace_back(list.count, trigram);
+    }
+    std::sort(weighed.begin(), weighed.end());
+    weighed.resize(std::min(weighed.size(), MAX_ASKED));
+    std::vector<std::uint32_t> rare;
+    for (const auto& [count, trigram] : weighed) rare.push_back(trigram);
+    return rare;
+}
+
 std::vector<std::uint16_t> SegmentReader::holding(std::span<const std::uint32_t> trigrams) const {
     std::vector<StoredList> lists(trigrams.size());
     for (std::size_t i = 0; i < trigrams.size(); ++i) {
@@ -73,7 +90,7 @@ std::vector<std::uint16_t> SegmentReader::holding(std::span<const std::uint32_t>
     std::vector<std::uint16_t> numbers;
     _read(lists.front(), numbers);
     std::vector<std::uint16_t> others;
-    for (std::size_t i = 1; i < std::min(lists.size(), MAX_LISTS); ++i) {
+    for (std::size_t i = 1; i < lists.size(); ++i) {
         if (lists[i].count > numbers.size() * NOT_WORTH_READING) break;
         _read(lists[i], others);
         keep_common(numbers, others);

@@ -10,8 +10,11 @@ namespace codetext::chunk_store {
 
 namespace {
 
-// Blocks of a page or less waste nothing, and a short directory is soon read through.
-constexpr std::size_t BLOCK_BYTES = 30'000;
+// A block that just fits a page (of 32,768 bytes, less what SQLite keeps in it) wastes nothing, and
+// a short directory is soon read through.
+constexpr std::size_t BLOCK_BYTES = 32'700;
+/// Most bytes of a directory entry and of what stands before the directory.
+constexpr std::size_t ENTRY_BYTES = 16;
 constexpr std::size_t BLOCK_LISTS = 256;
 
 /// Bits of a trigram that choose its bucket; the rest sort within it.
@@ -46,15 +49,17 @@ class BlockWriter {
     BlockWriter(Database& db, std::int64_t segment) : _db(&db), _segment(segment) {}
 
     void put(std::uint32_t trigram, std::span<const std::uint16_t> numbers) {
-        if (_lists == 0) _first = _previous = trigram;
-        const std::size_t before = _bytes.size();
-        const std::uint8_t parameter = append_postings(numbers, _bytes);
+        _list.clear();
+        const std::uint8_t parameter = append_postings(numbers, _list);
+        const std::size_t size = _bytes.size() + _directory.size() + _list.size();
+        if (_lists == BLOCK_LISTS || size + 2 * ENTRY_BYTES > BLOCK_BYTES) store();
+        if (_lists++ == 0) _first = _previous = trigram;
         put_varint(_directory, trigram - _previous);
         put_varint(_directory, numbers.size());
         put_varint(_directory, parameter);
-        put_varint(_directory, _bytes.size() - before);
+        put_varint(_directory, _list.size());
+        _bytes += _list;
         _previous = trigram;
-        if (++_lists == BLOCK_LISTS || _bytes.size() + _directory.size() >= BLOCK_BYTES) store();
     }
 
     void store() {
@@ -77,6 +82,7 @@ class BlockWriter {
     std::size_t _lists = 0;
     std::uint32_t _first = 0, _previous = 0;
     std::string _directory, _bytes;
+    std::string _list;  ///< the list that is being put
 };
 
 void put_bucket(std::uint32_t bucket, std::span<const Entry> entries, BlockWriter& blocks) {

@@ -105,7 +105,7 @@ TEST(chunk_store, a_dictionary_is_trained_and_found_again) {
     index.put(1, "f", samples[3]);
     EXPECT_EQ(read_back(index, 1)[0].text + "\n", samples[3]);
     const std::string body = index.db.fetchone("SELECT body FROM chunk_frames")->blob(0);
-    EXPECT_LT(body.size(), samples[3].size() / 8);
+    EXPECT_LT(body.size(), samples[3].size() / 3);
     index.db.execute("DELETE FROM chunk_dictionaries");
     const Database fresh(index.db.db_path(), Access::READ_ONLY);
     EXPECT_THROW(file_rows(fresh, CHUNK_STRIDE, 2 * CHUNK_STRIDE), DamagedChunk);
@@ -121,13 +121,7 @@ TEST(chunk_store, damage_is_noticed) {
     const auto expect_whole_or_noticed = [&](const std::string& damaged) {
         index.db.execute("UPDATE chunk_frames SET body = ?", {BlobView{damaged}});
         try {
-            // zstd's checksum covers the texts; line numbers are compared with the chunk rows.
-            const std::vector<Chunk> read = read_back(index, 1);
-            ASSERT_EQ(read.size(), chunks.size());
-            for (std::size_t i = 0; i < read.size(); ++i) ASSERT_EQ(read[i].text, chunks[i].text);
-            if (read != chunks) {
-                EXPECT_NE(verify(index.db), std::vector<std::string>{});
-            }
+            EXPECT_EQ(read_back(index, 1), chunks);
         } catch (const DamagedChunk& error) {
             EXPECT_NE(std::string(error.what()).find(std::to_string(CHUNK_STRIDE)),
                       std::string::npos);
@@ -139,7 +133,7 @@ TEST(chunk_store, damage_is_noticed) {
         expect_whole_or_noticed(body.substr(0, size));
     }
     std::mt19937 random(3);
-    for (std::size_t i = 12; i < body.size(); ++i) {
+    for (std::size_t i = 0; i < body.size(); ++i) {
         std::string flipped = body;
         flipped[i] = static_cast<char>(flipped[i] ^ (1 << random() % 8));
         expect_whole_or_noticed(flipped);
