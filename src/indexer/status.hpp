@@ -1,0 +1,32 @@
+#pragma once
+
+// What an index holds, in numbers.
+//
+//   const IndexStatus status = index_status(db);
+//   print(status.files, status.chunks);
+
+#include <cstdint>
+#include <string>
+
+#include "storage/database.hpp"
+
+namespace codetext::indexer {
+
+struct IndexStatus {
+    std::string schema_version;
+    std::string layout;  ///< "none" for an index without a table of the files' text
+    std::int64_t files = 0;
+    std::int64_t file_bytes = 0;    ///< of all files, as they were when they were read
+    std::int64_t kept_on_disk = 0;  ///< files whose text stays on disk
+    std::int64_t kept_on_disk_bytes = 0;
+    std::int64_t chunks = 0;
+    std::int64_t without_chunks = 0;  ///< files that should have chunks and have none yet
+    std::int64_t binary_files = 0;    ///< of the repository; not in the index
+    std::int64_t unreadable_files = 0;
+    std::int64_t database_bytes = 0;  ///< the database file and its write-ahead log
+};
+
+/// Counts. An index of a schema without a table of skipped files has none of these.
+IndexStatus index_status(const Database& db);
+
+}  // namespace codetext::indexer
