@@ -1,0 +1,43 @@
+#pragma once
+
+// Which files of an index a search looks at.
+//
+//   search::FileFilter filter{.paths = {"drivers"}, .languages = {"c"}};
+//   std::vector<code_text::FileRow> files = search::selected_files(db, filter);
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "search/glob.hpp"
+#include "storage/code_text.hpp"
+#include "storage/database.hpp"
+
+namespace codetext::search {
+
+/// What a file must be to be searched; an empty list demands nothing.
+struct FileFilter {
+    /// Files, or directories with all that lies below, relative to the repository's root; the empty
+    /// path is the root itself.
+    std::vector<std::string> paths;
+    /// The last one that matches decides. A file that none matches is searched if all exclude.
+    std::vector<Glob> globs;
+    std::vector<std::string> languages;  ///< as the indexer names them
+};
+
+/// Whether the filter's globs and languages let the file pass; its paths are not looked at.
+bool passes(const FileFilter& filter, std::string_view path, std::string_view language);
+
+/// The files that the filter selects, ascending by the bytes of their paths.
+std::vector<code_text::FileRow> selected_files(const Database& db, const FileFilter& filter);
+
+/// Those files that the filter selects and that have one of `file_ids` (ascending, each once), in
+/// the same order.
+std::vector<code_text::FileRow> selected_files(const Database& db, const FileFilter& filter,
+                                               const std::vector<std::int64_t>& file_ids);
+
+/// Whether the index has a file at `path`, or one below it.
+bool has_files_at(const Database& db, const std::string& path);
+
+}  // namespace codetext::search
