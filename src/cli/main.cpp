@@ -1,0 +1,50 @@
+// The program: reads the command line, runs the one command that it names, and turns whatever goes
+// wrong into a message and exit status 2.
+
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <exception>
+
+#include "cli/index_command.hpp"
+#include "cli/output.hpp"
+#include "cli/search_command.hpp"
+#include "cli/status_command.hpp"
+#include "cli/upgrade_command.hpp"
+#include "cli/verify_command.hpp"
+
+namespace {
+
+constexpr int FAILURE = 2;
+
+int run(int argc, char** argv) {
+    int exit_status = 0;
+    CLI::App app("Keeps the text of a repository in an index and searches it.", "codetext");
+    app.require_subcommand(1);
+    app.set_version_flag("--version", "codetext " CODETEXT_VERSION);
+    codetext::cli::add_index_command(app, exit_status);
+    codetext::cli::add_search_command(app, exit_status);
+    codetext::cli::add_status_command(app, exit_status);
+    codetext::cli::add_upgrade_command(app, exit_status);
+    codetext::cli::add_verify_command(app, exit_status);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) return app.exit(error);
+        codetext::cli::report(error.what());
+        return FAILURE;
+    }
+    return exit_status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    // A reader that goes away is noticed where the output is written.
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& error) {
+        codetext::cli::report(error.what());
+        return FAILURE;
+    }
+}

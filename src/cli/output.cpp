@@ -1,0 +1,55 @@
+#include "cli/output.hpp"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+
+namespace codetext::cli {
+
+namespace {
+
+constexpr std::size_t BUFFER_BYTES = 128 << 10;
+
+}  // namespace
+
+Output::Output(int descriptor) : _descriptor(descriptor), _is_terminal(isatty(descriptor) == 1) {
+    _buffer.reserve(BUFFER_BYTES);
+}
+
+bool Output::write(std::string_view text) {
+    if (_buffer.size() + text.size() > BUFFER_BYTES && !flush()) return false;
+    if (text.size() >= BUFFER_BYTES) return _write_out(text);
+    _buffer.append(text);
+    // Who looks at a terminal sees each file's lines as they are found.
+    return _is_terminal ? flush() : !_closed;
+}
+
+bool Output::flush() {
+    const bool written = _write_out(_buffer);
+    _buffer.clear();
+    return written;
+}
+
+bool Output::_write_out(std::string_view text) {
+    while (!_closed && !text.empty()) {
+        const ssize_t count = ::write(_descriptor, text.data(), text.size());
+        if (count >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(count));
+        } else if (errno == EPIPE) {
+            _closed = true;
+        } else if (errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), "cannot write the output");
+        }
+    }
+    return !_closed;
+}
+
+void report(std::string_view message) {
+    const std::string line = fmt::format("codetext: {}\n", message);
+    std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+}  // namespace codetext::cli

@@ -1,0 +1,37 @@
+#include "cli/repository.hpp"
+
+#include <optional>
+#include <system_error>
+
+#include "storage/schema.hpp"
+
+namespace codetext::cli {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::optional<fs::path> nearest_with(fs::path directory, std::string_view entry) {
+    while (true) {
+        std::error_code ignored;
+        if (fs::exists(directory / entry, ignored)) return directory;
+        if (!directory.has_relative_path()) return std::nullopt;
+        directory = directory.parent_path();
+    }
+}
+
+}  // namespace
+
+fs::path find_root(const fs::path& path) {
+    std::error_code failure;
+    fs::path directory = fs::canonical(path, failure);
+    if (failure) throw std::system_error(failure, path.string());
+    if (!fs::is_directory(directory)) {
+        throw std::system_error(std::make_error_code(std::errc::not_a_directory), path.string());
+    }
+    if (auto root = nearest_with(directory, schema::INDEX_DIRECTORY)) return *root;
+    if (auto root = nearest_with(directory, ".git")) return *root;
+    return directory;
+}
+
+}  // namespace codetext::cli

@@ -1,0 +1,214 @@
+#include "cli/search_command.hpp"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+
+#include "cli/color.hpp"
+#include "cli/json_output.hpp"
+#include "cli/output.hpp"
+#include "cli/search_arguments.hpp"
+#include "cli/search_paths.hpp"
+#include "cli/text_output.hpp"
+#include "indexer/language.hpp"
+#include "search/search_run.hpp"
+#include "storage/schema.hpp"
+
+namespace codetext::cli {
+
+namespace {
+
+using search::SearchOptions;
+using search::SearchResult;
+using search::SourceWanted;
+using Clock = std::chrono::steady_clock;
+
+std::int64_t ns_since(Clock::time_point start) {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - start).count();
+}
+
+std::int64_t or_no_limit(std::int64_t number) { return number < 0 ? search::NO_LIMIT : number; }
+
+void check_languages(const std::vector<std::string>& languages) {
+    for (const std::string& language : languages) {
+        if (indexer::known_language(language)) continue;
+        throw std::invalid_argument(fmt::format("unknown language {}; known are {}", language,
+                                                fmt::join(indexer::known_languages(), ", ")));
+    }
+}
+
+search::QueryOptions query_options(const SearchArguments& arguments) {
+    return {.patterns = arguments.patterns,
+            .fixed_strings = arguments.fixed_strings,
+            .ignore_case = arguments.ignore_case && !arguments.case_sensitive,
+            .smart_case = arguments.smart_case && !arguments.case_sensitive,
+            .words = arguments.words,
+            .whole_lines = arguments.whole_lines};
+}
+
+search::FileFilter file_filter(const SearchArguments& arguments, const SearchPaths& paths) {
+    check_languages(arguments.languages);
+    search::FileFilter filter{
+        .paths = paths.searched(), .globs = {}, .languages = arguments.languages};
+    for (const std::string& glob : arguments.globs) filter.globs.emplace_back(glob);
+    return filter;
+}
+
+// Where nothing but paths, or that there is a match, is to be known, a file's first match is
+// enough.
+bool first_match_is_enough(const SearchArguments& arguments) {
+    return arguments.files_with_matches || arguments.files_without_match || arguments.quiet;
+}
+
+search::FileWants file_wants(const SearchArguments& arguments) {
+    if (first_match_is_enough(arguments)) {
+        return {.max_matches = arguments.max_count == 0 ? 0 : 1, .lines = false};
+    }
+    return {.before = arguments.lines_before(),
+            .after = arguments.lines_after(),
+            .max_matches = or_no_limit(arguments.max_count),
+            .lines = !arguments.count};
+}
+
+SourceWanted source_wanted(std::string_view name) {
+    if (name == "index") return SourceWanted::INDEX;
+    return name == "disk" ? SourceWanted::DISK : SourceWanted::AUTO;
+}
+
+SearchOptions search_options(const SearchArguments& arguments, const SearchPaths& paths) {
+    SearchOptions options;
+    options.query = search::make_query(query_options(arguments));
+    options.filter = file_filter(arguments, paths);
+    options.source = source_wanted(arguments.source);
+    options.wants = file_wants(arguments);
+    options.files_without_match = arguments.files_without_match;
+    options.limit = or_no_limit(arguments.limit);
+    if (arguments.quiet) options.limit = std::min<std::int64_t>(options.limit, 1);
+    return options;
+}
+
+TextFormat::Shows shows(const SearchArguments& arguments) {
+    if (arguments.files_with_matches || arguments.files_without_match) {
+        return TextFormat::Shows::PATHS;
+    }
+    return arguments.count ? TextFormat::Shows::COUNTS : TextFormat::Shows::LINES;
+}
+
+TextFormat text_format(const SearchArguments& arguments, bool is_terminal) {
+    TextFormat format;
+    format.shows = shows(arguments);
+    format.heading =
+        !arguments.vimgrep && !arguments.no_heading && (arguments.heading || is_terminal);
+    format.column = arguments.column;
+    format.each_match = arguments.vimgrep;
+    if (use_color(arguments.color, is_terminal)) format.colors = ANSI;
+    return format;
+}
+
+Database open_index(const std::filesystem::path& root) {
+    const std::filesystem::path path = schema::index_path(root);
+    if (!std::filesystem::exists(path)) {
+        throw std::invalid_argument(
+            fmt::format("no index at {}: run `codetext index` first", root.string()));
+    }
+    return schema::open_index(path, Access::READ_ONLY);
+}
+
+std::string stats_text(const SearchResult& result, std::int64_t elapsed_ns) {
+    const search::Stats& stats = result.stats;
+    return fmt::format(
+        "{} matching lines in {} files\n{} files searched\n{} {} read, {} of them without a match\n"
+        "{} bytes searched\n{:.6f} seconds\nread from the {}\n",
+        stats.matched_lines, stats.files_with_match, stats.files_searched, stats.segments,
+        result.from_index ? "chunks" : "files", stats.segments_without_match, stats.bytes_searched,
+        static_cast<double>(elapsed_ns) * 1e-9, result.from_index ? "index" : "disk");
+}
+
+// One run of the command.
+class SearchCommand {
+  public:
+    explicit SearchCommand(SearchArguments arguments)
+        : _arguments(std::move(arguments)),
+          _paths(_arguments.positionals),
+          _options(search_options(_arguments, _paths)),
+          _format(text_format(_arguments, _out.is_terminal())) {
+        _format.query = &_options.query;
+        _format.paths = &_paths;
+    }
+
+    int run() {
+        Database db = open_index(_paths.root());
+        const SearchResult result = search::run_search(
+            db, _options, [this](const auto& file, auto& rendered) { _render(file, rendered); },
+            [this](std::string_view out) { return _emit(out); });
+        _finish(result);
+        if (result.results == 0) _report_unknown_paths(db);
+        return result.results > 0 ? 0 : 1;
+    }
+
+  private:
+    bool _has_context() const { return _options.wants.before > 0 || _options.wants.after > 0; }
+
+    void _render(const search::FileResult& file, search::Rendered& rendered) const {
+        if (_arguments.quiet) return;
+        if (_arguments.json) return render_json(file, _options.query, _paths, rendered);
+        render_text(file, _format, _has_context(), rendered.out);
+    }
+
+    Visit _emit(std::string_view out) {
+        if (_arguments.quiet) return Visit::CONTINUE;
+        if (_bytes_printed > 0 && !_arguments.json)
+            _out.write(file_separator(_format, _has_context()));
+        _bytes_printed += static_cast<std::int64_t>(out.size());
+        return _out.write(out) ? Visit::CONTINUE : Visit::STOP;
+    }
+
+    void _finish(const SearchResult& result) {
+        const std::int64_t elapsed_ns = ns_since(_start);
+        if (_arguments.json && !_arguments.quiet) {
+            _out.write(json_summary(result, elapsed_ns, _bytes_printed));
+        }
+        _out.flush();
+        if (result.reason) report(*result.reason);
+        if (_arguments.stats) fmt::print(stderr, "{}", stats_text(result, elapsed_ns));
+    }
+
+    // A path that is ignored, binary or new finds nothing, which is not the same as no match.
+    void _report_unknown_paths(const Database& db) const {
+        for (const std::string& path : _paths.searched()) {
+            if (search::has_files_at(db, path)) continue;
+            const std::string shown = _paths.shown(path);
+            report(fmt::format("the index has no file at {}", shown.empty() ? "." : shown));
+        }
+    }
+
+    Clock::time_point _start = Clock::now();
+    SearchArguments _arguments;
+    SearchPaths _paths;
+    Output _out{STDOUT_FILENO};
+    SearchOptions _options;
+    TextFormat _format;
+    std::int64_t _bytes_printed = 0;
+};
+
+}  // namespace
+
+void add_search_command(CLI::App& app, int& exit_status) {
+    CLI::App* search = app.add_subcommand("search", "Search the index");
+    search->require_subcommand(1);
+    CLI::App* code = search->add_subcommand("code", "Search the text of the repository's files");
+    auto arguments = std::make_shared<SearchArguments>();
+    add_search_options(*code, *arguments);
+    code->callback([arguments, &exit_status] {
+        arguments->settle_pattern();
+        exit_status = SearchCommand(*arguments).run();
+    });
+}
+
+}  // namespace codetext::cli

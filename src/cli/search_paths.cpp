@@ -1,0 +1,76 @@
+#include "cli/search_paths.hpp"
+
+#include <algorithm>
+#include <optional>
+#include <stdexcept>
+#include <system_error>
+
+#include "cli/repository.hpp"
+
+namespace codetext::cli {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+fs::path existing(const std::string& path) {
+    std::error_code failure;
+    fs::path result = fs::canonical(path, failure);
+    if (failure) throw std::system_error(failure, path);
+    return result;
+}
+
+// `path` relative to `root`, both absolute; none when it lies outside.
+std::optional<std::string> below(const fs::path& root, const fs::path& path) {
+    const std::string& inside = path.native();
+    const std::string& outside = root.native();
+    if (inside == outside) return "";
+    if (outside == "/") return inside.substr(1);
+    if (!inside.starts_with(outside) || inside[outside.size()] != '/') return std::nullopt;
+    return inside.substr(outside.size() + 1);
+}
+
+fs::path directory_of(const fs::path& path) {
+    return fs::is_directory(path) ? path : path.parent_path();
+}
+
+}  // namespace
+
+SearchPaths::SearchPaths(const std::vector<std::string>& given) {
+    const fs::path current = fs::canonical(fs::current_path());
+    std::vector<fs::path> paths;
+    for (const std::string& path : given) paths.push_back(existing(path));
+    if (paths.empty()) paths.push_back(current);
+    _root = find_root(directory_of(paths.front()));
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        const std::optional<std::string> relative = below(_root, paths[i]);
+        if (!relative) {
+            throw std::invalid_argument(given[i] + " lies outside of the repository " +
+                                        _root.string());
+        }
+        _searched.push_back(*relative);
+    }
+    if (const auto relative = below(_root, current)) {
+        _from_root = relative->empty() ? "" : *relative + '/';
+    } else {
+        _to_root = _root.lexically_relative(current).string() + '/';
+    }
+}
+
+std::string SearchPaths::shown(std::string_view path) const {
+    if (_from_root.empty()) return _to_root + std::string(path);
+    if (path.starts_with(_from_root)) return std::string(path.substr(_from_root.size()));
+    // Up to the directory that the two share, then down.
+    const auto [own, other] =
+        std::mismatch(_from_root.begin(), _from_root.end(), path.begin(), path.end());
+    const auto shared = static_cast<std::size_t>(own - _from_root.begin());
+    const std::size_t slash = shared == 0 ? std::string::npos : path.rfind('/', shared - 1);
+    const std::size_t start = slash == std::string::npos ? 0 : slash + 1;
+    std::string result;
+    const auto ups =
+        std::count(_from_root.begin() + static_cast<std::ptrdiff_t>(start), _from_root.end(), '/');
+    for (std::ptrdiff_t i = 0; i < ups; ++i) result += "../";
+    return result.append(path.substr(start));
+}
+
+}  // namespace codetext::cli

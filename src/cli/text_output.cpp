@@ -1,0 +1,121 @@
+#include "cli/text_output.hpp"
+
+#include <fmt/format.h>
+
+#include <vector>
+
+#include "search/span.hpp"
+
+namespace codetext::cli {
+
+using search::FileResult;
+using search::ResultLine;
+using search::Span;
+
+namespace {
+
+void append_number(std::string& out, std::int64_t number) {
+    const fmt::format_int digits(number);
+    out.append(digits.data(), digits.size());
+}
+
+void append_colored(std::string& out, std::string_view color, std::string_view text,
+                    std::string_view reset) {
+    out.append(color).append(text).append(reset);
+}
+
+// Writes the lines of one file.
+class LineWriter {
+  public:
+    LineWriter(const TextFormat& format, std::string_view path, std::string& out)
+        : _format(format),
+          _out(&out),
+          _needs_spans(format.column || format.each_match || !format.colors.match.empty()) {
+        if (!format.heading) append_colored(_path, format.colors.path, path, format.colors.reset);
+    }
+
+    void write(const ResultLine& line) {
+        if (!line.is_match() || !_needs_spans) return _write(line, {}, 0);
+        const std::vector<Span> spans = search::match_spans(*_format.query, line.text);
+        const std::size_t lines = _format.each_match ? spans.size() : 1;
+        for (std::size_t i = 0; i < lines; ++i) _write(line, spans, i);
+    }
+
+  private:
+    void _write(const ResultLine& line, const std::vector<Span>& spans, std::size_t first) {
+        const char separator = line.is_match() ? ':' : '-';
+        if (!_format.heading) {
+            _out->append(_path);
+            *_out += separator;
+        }
+        _out->append(_format.colors.line_number);
+        append_number(*_out, line.number);
+        _out->append(_format.colors.reset);
+        *_out += separator;
+        if ((_format.column || _format.each_match) && !spans.empty()) {
+            append_number(*_out, static_cast<std::int64_t>(spans[first].start) + 1);
+            *_out += separator;
+        }
+        _write_text(line.text, spans);
+        *_out += '\n';
+    }
+
+    void _write_text(std::string_view text, const std::vector<Span>& spans) {
+        std::size_t written = 0;
+        if (!_format.colors.match.empty()) {
+            for (const Span& span : spans) {
+                if (span.start == span.end) continue;
+                _out->append(text.substr(written, span.start - written));
+                append_colored(*_out, _format.colors.match,
+                               text.substr(span.start, span.end - span.start),
+                               _format.colors.reset);
+                written = span.end;
+            }
+        }
+        _out->append(text.substr(written));
+    }
+
+    const TextFormat& _format;
+    std::string* _out;
+    bool _needs_spans;
+    std::string _path;
+};
+
+void render_lines(const FileResult& result, const TextFormat& format, std::string_view path,
+                  bool context, std::string& out) {
+    if (format.heading) {
+        append_colored(out, format.colors.path, path, format.colors.reset);
+        out += '\n';
+    }
+    LineWriter writer(format, path, out);
+    std::int64_t follows = 0;
+    for (const ResultLine& line : result.lines) {
+        if (context && follows != 0 && line.number != follows) out.append("--\n");
+        writer.write(line);
+        follows = line.number + 1;
+    }
+}
+
+}  // namespace
+
+void render_text(const FileResult& result, const TextFormat& format, bool context,
+                 std::string& out) {
+    const std::string path = format.paths->shown(result.file->path);
+    if (format.shows == TextFormat::Shows::LINES) {
+        return render_lines(result, format, path, context, out);
+    }
+    append_colored(out, format.colors.path, path, format.colors.reset);
+    if (format.shows == TextFormat::Shows::COUNTS) {
+        out += ':';
+        append_number(out, result.stats.matched_lines);
+    }
+    out += '\n';
+}
+
+std::string_view file_separator(const TextFormat& format, bool context) {
+    if (format.shows != TextFormat::Shows::LINES) return "";
+    if (format.heading) return "\n";
+    return context ? "--\n" : "";
+}
+
+}  // namespace codetext::cli

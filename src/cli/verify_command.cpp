@@ -1,0 +1,35 @@
+#include "cli/verify_command.hpp"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/existing_index.hpp"
+#include "storage/chunk_store/verify.hpp"
+#include "storage/schema.hpp"
+
+namespace codetext::cli {
+namespace {
+
+int run(const std::filesystem::path& path) {
+    const std::filesystem::path root = root_with_index(path);
+    const Database db = schema::open_index(schema::index_path(root), Access::READ_ONLY);
+    const std::vector<std::string> problems = chunk_store::verify(db);
+    for (const std::string& problem : problems) fmt::print("{}\n", problem);
+    if (problems.empty()) fmt::print("the index is whole\n");
+    return problems.empty() ? 0 : 1;
+}
+
+}  // namespace
+
+void add_verify_command(CLI::App& app, int& exit_status) {
+    auto path = std::make_shared<std::string>(".");
+    CLI::App* command = app.add_subcommand("verify", "Check that the index is whole");
+    command->add_option("PATH", *path, "A directory of the repository (default: .)");
+    command->callback([path, &exit_status] { exit_status = run(*path); });
+}
+
+}  // namespace codetext::cli
