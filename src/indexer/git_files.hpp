@@ -22,9 +22,9 @@ bool is_git_root(const std::filesystem::path& directory);
 bool in_git_work_tree(const std::filesystem::path& directory);
 
 struct GitPaths {
-    /// Relative to the directory asked about, with "/", ascending. A repository inside (a submodule,
-    /// or one that git does not track) stands for its files, without a final "/". A path in the
-    /// middle of a merge conflict is there once for each of its versions.
+    /// Relative to the directory asked about, with "/", ascending. A repository inside (a
+    /// submodule, or one that git does not track) stands for its files, without a final "/". A path
+    /// in the middle of a merge conflict is there once for each of its versions.
     std::vector<std::string> paths;
     std::vector<std::string> warnings;  ///< what git complained about, one line each
 };

@@ -1,0 +1,339 @@
+#include "indexer/index_run.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <random>
+#include <set>
+#include <stdexcept>
+
+#include "indexer/change_plan.hpp"
+#include "indexer/index_lock.hpp"
+#include "indexer/parse_file.hpp"
+#include "indexer/status.hpp"
+#include "storage/chunk_store/verify.hpp"
+#include "storage/temp_index.hpp"
+
+namespace codetext::indexer {
+namespace {
+
+namespace fs = std::filesystem;
+using test_support::TempFolder;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+/// What stands in the map for a file whose text the index keeps on disk.
+const std::string ON_DISK = "(on disk)";
+
+std::string bytes_of(const fs::path& path) {
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+/// A number that another connection's commit changes.
+std::int64_t data_version(const Database& db) {
+    return db.fetchone("PRAGMA data_version")->integer(0);
+}
+
+/// A repository and its index. Files get a time long past when they are written, so that a run may
+/// rely on it; each write has another one.
+class IndexRunTest : public ::testing::TestWithParam<chunk_store::Layout> {
+  protected:
+    void write(const std::string& name, std::string_view bytes) {
+        _folder.write(name, bytes);
+        age(name, std::chrono::hours(1000) - std::chrono::seconds(++_writes));
+    }
+
+    void age(const std::string& name, std::chrono::seconds by) {
+        fs::last_write_time(root() / name, fs::file_time_type::clock::now() - by);
+    }
+
+    IndexReport index() {
+        IndexOptions options;
+        options.layout = GetParam();
+        options.threads = 2;
+        return index_repository(root(), options);
+    }
+
+    Database open() { return schema::open_index(schema::index_path(root()), Access::READ_WRITE); }
+
+    /// What the index holds: each file's text by its path.
+    std::map<std::string, std::string> texts() {
+        const Database db = open();
+        EXPECT_THAT(chunk_store::verify(db), IsEmpty());
+        std::map<std::string, std::string> result;
+        for (const Row& row : db.fetchall("SELECT path, id, text_on_disk FROM files")) {
+            result[row.text(0)] = row.integer(2) != 0 ? ON_DISK : stored_text(db, row.integer(1));
+        }
+        return result;
+    }
+
+    std::string stored_text(const Database& db, std::int64_t id) {
+        std::vector<std::string> parts;
+        const auto [first, end] = code_text::file_rowids(id);
+        if (GetParam() == chunk_store::COMPRESSED) {
+            for (const auto& row : chunk_store::file_rows(db, first, end)) {
+                parts.emplace_back(row.text.view());
+            }
+        } else {
+            for (const Row& row : db.fetchall("SELECT coalesce(exact, text) FROM code_chunks WHERE "
+                                              "rowid >= ? AND rowid < ? ORDER BY rowid",
+                                              {first, end})) {
+                parts.push_back(row.text(0));
+            }
+        }
+        std::string text;
+        for (const std::string& part : parts) text += (text.empty() ? "" : "\n") + part;
+        return parts.empty() ? "(no chunks)" : text;
+    }
+
+    fs::path root() const { return _folder.path(); }
+
+    TempFolder _folder;
+    int _writes = 0;
+};
+
+TEST_P(IndexRunTest, holds_the_text_of_every_file) {
+    const std::string long_text = test_support::numbered_lines(1000);
+    write("a.c", "one\r\ntwo\n");
+    write("empty", "");
+    write("long.c", long_text);
+    write("latin1", "caf\xE9\n");
+    write("binary", std::string("ab\0c", 4));
+    write("late_nul", std::string(BINARY_TEST_BYTES, 'x') + std::string("\0", 1));
+    write("small.json", std::string(32768, 'j') + "\r\n");
+    write("large.json", std::string(32769, 'j'));
+    write("large.txt", std::string(100000, 'j'));
+
+    const IndexReport report = index();
+    EXPECT_EQ(report.files, 8);
+    EXPECT_EQ(report.new_files, 8);
+    EXPECT_EQ(report.kept_on_disk, 1);
+    EXPECT_EQ(report.binary_files, 1);
+    const std::map<std::string, std::string> expected = {
+        {"a.c", "one\ntwo"},
+        {"empty", ""},
+        {"long.c", long_text.substr(0, long_text.size() - 1)},
+        {"latin1", "caf\uFFFD"},
+        {"late_nul", std::string(BINARY_TEST_BYTES, 'x') + std::string("\0", 1)},
+        {"small.json", std::string(32768, 'j')},
+        {"large.json", ON_DISK},
+        {"large.txt", std::string(100000, 'j')}};
+    EXPECT_EQ(texts(), expected);
+
+    const IndexStatus status = index_status(open());
+    EXPECT_EQ(status.layout, GetParam().name);
+    EXPECT_EQ(status.files, 8);
+    EXPECT_EQ(status.chunks, 22);
+    EXPECT_EQ(status.kept_on_disk_bytes, 32769);
+    EXPECT_EQ(status.without_chunks, 0);
+    EXPECT_EQ(status.binary_files, 1);
+}
+
+TEST_P(IndexRunTest, follows_random_changes) {
+    const unsigned seed = std::random_device{}();
+    std::mt19937 random(seed);
+    const std::vector<std::string> names = {"a.c", "b.json", "c", "d/e.c", "d/f.json", "g", "h"};
+    std::map<std::string, std::string> expected;
+    std::set<std::string> binary;
+    for (int round = 0; round < 25; ++round) {
+        for (const std::string& name : names) {
+            const auto change = random() % 6;
+            if (change < 4) binary.erase(name);
+            switch (change) {
+                case 0: {
+                    const int lines = static_cast<int>(random() % 300);
+                    write(name,
+                          test_support::numbered_lines(lines, "round " + std::to_string(round)));
+                    expected[name] = bytes_of(root() / name);
+                    if (lines > 0) expected[name].pop_back();
+                    break;
+                }
+                case 1:
+                    write(name, std::string(1, '\0'));
+                    expected.erase(name);
+                    binary.insert(name);
+                    break;
+                case 2:
+                    fs::remove(root() / name);
+                    expected.erase(name);
+                    break;
+                case 3:
+                    write(name, std::string(40000 + random() % 9, 'j'));
+                    expected[name] = name.ends_with(".json") ? ON_DISK : bytes_of(root() / name);
+                    break;
+                default:
+                    break;
+            }
+        }
+        const IndexReport report = index();
+        ASSERT_EQ(texts(), expected) << "round " << round << " of seed " << seed;
+        ASSERT_EQ(report.files, static_cast<std::int64_t>(expected.size())) << "seed " << seed;
+        ASSERT_EQ(index_status(open()).binary_files, static_cast<std::int64_t>(binary.size()))
+            << "round " << round << " of seed " << seed;
+    }
+}
+
+TEST_P(IndexRunTest, writes_nothing_when_nothing_changed) {
+    write("a.c", "a\n");
+    write("large.json", std::string(40000, 'j'));
+    write("binary", std::string(1, '\0'));
+    // Larger than any read takes; it occupies no disk.
+    write("unreadable", "");
+    fs::resize_file(root() / "unreadable", std::uintmax_t{3} << 30);
+    age("unreadable", std::chrono::hours(1));
+    ASSERT_EQ(index().unreadable.size(), 1U);
+
+    const Database watcher = open();
+    const std::int64_t before = data_version(watcher);
+    const IndexReport report = index();
+    EXPECT_EQ(report.files, 2);
+    EXPECT_EQ(report.kept_on_disk, 1);
+    EXPECT_EQ(report.binary_files, 1);
+    EXPECT_EQ(report.new_files + report.changed_files + report.gone_files, 0);
+    EXPECT_EQ(report.unreadable.size(), 1U) << "it is tried, and reported, again";
+    EXPECT_EQ(data_version(watcher), before);
+    write("a.c", "b\n");
+    index();
+    EXPECT_NE(data_version(watcher), before);
+}
+
+TEST_P(IndexRunTest, notices_a_change_within_the_tick_of_the_last_run) {
+    _folder.write("a.c", "old\n");
+    const auto time = fs::last_write_time(root() / "a.c");
+    index();
+    _folder.write("a.c", "new\n");
+    fs::last_write_time(root() / "a.c", time);
+    EXPECT_EQ(index().changed_files, 1);
+    EXPECT_EQ(texts().at("a.c"), "new");
+}
+
+TEST_P(IndexRunTest, takes_over_a_new_time_without_storing_the_same_text_again) {
+    write("a.c", "a\n");
+    index();
+    age("a.c", std::chrono::hours(1));
+    const Database watcher = open();
+    const std::int64_t before = data_version(watcher);
+    EXPECT_EQ(index().changed_files, 0);
+    const std::int64_t settled = data_version(watcher);
+    EXPECT_NE(settled, before);
+    index();
+    EXPECT_EQ(data_version(watcher), settled);
+}
+
+TEST_P(IndexRunTest, writes_nothing_for_a_file_that_is_read_again_in_its_tick) {
+    _folder.write("a.c", "a\n");
+    index();
+    const Database watcher = open();
+    const std::int64_t before = data_version(watcher);
+    fs::last_write_time(root() / "a.c", fs::file_time_type::clock::now() + std::chrono::hours(1));
+    index();
+    EXPECT_EQ(data_version(watcher), before);
+}
+
+TEST_P(IndexRunTest, completes_what_an_interrupted_run_left) {
+    write("a.c", "a\n");
+    write("b.c", "b\n");
+    index();
+    {
+        Database db = open();
+        Transaction transaction(db, Transaction::Kind::WRITE);
+        chunk_store::Writer writer(db, GetParam());
+        writer.drop(db.fetchone("SELECT id FROM files WHERE path = 'b.c'")->integer(0));
+        writer.flush();
+        transaction.commit();
+        EXPECT_EQ(index_status(db).without_chunks, 1);
+    }
+    index();
+    EXPECT_EQ(texts().at("b.c"), "b");
+}
+
+TEST_P(IndexRunTest, keeps_what_was_committed_when_it_fails) {
+    write("a.c", "a\n");
+    index();
+    {
+        Database db = open();
+        db.execute_script(
+            "CREATE TRIGGER fail BEFORE UPDATE ON files WHEN new.path = 'c.c' "
+            "BEGIN SELECT raise(ABORT, 'disk full'); END");
+    }
+    write("a.c", "changed\n");
+    write("c.c", "c\n");
+    EXPECT_THROW(index(), DatabaseError);
+    EXPECT_EQ(open().fetchall("SELECT id FROM files").size(), 2U) << "searches know the new file";
+    open().execute_script("DROP TRIGGER fail");
+    EXPECT_EQ(index().files, 2);
+    EXPECT_EQ(texts(), (std::map<std::string, std::string>{{"a.c", "changed"}, {"c.c", "c"}}));
+}
+
+TEST_P(IndexRunTest, drops_a_file_that_can_no_longer_be_read) {
+    write("a.c", "a\n");
+    write("b.c", "b\n");
+    index();
+    fs::resize_file(root() / "a.c", std::uintmax_t{3} << 30);
+    const IndexReport report = index();
+    ASSERT_EQ(report.unreadable.size(), 1U);
+    EXPECT_EQ(report.unreadable[0].path, "a.c");
+    EXPECT_EQ(report.unreadable[0].reason, "File too large");
+    EXPECT_EQ(report.files, 1);
+    EXPECT_EQ(texts().size(), 1U);
+    EXPECT_EQ(index_status(open()).unreadable_files, 1);
+    write("a.c", "back\n");
+    EXPECT_EQ(index().new_files, 1);
+    EXPECT_EQ(texts().at("a.c"), "back");
+}
+
+TEST_P(IndexRunTest, gives_new_files_ids_in_path_order) {
+    for (const char* name : {"c", "a", "d/x", "b"}) write(name, name);
+    index();
+    std::vector<std::string> by_id;
+    for (const Row& row : open().fetchall("SELECT path FROM files ORDER BY id")) {
+        by_id.push_back(row.text(0));
+    }
+    EXPECT_THAT(by_id, ElementsAre("a", "b", "c", "d/x"));
+}
+
+TEST_P(IndexRunTest, refuses_what_it_cannot_do) {
+    write("a.c", "a\n");
+    index();
+    IndexOptions other;
+    other.layout =
+        GetParam() == chunk_store::COMPRESSED ? chunk_store::CODE_CHUNKS : chunk_store::COMPRESSED;
+    EXPECT_THROW(index_repository(root(), other), std::invalid_argument);
+    const IndexLock lock(root());
+    EXPECT_THROW(index(), std::runtime_error) << "while another run goes on";
+    EXPECT_THROW(upgrade_index(root()), std::runtime_error);
+}
+
+INSTANTIATE_TEST_SUITE_P(layouts, IndexRunTest, ::testing::ValuesIn(test_support::layouts()),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST(index_run, trains_a_dictionary_where_there_is_enough_text) {
+    if (chunk_store::default_layout() != chunk_store::COMPRESSED) {
+        GTEST_SKIP() << "this SQLite has no compressed layout";
+    }
+    for (const bool enough : {false, true}) {
+        TempFolder folder;
+        std::mt19937 random(7);
+        for (int file = 0; file < (enough ? 400 : 40); ++file) {
+            std::string text;
+            for (int line = 0; line < 300; ++line) {
+                text += "    value_" + std::to_string(random() % 1000) + " = lookup(table);\n";
+            }
+            folder.write(std::to_string(file) + ".c", text);
+        }
+        index_repository(folder.path());
+        const Database db =
+            schema::open_index(schema::index_path(folder.path()), Access::READ_ONLY);
+        EXPECT_EQ(chunk_store::load_dictionary(db) != nullptr, enough);
+        EXPECT_THAT(chunk_store::verify(db), IsEmpty());
+    }
+}
+
+}  // namespace
+}  // namespace codetext::indexer
