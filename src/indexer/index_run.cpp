@@ -33,9 +33,7 @@ std::vector<schema::UpgradeStep> upgrade_if_older(Database& db) {
 
 Database open_or_create(const std::filesystem::path& root, const IndexOptions& options,
                         IndexReport& report) {
-    const std::filesystem::path path = schema::index_path(root);
-    if (!std::filesystem::exists(path)) return schema::create_index(root, options.layout);
-    Database db = schema::open_any_version(path, Access::READ_WRITE);
+    Database db = schema::open_or_create_index(root, options.layout);
     report.upgrade_steps = upgrade_if_older(db);
     return db;
 }

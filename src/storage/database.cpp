@@ -132,6 +132,23 @@ const std::string& Row::blob(std::size_t column) const {
     return held<Blob>(_values, column, "blob").bytes;
 }
 
+namespace {
+
+/// The path as a URI, as SQLite reads it: "?", "#" and "%" would end or change the path.
+std::string uri_of(const std::filesystem::path& path) {
+    std::string uri = path.is_absolute() ? "file://" : "file:";
+    for (const char c : path.native()) {
+        if (c == '?' || c == '#' || c == '%') {
+            uri += fmt::format("%{:02X}", static_cast<unsigned char>(c));
+        } else {
+            uri += c;
+        }
+    }
+    return uri;
+}
+
+}  // namespace
+
 /// The SQLite connection and the prepared statements that no call is using.
 class Database::Connection {
   public:
@@ -139,15 +156,13 @@ class Database::Connection {
         if (path.native().find('\0') != std::string::npos) {
             throw std::invalid_argument("a database path with an embedded NUL");
         }
-        int flags = SQLITE_OPEN_FULLMUTEX | SQLITE_OPEN_EXRESCODE;
+        int flags = SQLITE_OPEN_FULLMUTEX | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_URI;
         flags |= access == Access::READ_ONLY ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
         if (access == Access::CREATE) flags |= SQLITE_OPEN_CREATE;
-        if (sqlite3_open_v2(path.c_str(), &_db, flags, nullptr) != SQLITE_OK) {
-            const DatabaseError error(
-                sqlite3_extended_errcode(_db),
-                fmt::format("cannot open {}: {}", path.string(), sqlite3_errmsg(_db)), "");
+        open(uri_of(path), flags, path);
+        if (access == Access::READ_ONLY && needs_immutable()) {
             sqlite3_close_v2(_db);
-            throw error;
+            open(uri_of(path) + "?immutable=1", flags, path);
         }
         sqlite3_busy_timeout(_db, BUSY_TIMEOUT_MS);
     }
@@ -201,6 +216,23 @@ class Database::Connection {
     }
 
   private:
+    void open(const std::string& uri, int flags, const std::filesystem::path& path) {
+        if (sqlite3_open_v2(uri.c_str(), &_db, flags, nullptr) == SQLITE_OK) return;
+        const DatabaseError error(
+            sqlite3_extended_errcode(_db),
+            fmt::format("cannot open {}: {}", path.string(), sqlite3_errmsg(_db)), "");
+        sqlite3_close_v2(_db);
+        throw error;
+    }
+
+    // A reader makes the files beside a WAL database, and one who may not write there cannot.
+    // Without a log the file alone is the database.
+    bool needs_immutable() const {
+        const int result =
+            sqlite3_exec(_db, "SELECT 1 FROM sqlite_master LIMIT 1", nullptr, nullptr, nullptr);
+        return (result & 0xFF) == SQLITE_READONLY || (result & 0xFF) == SQLITE_CANTOPEN;
+    }
+
     sqlite3* _db = nullptr;
     std::mutex _mutex;
     std::unordered_map<std::type_index, std::shared_ptr<void>> _kept;

@@ -82,6 +82,19 @@ void check_ours(const Database& db, const std::string& path) {
     }
 }
 
+/// What `use` gives of the database, or UnusableIndex where the file is none.
+template <typename Use>
+auto of_database(const std::filesystem::path& path, const Use& use) {
+    constexpr int NOT_A_DATABASE = 26;  // SQLITE_NOTADB
+    try {
+        return use();
+    } catch (const DatabaseError& error) {
+        if ((error.code() & 0xFF) != NOT_A_DATABASE) throw;
+        throw UnusableIndex(path.string() +
+                            " is no SQLite database; move it away and run `codetext index`");
+    }
+}
+
 }  // namespace
 
 std::filesystem::path index_path(const std::filesystem::path& root) {
@@ -96,16 +109,11 @@ void set_version(Database& db, std::string_view version) {
 std::string version(const Database& db) { return meta(db, "schema_version").value_or("unknown"); }
 
 Database open_any_version(const std::filesystem::path& path, Access access) {
-    constexpr int NOT_A_DATABASE = 26;  // SQLITE_NOTADB
-    Database db(path, access);
-    try {
+    return of_database(path, [&] {
+        Database db(path, access);
         check_ours(db, path.string());
-    } catch (const DatabaseError& error) {
-        if ((error.code() & 0xFF) != NOT_A_DATABASE) throw;
-        throw UnusableIndex(path.string() +
-                            " is no SQLite database; move it away and run `codetext index`");
-    }
-    return db;
+        return db;
+    });
 }
 
 Database open_index(const std::filesystem::path& path, Access access) {
@@ -120,19 +128,18 @@ Database open_index(const std::filesystem::path& path, Access access) {
     return db;
 }
 
-Database create_index(const std::filesystem::path& root,
-                      std::optional<chunk_store::Layout> layout) {
+Database open_or_create_index(const std::filesystem::path& root,
+                              std::optional<chunk_store::Layout> layout) {
     make_directories(root);
     const std::filesystem::path path = index_path(root);
-    {
+    of_database(path, [&] {
         Database db(path, Access::CREATE);
-        if (is_empty(db)) {
-            db.execute_script(fmt::format("PRAGMA page_size = {}", PAGE_BYTES));
-            db.fetchone("PRAGMA journal_mode = WAL");
-            fill(db, layout ? layout : chunk_store::default_layout());
-        }
-    }
-    return open_index(path, Access::READ_WRITE);
+        if (!is_empty(db)) return;
+        db.execute_script(fmt::format("PRAGMA page_size = {}", PAGE_BYTES));
+        db.fetchone("PRAGMA journal_mode = WAL");
+        fill(db, layout ? layout : chunk_store::default_layout());
+    });
+    return open_any_version(path, Access::READ_WRITE);
 }
 
 std::vector<UpgradeStep> upgrade(Database& db) {

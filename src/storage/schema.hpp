@@ -45,11 +45,11 @@ Database open_any_version(const std::filesystem::path& path, Access access);
 /// one older than OLDEST_READABLE_VERSION, or, with Access::READ_WRITE, than SCHEMA_VERSION.
 Database open_index(const std::filesystem::path& path, Access access);
 
-/// Makes the directories, their .gitignore and an empty index at SCHEMA_VERSION in one transaction;
-/// `layout` as chunk_store::default_layout gives it when left out. An index that another process
-/// made meanwhile is opened instead.
-Database create_index(const std::filesystem::path& root,
-                      std::optional<chunk_store::Layout> layout = std::nullopt);
+/// Opens the repository's index, of any version. Where there is none, or only the blank file that a
+/// killed run left, makes the directories, their .gitignore and an empty index at SCHEMA_VERSION,
+/// in one transaction; `layout` as chunk_store::default_layout gives it when left out.
+Database open_or_create_index(const std::filesystem::path& root,
+                              std::optional<chunk_store::Layout> layout = std::nullopt);
 
 /// The index's schema version, for example "3.2.0".
 std::string version(const Database& db);

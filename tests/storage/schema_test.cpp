@@ -129,10 +129,22 @@ TEST(schema, a_step_that_fails_leaves_the_index_as_it_was) {
     EXPECT_EQ(chunk_store::verify(old.db), std::vector<std::string>{});
 }
 
+TEST(schema, makes_an_index_where_a_killed_run_left_a_blank_file) {
+    TempFolder folder;
+    const std::filesystem::path root = folder.path() / "a?b#c%41";  // no part of a URI's syntax
+    const std::filesystem::path path = index_path(root);
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path).close();
+    EXPECT_EQ(version(open_or_create_index(root)), SCHEMA_VERSION);
+    EXPECT_GT(std::filesystem::file_size(path), 0u);
+    EXPECT_TRUE(std::filesystem::exists(root / ".codetext" / ".gitignore"));
+    EXPECT_NO_THROW(open_index(path, Access::READ_ONLY));
+}
+
 TEST(schema, refuses_what_it_cannot_use) {
     TempFolder folder;
     const std::filesystem::path path = index_path(folder.path());
-    create_index(folder.path());
+    open_or_create_index(folder.path());
     {
         Database db(path, Access::READ_WRITE);
         db.execute("UPDATE meta SET value = '9.0.0' WHERE key = 'schema_version'");

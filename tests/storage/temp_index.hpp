@@ -52,7 +52,7 @@ inline std::vector<chunk_store::Layout> layouts() {
 class TempIndex {
   public:
     explicit TempIndex(chunk_store::Layout wanted)
-        : layout(wanted), db(schema::create_index(folder.path(), wanted)) {}
+        : layout(wanted), db(schema::open_or_create_index(folder.path(), wanted)) {}
 
     /// Adds or replaces a file, in the index and on disk.
     code_text::FileRow put(std::int64_t file_id, const std::string& path, const std::string& text) {
