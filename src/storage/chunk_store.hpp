@@ -86,6 +86,7 @@ struct ChunkRow {
 /// trigram is three bytes of UTF-8 with ASCII capitals folded, the first in the highest place.
 struct TrigramQuery {
     std::vector<std::uint32_t> trigrams;  ///< distinct, ascending, at least one
+    friend bool operator==(const TrigramQuery&, const TrigramQuery&) = default;
 };
 
 /// The query for a needle of three code points or more; none for a shorter one, and for one that
@@ -93,7 +94,8 @@ struct TrigramQuery {
 std::optional<TrigramQuery> trigram_query(std::string_view needle);
 
 /// Row ids, ascending, of the chunks whose text may hold every trigram of the query: a superset,
-/// and it may name rows that are gone. Only in the compressed layout.
+/// and it may name rows that are gone. Only in the compressed layout. The last answer is kept with
+/// the handle: a search asks once for the files worth searching and once for their chunks.
 std::vector<std::int64_t> candidate_rowids(const Database& db, const TrigramQuery& query);
 
 /// Chunk rows of the compressed layout, ascending by row id, each read when it is come to.

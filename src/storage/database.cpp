@@ -361,6 +361,13 @@ std::shared_ptr<void> Database::_keep(std::type_index key, std::shared_ptr<void>
     return _connection->keep(key, std::move(object));
 }
 
+// data_version counts the commits of other connections that are seen here, the changes our own.
+// Both only grow.
+std::int64_t Database::content_version() const {
+    return fetchone("PRAGMA data_version")->integer(0) +
+           sqlite3_total_changes64(_connection->handle());
+}
+
 void Database::set_busy_timeout(int milliseconds) {
     sqlite3_busy_timeout(_connection->handle(), milliseconds);
 }

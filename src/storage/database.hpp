@@ -162,6 +162,9 @@ class Database {
         return std::static_pointer_cast<Type>(_keep(key, make()));
     }
 
+    /// A number that is another one whenever the content that this handle sees may be another.
+    std::int64_t content_version() const;
+
     /// How long a statement waits for another process's lock before it fails, in milliseconds.
     void set_busy_timeout(int milliseconds);
 

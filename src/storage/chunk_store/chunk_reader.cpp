@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <mutex>
 #include <span>
 
 #include "storage/chunk_store.hpp"
@@ -32,9 +33,7 @@ std::vector<ChunkRow> read_rows(const Database& db, std::int64_t first, std::int
     return rows;
 }
 
-}  // namespace
-
-std::vector<std::int64_t> candidate_rowids(const Database& db, const TrigramQuery& query) {
+std::vector<std::int64_t> ask_segments(const Database& db, const TrigramQuery& query) {
     std::vector<std::int64_t> rowids;
     // The largest segment tells which trigrams are rare.
     const std::optional<Row> largest =
@@ -50,6 +49,29 @@ std::vector<std::int64_t> candidate_rowids(const Database& db, const TrigramQuer
     if (!std::is_sorted(rowids.begin(), rowids.end())) std::sort(rowids.begin(), rowids.end());
     rowids.erase(std::unique(rowids.begin(), rowids.end()), rowids.end());
     return rowids;
+}
+
+/// The last query of a handle and its answer.
+struct LastAnswer {
+    std::mutex mutex;
+    TrigramQuery query;
+    std::int64_t content_version = -1;
+    std::vector<std::int64_t> rowids;
+};
+
+}  // namespace
+
+std::vector<std::int64_t> candidate_rowids(const Database& db, const TrigramQuery& query) {
+    const auto last = db.kept<LastAnswer>([] { return std::make_shared<LastAnswer>(); });
+    const std::lock_guard lock(last->mutex);
+    const std::int64_t version = db.content_version();
+    if (last->content_version != version || last->query != query) {
+        last->content_version = -1;  // no answer, should the asking fail
+        last->rowids = ask_segments(db, query);
+        last->query = query;
+        last->content_version = version;
+    }
+    return last->rowids;
 }
 
 struct MatchingRows::State {

@@ -137,17 +137,39 @@ std::uint8_t append_postings(std::span<const std::uint16_t> numbers, std::string
     return parameter;
 }
 
+namespace {
+
+/// Where gaps have no low bits, each one bit is a number: a bitmap.
+void read_bitmap(std::string_view bytes, std::uint32_t count, std::vector<std::uint16_t>& numbers) {
+    for (std::size_t byte = 0; byte < bytes.size() && numbers.size() < count; byte += 8) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, bytes.data() + byte, std::min<std::size_t>(8, bytes.size() - byte));
+        for (; word != 0; word &= word - 1) {
+            const auto bit = static_cast<std::size_t>(std::countr_zero(word));
+            numbers.push_back(static_cast<std::uint16_t>(byte * 8 + bit));
+        }
+    }
+}
+
+}  // namespace
+
 bool read_postings(const PostingList& list, std::vector<std::uint16_t>& numbers) {
     constexpr std::uint32_t BOUND = 1u << 16;
     if (list.count > BOUND || list.parameter > MAX_PARAMETER) return false;
-    numbers.resize(list.count);
+    numbers.clear();
+    numbers.reserve(list.count);
+    if (list.parameter == 0) {
+        if (list.bytes.size() > BOUND / 8) return false;
+        read_bitmap(list.bytes, list.count, numbers);
+        return numbers.size() == list.count;
+    }
     BitReader reader(list.bytes);
     std::uint32_t next = 0;
-    for (std::uint16_t& number : numbers) {
+    for (std::uint32_t i = 0; i < list.count; ++i) {
         const std::uint32_t zeros = reader.take_unary(BOUND);
         next += (zeros << list.parameter) + reader.take(list.parameter);
         if (next >= BOUND) return false;
-        number = static_cast<std::uint16_t>(next++);
+        numbers.push_back(static_cast<std::uint16_t>(next++));
     }
     return true;
 }
