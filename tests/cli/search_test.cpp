@@ -1,0 +1,233 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "cli/program.hpp"
+#include "storage/schema.hpp"
+
+namespace codetext::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using Arguments = std::vector<std::string>;
+
+Outcome search(const Repository& repository, const Arguments& arguments,
+               const std::string& below = "") {
+    Arguments all = {"search", "code"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return run(all, repository.root() / below);
+}
+
+std::string numbered_lines(int first, int last) {
+    std::string lines;
+    for (int i = first; i <= last; ++i) lines += "line " + std::to_string(i) + "\n";
+    return lines;
+}
+
+class SearchCode : public testing::Test {
+  protected:
+    SearchCode() {
+        repository.write("a.c", "int main() {\n\treturn fooled(foo);\n}\n");
+        repository.write("lib/b.h", "\u00e9 = foo; // Foo\nfoo\n");
+        repository.write("lib/deep/c.py", "import foo\n");
+        repository.write("long.txt", numbered_lines(1, 200));
+        repository.write("z.json", "{\"foo\": \"" + std::string(40000, 'x') + "\"}\n");
+    }
+    void index(const Arguments& more = {}) {
+        Arguments arguments = {"index"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        const Outcome outcome = run(arguments, repository.root());
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+    }
+    std::string out(const Arguments& arguments, const std::string& below = "") {
+        const Outcome outcome = search(repository, arguments, below);
+        EXPECT_EQ(outcome.err, "");
+        return outcome.out;
+    }
+    Repository repository;
+};
+
+struct Case {
+    Arguments arguments;
+    std::string expected;
+};
+
+const std::vector<Case> CASES = {
+    {{"fooled"}, "a.c:2:\treturn fooled(foo);\n"},
+    {{"-c", "foo"}, "a.c:1\nlib/b.h:2\nlib/deep/c.py:1\nz.json:1\n"},
+    {{"-l", "foo"}, "a.c\nlib/b.h\nlib/deep/c.py\nz.json\n"},
+    {{"--files-without-match", "foo"}, "long.txt\n"},
+    {{"--files-without-match", "--limit", "1", "import"}, "a.c\n"},
+    {{"-l", "--limit", "2", "foo"}, "a.c\nlib/b.h\n"},
+    {{"-q", "foo"}, ""},
+    {{"-m1", "-g", "*.h", "foo"}, "lib/b.h:1:\u00e9 = foo; // Foo\n"},
+    {{"-m", "0", "foo"}, ""},
+    {{"--limit=2", "-i", "FOO"}, "a.c:2:\treturn fooled(foo);\nlib/b.h:1:\u00e9 = foo; // Foo\n"},
+    {{"-t", "python", "foo"}, "lib/deep/c.py:1:import foo\n"},
+    {{"-e", "fooled", "-e", "import"}, "a.c:2:\treturn fooled(foo);\nlib/deep/c.py:1:import foo\n"},
+    {{"-e", "-foo", "-e", "}"},
+     "a.c:3:}\nz.json:1:{\"foo\": \"" + std::string(40000, 'x') + "\"}\n"},
+    {{"-x", "foo"}, "lib/b.h:2:foo\n"},
+    {{"-w", "foo", "a.c", "lib/deep"}, "a.c:2:\treturn fooled(foo);\nlib/deep/c.py:1:import foo\n"},
+    {{"--column", "foo", "lib/b.h"}, "lib/b.h:1:6:\u00e9 = foo; // Foo\nlib/b.h:2:1:foo\n"},
+    {{"--vimgrep", "-i", "foo", "lib/b.h"},
+     "lib/b.h:1:6:\u00e9 = foo; // Foo\nlib/b.h:1:14:\u00e9 = foo; // Foo\nlib/b.h:2:1:foo\n"},
+    {{"--heading", "-w", "foo", "lib"},
+     "lib/b.h\n1:\u00e9 = foo; // Foo\n2:foo\n\nlib/deep/c.py\n1:import foo\n"},
+    {{"--color=always", "-x", "foo"},
+     "\x1b[35mlib/b.h\x1b[0m:\x1b[32m2\x1b[0m:\x1b[1;31mfoo\x1b[0m\n"},
+    {{"-C1", "line 64$"}, "long.txt-63-line 63\nlong.txt:64:line 64\nlong.txt-65-line 65\n"},
+    {{"-B1", "-A", "1", "line 1(28|30|50)"},
+     "long.txt-127-line 127\nlong.txt:128:line 128\nlong.txt-129-line 129\nlong.txt:130:line 130\n"
+     "long.txt-131-line 131\n--\nlong.txt-149-line 149\nlong.txt:150:line 150\n"
+     "long.txt-151-line 151\n"},
+    {{"-C2", "-B0", "line 199"}, "long.txt:199:line 199\nlong.txt-200-line 200\n"},
+    {{"-A1", "-g!z.json", "main|import"},
+     "a.c:1:int main() {\na.c-2-\treturn fooled(foo);\n--\nlib/deep/c.py:1:import foo\n"},
+    {{"--", "-none-"}, ""},
+};
+
+TEST_F(SearchCode, answers_alike_from_every_source_and_layout) {
+    for (const char* layout : {"", "code_chunks"}) {
+        std::filesystem::remove_all(repository.root() / ".codetext");
+        ASSERT_NO_FATAL_FAILURE(index(*layout == 0 ? Arguments{} : Arguments{"--layout", layout}));
+        for (const Case& one : CASES) {
+            for (const char* source : {"index", "disk"}) {
+                Arguments arguments = {"--source", source};
+                arguments.insert(arguments.end(), one.arguments.begin(), one.arguments.end());
+                EXPECT_EQ(out(arguments), one.expected)
+                    << testing::PrintToString(arguments) << ' ' << layout;
+            }
+        }
+    }
+}
+
+TEST_F(SearchCode, takes_and_shows_paths_relative_to_the_current_directory) {
+    index();
+    EXPECT_EQ(out({"-l", "foo"}, "lib"), "b.h\ndeep/c.py\n");
+    EXPECT_EQ(out({"-l", "foo", ".."}, "lib/deep"), "../b.h\nc.py\n");
+    EXPECT_EQ(out({"-l", "foo", "../../a.c", "."}, "lib/deep"), "../../a.c\nc.py\n");
+    EXPECT_EQ(out({"-l", "fooled", repository.root() / "a.c"}), "a.c\n");
+    const std::string name = repository.root().filename();
+    EXPECT_EQ(out({"-l", "fooled", name}, ".."), name + "/a.c\n");
+}
+
+TEST_F(SearchCode, exits_with_0_for_a_match_1_for_none_2_for_an_error) {
+    index();
+    EXPECT_EQ(search(repository, {"-q", "foo"}).status, 0);
+    EXPECT_EQ(search(repository, {"nowhere"}).status, 1);
+    EXPECT_EQ(search(repository, {"--files-without-match", ""}).status, 1);
+    const Repository other;
+    other.write("x.c", "foo\n");
+    const std::vector<std::pair<Arguments, std::string>> errors = {
+        {{"("}, "missing )"},
+        {{"-C", "-1", "foo"}, "-1"},
+        {{"-A", "x", "foo"}, "after-context"},
+        {{"-t", "klingon", "foo"}, "klingon; known are .*python"},
+        {{"foo", "missing"}, "missing: No such file"},
+        {{"foo", ".", other.root()}, "outside of the repository"},
+        {{"foo", other.root()}, "no index at .*: run `codetext index` first"},
+        {{"-g", "[", "foo"}, "missing a ]"},
+        {{"--json", "-l", "foo"}, "json"},
+        {{"--source", "tape", "foo"}, "tape"},
+        {{"--nonsense"}, "nonsense"},
+        {{}, "pattern"},
+        {{"a\nb"}, "line break"},
+    };
+    for (const auto& [arguments, message] : errors) {
+        const Outcome outcome = search(repository, arguments);
+        EXPECT_EQ(outcome.status, 2) << message;
+        EXPECT_EQ(outcome.out, "") << message;
+        EXPECT_THAT(outcome.err, testing::ContainsRegex("^codetext: (.|\n)*" + message));
+    }
+    repository.write(".codetext/index/code.db", "no database, but long enough to be looked at\n");
+    const Outcome outcome = search(repository, {"foo"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("code.db"));
+}
+
+TEST_F(SearchCode, writes_json_in_ripgreps_shape) {
+    index();
+    const std::string out = this->out({"--json", "-iC1", "Foo", "lib/b.h"});
+    const std::string elapsed = "\\{\"secs\":0,\"nanos\":[0-9]+,\"human\":\"[0-9.]+s\"\\}";
+    const std::string stats =
+        "\"stats\":\\{\"elapsed\":" + elapsed +
+        ",\"searches\":1,\"searches_with_match\":1,\"bytes_searched\":20,\"bytes_printed\":[0-9]+,"
+        "\"matched_lines\":2,\"matches\":3,\"segments\":1,\"segments_without_match\":0\\}";
+    const std::string path = "\"path\":\\{\"text\":\"lib/b\\.h\"\\}";
+    EXPECT_THAT(
+        out,
+        MatchesRegex(
+            "\\{\"type\":\"begin\",\"data\":\\{" + path + "\\}\\}\n" +
+            "\\{\"type\":\"match\",\"data\":\\{" + path +
+            ",\"lines\":\\{\"text\":\"\u00e9 = foo; // "
+            "Foo\\\\n\"\\},\"line_number\":1,\"column\":4,"
+            "\"submatches\":\\[\\{\"match\":\\{\"text\":\"foo\"\\},\"start\":5,\"end\":8\\},"
+            "\\{\"match\":\\{\"text\":\"Foo\"\\},\"start\":13,\"end\":16\\}\\]\\}\\}\n" +
+            "\\{\"type\":\"match\",\"data\":\\{" + path +
+            ",\"lines\":\\{\"text\":\"foo\\\\n\"\\},\"line_number\":2,\"column\":0,\"submatches\":"
+            "\\[\\{\"match\":\\{\"text\":\"foo\"\\},\"start\":0,\"end\":3\\}\\]\\}\\}\n" +
+            "\\{\"type\":\"end\",\"data\":\\{" + path + ",\"binary_offset\":null," + stats +
+            "\\}\\}\n" + "\\{\"type\":\"summary\",\"data\":\\{\"elapsed_total\":" + elapsed + "," +
+            stats + ",\"source\":\"index\",\"reason\":null\\}\\}\n"));
+    EXPECT_THAT(this->out({"--json", "-m1", "-A1", "line 7"}),
+                HasSubstr("{\"type\":\"context\",\"data\":{\"path\":{\"text\":\"long.txt\"},"
+                          "\"lines\":{\"text\":\"line 8\\n\"},\"line_number\":8,"
+                          "\"submatches\":[]}}"));
+}
+
+TEST_F(SearchCode, says_why_it_read_the_disk) {
+    index({"--layout", "code_chunks"});
+    EXPECT_THAT(search(repository, {"--stats", "foo"}).err, HasSubstr("read from the index"));
+    Database(schema::index_path(repository.root()), Access::READ_WRITE)
+        .execute("DELETE FROM code_chunks WHERE text LIKE '%import%'");
+    const std::string reason =
+        "read from the files on disk: 1 indexed file(s) have no chunks yet (the next index pass "
+        "parses them)";
+    Outcome outcome = search(repository, {"import"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "lib/deep/c.py:1:import foo\n");
+    EXPECT_EQ(outcome.err, "codetext: " + reason + "\n");
+    EXPECT_THAT(search(repository, {"--json", "import"}).out,
+                HasSubstr("\"source\":\"disk\",\"reason\":\"" + reason + "\"}}\n"));
+    outcome = search(repository, {"--source", "index", "import"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr(reason));
+    EXPECT_EQ(search(repository, {"--source", "disk", "import"}).err, "");
+}
+
+TEST_F(SearchCode, ends_quietly_when_nobody_reads) {
+    std::string many;
+    for (int i = 0; i < 100000; ++i) many += "a line that matches\n";
+    repository.write("many.txt", many);
+    index();
+    const std::string program = CODETEXT_PROGRAM;
+    const Outcome outcome = run_command(
+        {"sh", "-c", "{ '" + program + "' search code matches; echo $? >&2; } | head -n 1"},
+        repository.root());
+    EXPECT_EQ(outcome.out, "many.txt:1:a line that matches\n");
+    EXPECT_EQ(outcome.err, "0\n");
+    EXPECT_THAT(run_command({"sh", "-c", "'" + program + "' search code matches >/dev/full"},
+                            repository.root())
+                    .err,
+                HasSubstr("No space left"));
+}
+
+TEST_F(SearchCode, says_which_paths_the_index_does_not_have) {
+    index();
+    repository.write("new.c", "foo\n");
+    const Outcome outcome = search(repository, {"foo", "new.c", "long.txt"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "codetext: the index has no file at new.c\n");
+}
+
+TEST_F(SearchCode, takes_the_names_of_commands_for_patterns) {
+    repository.write("names.txt", "search code index status upgrade verify\n");
+    index();
+    for (const char* name : {"search", "code", "index", "status", "upgrade", "verify"}) {
+        EXPECT_EQ(out({"-l", name, "names.txt"}), "names.txt\n") << name;
+    }
+}
+
+}  // namespace
+}  // namespace codetext::test
