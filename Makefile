@@ -1,5 +1,5 @@
 # Everything a developer types. Each target installs what it misses first (scripts/setup says what).
-.PHONY: build demo test bench format clean
+.PHONY: build demo test bench microbench format clean
 
 build: setup
 	cmake --preset release
@@ -13,9 +13,16 @@ test: setup
 	cmake --build --preset debug
 	ctest --preset debug
 
+# CORPUS=/some/tree measures a copy of that tree and leaves docs/ as it is.
 bench: build
 	scripts/setup --bench
-	bench/run
+	bench/run $(if $(CORPUS),"$(CORPUS)",--publish)
+
+# INPUT=/some/directory takes other text than the project's own.
+microbench: setup
+	cmake --preset bench
+	cmake --build --preset bench
+	$(if $(INPUT),CODETEXT_BENCH_INPUT="$(INPUT)") build/bench/bench/codetext_benchmarks
 
 format:
 	git ls-files '*.cpp' '*.hpp' | xargs clang-format -i
