@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 
 #include <mutex>
+#include <thread>
 #include <unordered_map>
 #include <utility>
 
@@ -14,6 +15,8 @@ namespace {
 /// Most statements kept prepared; past it they are dropped and prepared anew.
 constexpr std::size_t MAX_IDLE_STATEMENTS = 64;
 constexpr int BUSY_TIMEOUT_MS = 10'000;
+/// Tries to take the lock before a thread sleeps for it.
+constexpr int SPINS = 200;
 
 [[noreturn]] void throw_error(sqlite3* db, std::string_view doing, std::string_view statement) {
     throw DatabaseError(sqlite3_extended_errcode(db),
@@ -156,7 +159,7 @@ class Database::Connection {
         if (path.native().find('\0') != std::string::npos) {
             throw std::invalid_argument("a database path with an embedded NUL");
         }
-        int flags = SQLITE_OPEN_FULLMUTEX | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_URI;
+        int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_URI;
         flags |= access == Access::READ_ONLY ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
         if (access == Access::CREATE) flags |= SQLITE_OPEN_CREATE;
         open(uri_of(path), flags, path);
@@ -175,14 +178,24 @@ class Database::Connection {
 
     sqlite3* handle() const { return _db; }
 
+    /// One thread at a time is inside SQLite. A statement is done in microseconds, and sleeping
+    /// would take longer than waiting for that.
+    std::unique_lock<std::recursive_mutex> lock() {
+        std::unique_lock lock(_mutex, std::try_to_lock);
+        for (int i = 0; i < SPINS && !lock.owns_lock(); ++i) {
+            std::this_thread::yield();
+            lock.try_lock();
+        }
+        if (!lock.owns_lock()) lock.lock();
+        return lock;
+    }
+
+    // REQUIRES, of these two: the lock is held.
     sqlite3_stmt* take(std::string_view sql) {
-        {
-            const std::lock_guard lock(_mutex);
-            if (auto found = _idle.find(std::string(sql)); found != _idle.end()) {
-                sqlite3_stmt* statement = found->second;
-                _idle.erase(found);
-                return statement;
-            }
+        if (auto found = _idle.find(std::string(sql)); found != _idle.end()) {
+            sqlite3_stmt* statement = found->second;
+            _idle.erase(found);
+            return statement;
         }
         sqlite3_stmt* statement = nullptr;
         if (sqlite3_prepare_v3(_db, sql.data(), static_cast<int>(sql.size()),
@@ -196,7 +209,6 @@ class Database::Connection {
     void give_back(std::string_view sql, sqlite3_stmt* statement) noexcept {
         sqlite3_reset(statement);
         sqlite3_clear_bindings(statement);
-        const std::lock_guard lock(_mutex);
         if (_idle.size() < MAX_IDLE_STATEMENTS) {
             _idle.emplace(sql, statement);
         } else {
@@ -205,13 +217,13 @@ class Database::Connection {
     }
 
     std::shared_ptr<void> find_kept(std::type_index key) {
-        const std::lock_guard lock(_mutex);
+        const auto locked = lock();
         auto found = _kept.find(key);
         return found == _kept.end() ? nullptr : found->second;
     }
     /// Keeps the object unless another thread was first; returns the one that is kept.
     std::shared_ptr<void> keep(std::type_index key, std::shared_ptr<void> object) {
-        const std::lock_guard lock(_mutex);
+        const auto locked = lock();
         return _kept.emplace(key, std::move(object)).first->second;
     }
 
@@ -234,7 +246,7 @@ class Database::Connection {
     }
 
     sqlite3* _db = nullptr;
-    std::mutex _mutex;
+    std::recursive_mutex _mutex;
     std::unordered_map<std::type_index, std::shared_ptr<void>> _kept;
     std::unordered_multimap<std::string, sqlite3_stmt*> _idle;
 };
@@ -243,7 +255,10 @@ class Database::Connection {
 class Statement {
   public:
     Statement(Database::Connection& connection, std::string_view sql, Parameters parameters)
-        : _connection(connection), _sql(sql), _statement(connection.take(sql)) {
+        : _connection(connection),
+          _lock(connection.lock()),
+          _sql(sql),
+          _statement(connection.take(sql)) {
         try {
             _bind_all(parameters);
         } catch (...) {
@@ -300,6 +315,7 @@ class Statement {
     }
 
     Database::Connection& _connection;
+    std::unique_lock<std::recursive_mutex> _lock;
     std::string_view _sql;
     sqlite3_stmt* _statement;
 };
@@ -344,6 +360,7 @@ std::int64_t Database::execute(std::string_view sql, Parameters parameters) {
 }
 
 void Database::execute_script(const std::string& sql) {
+    const auto locked = _connection->lock();
     if (sqlite3_exec(_connection->handle(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
         throw_error(_connection->handle(), "a statement failed", sql);
     }
