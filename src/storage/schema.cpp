@@ -112,6 +112,8 @@ Database open_any_version(const std::filesystem::path& path, Access access) {
     return of_database(path, [&] {
         Database db(path, access);
         check_ours(db, path.string());
+        // A commit lost with the power is made again by the next run; the database stays whole.
+        if (access != Access::READ_ONLY) db.execute_script("PRAGMA synchronous = NORMAL");
         return db;
     });
 }

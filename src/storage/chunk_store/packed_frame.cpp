@@ -14,9 +14,9 @@ namespace codetext::chunk_store {
 
 namespace {
 
-/// The lowest that searches for good matches: packs 120 MB/s a core; higher ones gain one part in
-/// forty and take twice as long.
-constexpr int COMPRESSION_LEVEL = 3;
+/// Two searches a position. Four (level 3) pack 3% smaller and take a fifth longer; plain LZ4 packs
+/// a quarter larger.
+constexpr int COMPRESSION_LEVEL = 2;
 constexpr std::size_t HASH_BYTES = 8;
 constexpr std::string_view WHAT = "chunk frame";
 

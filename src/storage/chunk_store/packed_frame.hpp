@@ -8,8 +8,8 @@
 // varint bytes of text; then eight bytes, the lowest first, of the XXH3 hash of the texts, one
 // after the other, seeded with the hash of all that stands before; then the texts as one LZ4 block.
 //
-// LZ4 at its high compression unpacks 2.4 GB/s a core where zstd unpacks 1.1, and unpacking is most
-// of the work of a common needle's search; it packs an eighth larger.
+// LZ4 at its high compression unpacks 4.5 GB/s a core where zstd unpacks 1.1, and unpacking is most
+// of the work of a common needle's search; it packs a fifth larger.
 
 #include <lz4hc.h>
 
