@@ -1,7 +1,6 @@
 #include "cli/index_command.hpp"
 
 #include <fmt/format.h>
-#include <malloc.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -84,16 +83,7 @@ void print_summary(const indexer::IndexReport& report, Clock::duration elapsed) 
         std::chrono::duration<double>(elapsed).count());
 }
 
-/// Texts come and go by the thousand: keeps their memory rather than ask the kernel for each anew,
-/// which takes a tenth of the run.
-void keep_freed_memory() {
-    constexpr int KEPT_BYTES = 256 << 20;
-    ::mallopt(M_MMAP_THRESHOLD, KEPT_BYTES);
-    ::mallopt(M_TRIM_THRESHOLD, KEPT_BYTES);
-}
-
 void run(const Arguments& arguments) {
-    keep_freed_memory();
     const auto begin = Clock::now();
     ProgressLine line(::isatty(STDERR_FILENO) == 1);
     const indexer::IndexReport report =

@@ -1,6 +1,8 @@
 // The program: reads the command line, runs the one command that it names, and turns whatever goes
 // wrong into a message and exit status 2.
 
+#include <malloc.h>
+
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <exception>
@@ -15,6 +17,15 @@
 namespace {
 
 constexpr int FAILURE = 2;
+
+/// Texts come and go by the thousand: keeps their memory rather than ask the kernel for each anew,
+/// which takes a tenth of a run of the indexer.
+void keep_freed_memory() {
+    constexpr int LARGEST_KEPT_BYTES = 32 << 20;  // glibc takes no more
+    constexpr int KEPT_BYTES = 256 << 20;
+    ::mallopt(M_MMAP_THRESHOLD, LARGEST_KEPT_BYTES);
+    ::mallopt(M_TRIM_THRESHOLD, KEPT_BYTES);
+}
 
 int run(int argc, char** argv) {
     int exit_status = 0;
@@ -39,6 +50,7 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    keep_freed_memory();
     // A reader that goes away is noticed where the output is written.
     std::signal(SIGPIPE, SIG_IGN);
     try {

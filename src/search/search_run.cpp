@@ -102,9 +102,10 @@ class Run {
 
     OrderedWorkOptions _work_options() const {
         OrderedWorkOptions options;
+        if (_scope.files.size() < FILES_WORTH_THREADS) return options;
         const unsigned cores =
             _options->threads > 0 ? _options->threads : std::thread::hardware_concurrency();
-        if (_scope.files.size() >= FILES_WORTH_THREADS && cores > 1) options.threads = cores;
+        if (cores > 1) options.threads = cores;
         // What is searched beyond the last result is lost.
         if (_options->limit != NO_LIMIT) {
             options.batch_items = 1;

@@ -15,6 +15,9 @@ namespace {
 /// Most statements kept prepared; past it they are dropped and prepared anew.
 constexpr std::size_t MAX_IDLE_STATEMENTS = 64;
 constexpr int BUSY_TIMEOUT_MS = 10'000;
+/// A reader comes to few pages twice, and the memory for each page that it holds costs more to get
+/// than the page to read: no more than SQLite gets at once.
+constexpr const char* READER_CACHE = "PRAGMA cache_size = 18";
 /// Tries to take the lock before a thread sleeps for it.
 constexpr int SPINS = 200;
 
@@ -168,6 +171,9 @@ class Database::Connection {
             open(uri_of(path) + "?immutable=1", flags, path);
         }
         sqlite3_busy_timeout(_db, BUSY_TIMEOUT_MS);
+        if (access == Access::READ_ONLY) {
+            sqlite3_exec(_db, READER_CACHE, nullptr, nullptr, nullptr);
+        }
     }
     ~Connection() {
         for (auto& [sql, statement] : _idle) sqlite3_finalize(statement);
