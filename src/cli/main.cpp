@@ -4,8 +4,11 @@
 #include <malloc.h>
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <exception>
+#include <system_error>
 
 #include "cli/index_command.hpp"
 #include "cli/output.hpp"
@@ -54,7 +57,12 @@ int main(int argc, char** argv) {
     // A reader that goes away is noticed where the output is written.
     std::signal(SIGPIPE, SIG_IGN);
     try {
-        return run(argc, argv);
+        const int exit_status = run(argc, argv);
+        // What was printed may only now meet a full disk; a reader that went away is no failure.
+        if (std::fflush(stdout) != 0 && errno != EPIPE) {
+            throw std::system_error(errno, std::generic_category(), "cannot write the output");
+        }
+        return exit_status;
     } catch (const std::exception& error) {
         codetext::cli::report(error.what());
         return FAILURE;

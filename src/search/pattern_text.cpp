@@ -90,7 +90,9 @@ bool needs_single_lines(std::string_view pattern) {
 }
 
 bool folds_beyond_ascii(std::string_view pattern) {
-    return !unicode::is_ascii(pattern) || has_escape(pattern, "x") || sets_flag(pattern, "i");
+    // A code point may be named in hexadecimal or octal digits.
+    return !unicode::is_ascii(pattern) || has_escape(pattern, "x01234567") ||
+           sets_flag(pattern, "i");
 }
 
 std::string alternatives(const std::vector<std::string>& patterns) {

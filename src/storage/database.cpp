@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <unordered_map>
 #include <utility>
@@ -168,6 +169,7 @@ class Database::Connection {
         open(uri_of(path), flags, path);
         if (access == Access::READ_ONLY && needs_immutable()) {
             sqlite3_close_v2(_db);
+            check_no_log(path);
             open(uri_of(path) + "?immutable=1", flags, path);
         }
         sqlite3_busy_timeout(_db, BUSY_TIMEOUT_MS);
@@ -243,8 +245,22 @@ class Database::Connection {
         throw error;
     }
 
+    // Without a log the file alone is the database; with one it would give old content.
+    static void check_no_log(const std::filesystem::path& path) {
+        std::filesystem::path log = path;
+        log += "-wal";
+        std::error_code error;
+        const std::uintmax_t size = std::filesystem::file_size(log, error);
+        if (error == std::errc::no_such_file_or_directory || (!error && size == 0)) return;
+        throw DatabaseError(
+            SQLITE_CANTOPEN,
+            fmt::format(
+                "cannot read {}: it has a log that only a user who may write there can read",
+                path.string()),
+            "");
+    }
+
     // A reader makes the files beside a WAL database, and one who may not write there cannot.
-    // Without a log the file alone is the database.
     bool needs_immutable() const {
         const int result =
             sqlite3_exec(_db, "SELECT 1 FROM sqlite_master LIMIT 1", nullptr, nullptr, nullptr);

@@ -2,7 +2,9 @@
 
 // The bytes of the compressed layout's BLOBs: unsigned LEB128 varints and runs of bytes.
 
+#define XXH_INLINE_ALL
 #include <fmt/format.h>
+#include <xxhash.h>
 
 #include <cstdint>
 #include <string>
@@ -27,6 +29,24 @@ inline std::int64_t unzigzag(std::uint64_t code) {
     return static_cast<std::int64_t>(code >> 1) ^ -static_cast<std::int64_t>(code & 1);
 }
 
+/// Bytes that a hash takes in a BLOB.
+inline constexpr std::size_t HASH_BYTES = 8;
+
+/// Appends the hash, the lowest byte first.
+inline void put_hash(std::string& bytes, std::uint64_t hash) {
+    for (std::size_t i = 0; i < HASH_BYTES; ++i) {
+        bytes.push_back(static_cast<char>(hash >> 8 * i));
+    }
+}
+/// REQUIRES: HASH_BYTES bytes.
+inline std::uint64_t read_hash(std::string_view bytes) {
+    std::uint64_t hash = 0;
+    for (std::size_t i = 0; i < HASH_BYTES; ++i) {
+        hash |= std::uint64_t{static_cast<unsigned char>(bytes[i])} << 8 * i;
+    }
+    return hash;
+}
+
 /// Takes a BLOB apart, never past its end. Throws DamagedChunk, naming what was read and its row.
 class ByteReader {
   public:
@@ -48,6 +68,11 @@ class ByteReader {
         const std::string_view taken = _rest.substr(0, size_bytes);
         _rest.remove_prefix(size_bytes);
         return taken;
+    }
+    /// Takes the hash that stands here; damage unless it is that of all that follows.
+    void take_hash() {
+        const std::uint64_t hash = read_hash(take(HASH_BYTES));
+        if (hash != XXH3_64bits(_rest.data(), _rest.size())) damaged("its hash is another");
     }
     std::string_view rest() const { return _rest; }
     bool at_end() const { return _rest.empty(); }

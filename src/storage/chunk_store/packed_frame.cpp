@@ -1,8 +1,5 @@
 #include "storage/chunk_store/packed_frame.hpp"
 
-#define XXH_INLINE_ALL
-#include <xxhash.h>
-
 #include <algorithm>
 #include <cstring>
 #include <new>
@@ -17,26 +14,11 @@ namespace {
 /// Two searches a position. Four (level 3) pack 3% smaller and take a fifth longer; plain LZ4 packs
 /// a quarter larger.
 constexpr int COMPRESSION_LEVEL = 2;
-constexpr std::size_t HASH_BYTES = 8;
 constexpr std::string_view WHAT = "chunk frame";
 
 std::uint64_t hash_of(std::string_view head, std::string_view texts) {
     const std::uint64_t seed = XXH3_64bits(head.data(), head.size());
     return XXH3_64bits_withSeed(texts.data(), texts.size(), seed);
-}
-
-void put_hash(std::string& bytes, std::uint64_t hash) {
-    for (std::size_t i = 0; i < HASH_BYTES; ++i) {
-        bytes.push_back(static_cast<char>(hash >> 8 * i));
-    }
-}
-
-std::uint64_t read_hash(std::string_view bytes) {
-    std::uint64_t hash = 0;
-    for (std::size_t i = 0; i < HASH_BYTES; ++i) {
-        hash |= std::uint64_t{static_cast<unsigned char>(bytes[i])} << 8 * i;
-    }
-    return hash;
 }
 
 /// Room for texts right behind a copy of the dictionary, where LZ4 takes it for text that it has
@@ -46,9 +28,10 @@ class RoomBehindDictionary {
     char* of(const DictionaryHandle& dictionary, std::size_t size_bytes) {
         const std::string& bytes = dictionary->bytes();
         if (_dictionary != dictionary || _size < bytes.size() + size_bytes) {
-            _size = bytes.size() + std::max(size_bytes, USUAL_BYTES);
-            _buffer.reset(new char[_size]);
+            const std::size_t size = bytes.size() + std::max(size_bytes, USUAL_BYTES);
+            _buffer.reset(new char[size]);
             std::memcpy(_buffer.get(), bytes.data(), bytes.size());
+            _size = size;
             _dictionary = dictionary;
         }
         return _buffer.get() + bytes.size();
@@ -126,14 +109,16 @@ PackedFrame::PackedFrame(const Database& db, std::int64_t rowid, std::string bod
     const std::uint64_t chunks = head / 2;
     _ends_file = head % 2 == 1;
     if (chunks == 0 || chunks > FRAME_CHUNKS) reader.damaged("its number of chunks is wrong");
-    auto line = static_cast<std::int64_t>(reader.varint());
+    std::uint64_t line = reader.varint();
     const auto dictionary_id = static_cast<std::int64_t>(reader.varint());
     _parts.reserve(chunks);
     for (std::uint64_t i = 0; i < chunks; ++i) {
-        const auto lines = static_cast<std::int64_t>(reader.varint());
+        const std::uint64_t lines = reader.varint();
         const std::uint64_t size = reader.varint();
         if (size > MAX_FRAME_BYTES - _texts_size) reader.damaged("its texts are too large");
-        _parts.push_back({line, line + lines - 1, _texts_size, size});
+        // Unsigned: the numbers of a damaged head may be too large for their sum.
+        _parts.push_back({static_cast<std::int64_t>(line),
+                          static_cast<std::int64_t>(line + lines - 1), _texts_size, size});
         line += lines;
         _texts_size += size;
     }
@@ -145,8 +130,19 @@ PackedFrame::PackedFrame(const Database& db, std::int64_t rowid, std::string bod
     if (!_dictionary) reader.damaged("its dictionary is missing");
 }
 
-std::string_view PackedFrame::text(std::size_t position) {
+bool PackedFrame::shows(std::int64_t rowid) const {
+    const std::int64_t position = rowid - _rowid;
+    if (position >= static_cast<std::int64_t>(_parts.size())) return false;
+    const Part& part = _parts[static_cast<std::size_t>(position)];
+    return part.start_line <= part.end_line;
+}
+
+void PackedFrame::check() {
     if (!_unpacked) _unpack();
+}
+
+std::string_view PackedFrame::text(std::size_t position) {
+    check();
     return {_texts.get() + _parts[position].offset, _parts[position].size};
 }
 

@@ -63,6 +63,11 @@ class PackedFrame {
     std::int64_t rowid() const { return _rowid; }
     std::span<const Part> parts() const { return _parts; }
     bool ends_file() const { return _ends_file; }
+    /// Whether the frame holds the chunk with this row id (not below its own), with a line: one
+    /// whose text a reader looks at, which checks the frame.
+    bool shows(std::int64_t rowid) const;
+    /// Checks the hash, of what stands before the texts too. Throws DamagedChunk.
+    void check();
     /// The text of the part; valid as long as the frame. Throws DamagedChunk.
     std::string_view text(std::size_t position);
 

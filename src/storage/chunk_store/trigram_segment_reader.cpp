@@ -32,6 +32,7 @@ bool SegmentReader::_find(std::uint32_t trigram, StoredList& list) const {
                   const std::int64_t block = row.integer(0);
                   if (block / TRIGRAMS != _id) return Visit::STOP;
                   ByteReader reader(row.blob(1), "trigram block", block);
+                  reader.take_hash();
                   std::uint64_t lists = reader.varint();
                   const std::uint64_t directory_size = reader.varint();
                   ByteReader directory(reader.take(directory_size), "trigram block", block);
@@ -103,6 +104,7 @@ void SegmentReader::_each_run(const Visitor& visit) const {
     auto row = _db->fetchone("SELECT files FROM trigram_segments WHERE id = ?", {_id});
     if (!row) return;
     ByteReader reader(row->blob(0), "trigram segment", _id);
+    reader.take_hash();
     std::int64_t file_id = 0;
     while (!reader.at_end()) {
         file_id += unzigzag(reader.varint());

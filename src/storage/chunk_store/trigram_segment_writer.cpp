@@ -14,8 +14,11 @@ namespace {
 // a short directory is soon read through.
 constexpr std::size_t BLOCK_BYTES = 32'700;
 /// Most bytes of a directory entry and of what stands before the directory.
-constexpr std::size_t ENTRY_BYTES = 16;
+constexpr std::size_t ENTRY_BYTES = 20;
 constexpr std::size_t BLOCK_LISTS = 256;
+
+/// Trigrams after which a segment is written though its chunks are few: they are large then.
+constexpr std::size_t MAX_GATHERED = 32 << 20;
 
 /// Bits of a trigram that choose its bucket; the rest sort within it.
 constexpr unsigned BUCKET_BITS = 12;
@@ -43,6 +46,14 @@ void sort_bucket(std::span<Entry> bucket, std::vector<Entry>& scratch) {
     std::copy(scratch.begin(), scratch.end(), bucket.begin());
 }
 
+/// The content with its hash before it.
+std::string hashed(const std::string& content) {
+    std::string body;
+    body.reserve(HASH_BYTES + content.size());
+    put_hash(body, XXH3_64bits(content.data(), content.size()));
+    return body += content;
+}
+
 /// Puts posting lists, trigram after trigram, into blocks and stores each block as it fills.
 class BlockWriter {
   public:
@@ -64,11 +75,12 @@ class BlockWriter {
 
     void store() {
         if (_lists == 0) return;
-        std::string body;
-        put_varint(body, _lists);
-        put_varint(body, _directory.size());
-        body += _directory;
-        body += _bytes;
+        std::string content;
+        put_varint(content, _lists);
+        put_varint(content, _directory.size());
+        content += _directory;
+        content += _bytes;
+        const std::string body = hashed(content);
         _db->execute("INSERT INTO trigram_blocks(id, body) VALUES (?, ?)",
                      {_segment * TRIGRAMS + _first, BlobView{body}});
         _lists = 0;
@@ -110,13 +122,14 @@ void SegmentWriter::add(std::int64_t file_id, std::int64_t chunk,
     }
     _trigrams_before.push_back(static_cast<std::uint32_t>(_trigrams.size()));
     _trigrams.insert(_trigrams.end(), trigrams.begin(), trigrams.end());
-    if (_trigrams_before.size() == SEGMENT_CHUNKS) flush();
+    if (_trigrams_before.size() == SEGMENT_CHUNKS || _trigrams.size() >= MAX_GATHERED) flush();
 }
 
 void SegmentWriter::flush() {
     if (_trigrams_before.empty()) return;
-    _db->execute("INSERT INTO trigram_segments(chunks, files) VALUES (?, ?)",
-                 {static_cast<std::int64_t>(_trigrams_before.size()), BlobView{_coded_runs()}});
+    _db->execute(
+        "INSERT INTO trigram_segments(chunks, files) VALUES (?, ?)",
+        {static_cast<std::int64_t>(_trigrams_before.size()), BlobView{hashed(_coded_runs())}});
     _write_blocks(_db->last_insert_rowid());
     _clear();
 }

@@ -21,6 +21,8 @@ class Verification {
 
     std::vector<std::string> run() {
         check_database();
+        // What SQLite finds damaged cannot be read any further.
+        if (!_problems.empty()) return std::move(_problems);
         const auto store = layout(_db);
         if (!store) return std::move(_problems);
         check_strays(*store);
@@ -129,6 +131,14 @@ class Verification {
     }
 
     void check_trigrams() {
+        try {
+            compare_samples();
+        } catch (const DamagedChunk& damage) {
+            report("{}", damage.what());
+        }
+    }
+
+    void compare_samples() {
         std::unordered_map<std::uint32_t, std::vector<std::int64_t>> wanted;
         for (const auto& [rowid, trigrams] : _samples) {
             for (const std::uint32_t trigram : trigrams) wanted[trigram].push_back(rowid);

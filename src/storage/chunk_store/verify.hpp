@@ -14,8 +14,8 @@ inline constexpr std::size_t MAX_PROBLEMS = 100;
 
 /// What is wrong with the index, a line each, at most MAX_PROBLEMS; nothing when it is whole:
 /// SQLite finds no damage, every file's chunks follow each other from its first row id and read
-/// back, files kept on disk have none, no chunk is without a file, and every trigram of every chunk
-/// leads to it. Reads the whole index.
+/// back, files kept on disk have none, no chunk is without a file, and every trigram of a sample of
+/// the chunks leads to them. Reads the whole index; what SQLite finds damaged, no further.
 std::vector<std::string> verify(const Database& db);
 
 }  // namespace codetext::chunk_store

@@ -34,12 +34,17 @@ std::vector<Row> code_chunks_rows(const Database& db, const std::optional<std::s
     return db.fetchall(CHUNKS_LIKE, {"%" + *needle + "%"});
 }
 
+/// The quotient rounded down, so that a row below 0 is no file's.
+std::int64_t file_of(std::int64_t rowid) {
+    return rowid / CODE_CHUNK_STRIDE - (rowid % CODE_CHUNK_STRIDE < 0 ? 1 : 0);
+}
+
 CandidateChunks::Entries grouped(const std::vector<Row>& rows,
                                  const std::unordered_set<std::int64_t>& searched) {
     std::unordered_map<std::int64_t, std::map<std::int64_t, Segment>> found;
     for (const Row& row : rows) {
         const std::int64_t rowid = row.integer(0);
-        const std::int64_t file_id = rowid / CODE_CHUNK_STRIDE;
+        const std::int64_t file_id = file_of(rowid);
         if (!searched.contains(file_id)) continue;
         found[file_id].emplace(
             rowid, segment_of({rowid, row.integer(1), row.integer(2),

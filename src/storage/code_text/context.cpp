@@ -6,13 +6,15 @@ namespace codetext::code_text {
 
 std::vector<ContextLine> context(const Lines& lines, std::int64_t first, std::int64_t last,
                                  std::int64_t start) {
-    const auto count = static_cast<std::int64_t>(lines.size());
     std::vector<ContextLine> cut;
-    if (last < start) return cut;
-    // From here on the differences of the numbers cannot overflow.
-    const std::int64_t end_index = std::min(last - start, count - 1);
-    for (std::int64_t index = std::max(first, start) - start; index <= end_index; ++index) {
-        cut.push_back({start + index, lines[static_cast<std::size_t>(index)]});
+    if (lines.empty() || last < start) return cut;
+    // Two numbers may be further apart than a signed number tells.
+    const auto index_of = [start](std::int64_t number) {
+        return static_cast<std::uint64_t>(number) - static_cast<std::uint64_t>(start);
+    };
+    const std::uint64_t end = std::min<std::uint64_t>(index_of(last), lines.size() - 1);
+    for (std::uint64_t index = index_of(std::max(first, start)); index <= end; ++index) {
+        cut.push_back({start + static_cast<std::int64_t>(index), lines[index]});
     }
     return cut;
 }

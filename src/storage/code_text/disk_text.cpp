@@ -23,7 +23,7 @@ SegmentList DiskText::segments(std::int64_t file_id, const std::string& path) {
 
 Lines DiskText::lines(std::int64_t file_id, const std::string& path) {
     const std::optional<Lines>& lines = _load(file_id, path);
-    return lines ? *lines : Lines();
+    return lines && !lines->empty() ? *lines : Lines();
 }
 
 }  // namespace codetext::code_text

@@ -25,7 +25,7 @@ class DiskText {
     /// None or one segment. `path` is relative to the root (an absolute one replaces it) and is not
     /// looked at when `file_id` is the file read last.
     SegmentList segments(std::int64_t file_id, const std::string& path);
-    /// Every line of the file, line 1 first: the very list of its segment.
+    /// Every line of the file, line 1 first: the very list of its segment, or a new empty list.
     Lines lines(std::int64_t file_id, const std::string& path);
 
   private:

@@ -2,9 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <filesystem>
 #include <stdexcept>
+#include <string_view>
+#include <system_error>
 
 #include "storage/code_text/candidate_chunks.hpp"
 

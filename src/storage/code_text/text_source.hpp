@@ -2,9 +2,10 @@
 
 // Where a search reads the text of the files that it looks at: the index, or the disk and then why.
 //
-//   auto [source, reason] = code_text::text_source(db, files, needle, true,
-//   chunk_store::layout(db)); if (reason) report(*reason); SegmentList segments =
-//   code_text::segments(source, file.file_id, file.path);
+//   const auto store = chunk_store::layout(db);
+//   auto [source, reason] = code_text::text_source(db, files, needle, true, store);
+//   if (reason) report(*reason);
+//   SegmentList segments = code_text::segments(source, file.file_id, file.path);
 
 #include <memory>
 #include <optional>
