@@ -1,123 +1,111 @@
 // `codetext index`, `status`, `upgrade` and `verify`, as their users run them.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sqlite3.h>
-
-#include <filesystem>
-#include <string>
-#include <vector>
 
 #include "cli/program.hpp"
+#include "storage/schema.hpp"
+#include "utils/reference.hpp"
 
 namespace codetext::test {
 namespace {
 
 namespace fs = std::filesystem;
+using test_support::TempFolder;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 /// Runs SQL on the repository's index behind the program's back.
-void tamper(const Repository& repository, const std::string& sql) {
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open((repository.root() / ".codetext/index/code.db").c_str(), &db),
-              SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sql;
-    sqlite3_close(db);
+void tamper(const TempFolder& repository, const std::string& sql) {
+    Database(schema::index_path(repository.path()), Access::READ_WRITE).execute(sql);
 }
 
 TEST(index_command, sums_up_what_it_did) {
-    Repository repository;
+    TempFolder repository;
     repository.write("src/main.c", "int main() {}\n");
     repository.write("data.json", std::string(40000, 'j'));
     repository.write("logo.png", std::string("\x89PNG\0", 5));
-    Outcome outcome = run({"index"}, repository.root());
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_THAT(outcome.out,
+    Outcome outcome = run({"index"}, repository.path());
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(outcome.output,
                 StartsWith("indexed 2 files (2 new, 0 changed, 0 gone, 1 kept on disk, "
                            "1 binary skipped, 0 unreadable) in "));
-    EXPECT_EQ(outcome.err, "") << "no progress line where there is no terminal";
+    EXPECT_EQ(outcome.errors, "") << "no progress line where there is no terminal";
     EXPECT_EQ(repository.read(".codetext/.gitignore"), "*\n");
 
     repository.write("src/main.c", "int main() { return 1; }\n");
-    fs::remove(repository.root() / "data.json");
-    outcome = run({"index", "--jobs", "3"}, repository.root() / "src");
-    EXPECT_THAT(outcome.out,
+    fs::remove(repository.path() / "data.json");
+    outcome = run({"index", "--jobs", "3"}, repository.path() / "src");
+    EXPECT_THAT(outcome.output,
                 StartsWith("indexed 1 files (0 new, 1 changed, 1 gone, 0 kept on disk, "
                            "1 binary skipped, 0 unreadable) in "));
 }
 
 TEST(index_command, reports_what_it_leaves_out_and_succeeds) {
-    Repository repository;
+    TempFolder repository;
     repository.write("huge", "");
-    fs::resize_file(repository.root() / "huge", std::uintmax_t{3} << 30);
+    fs::resize_file(repository.path() / "huge", std::uintmax_t{3} << 30);
     repository.write("caf\xE9", "x");
-    const Outcome outcome = run({"index"}, repository.root());
+    const Outcome outcome = run({"index"}, repository.path());
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_THAT(outcome.err,
+    EXPECT_THAT(outcome.errors,
                 AllOf(HasSubstr("codetext: cannot read huge: File too large\n"),
                       HasSubstr("codetext: left out, its path is no UTF-8: caf\uFFFD\n")));
 }
 
 TEST(index_command, knows_status_upgrade_and_verify) {
-    Repository repository;
+    TempFolder repository;
     repository.write("a.c", "a\n");
-    ASSERT_EQ(run({"index", "--layout", "code_chunks"}, repository.root()).status, 0);
+    ASSERT_EQ(run({"index", "--layout", "code_chunks"}, repository.path()).status, 0);
     EXPECT_THAT(
-        run({"status"}, repository.root()).out,
+        run({"status"}, repository.path()).output,
         AllOf(HasSubstr("schema          3.2.0\n"), HasSubstr("layout          code_chunks\n"),
               HasSubstr("files           1 (2 bytes)\n"), HasSubstr("chunks          1\n")));
-    EXPECT_EQ(run({"upgrade"}, repository.root()).out, "up to date: schema 3.2.0\n");
-    EXPECT_EQ(run({"verify"}, repository.root()).out, "the index is whole\n");
+    EXPECT_EQ(run({"upgrade"}, repository.path()).output, "up to date: schema 3.2.0\n");
+    EXPECT_EQ(run({"verify"}, repository.path()).output, "the index is whole\n");
+
+    const std::string to_full_disk = std::string(CODETEXT_PROGRAM) + " status >/dev/full";
+    EXPECT_EQ(run_command({"sh", "-c", to_full_disk}, repository.path()).status, 2);
 
     tamper(repository, "DELETE FROM code_chunks");
-    const Outcome damaged = run({"verify"}, repository.root());
+    const Outcome damaged = run({"verify"}, repository.path());
     EXPECT_EQ(damaged.status, 1);
-    EXPECT_NE(damaged.out, "");
-    EXPECT_THAT(run({"status"}, repository.root()).out, HasSubstr("without chunks  1\n"));
+    EXPECT_NE(damaged.output, "");
+    EXPECT_THAT(run({"status"}, repository.path()).output, HasSubstr("without chunks  1\n"));
+    EXPECT_EQ(run({"index"}, repository.path()).status, 0);
+    EXPECT_EQ(run({"verify"}, repository.path()).status, 0) << "the next run completes it";
 }
 
 TEST(index_command, refuses_clearly) {
-    Repository empty;
-    Repository blocked;
-    blocked.write(".codetext", "in the way");
-    Repository no_database;
-    no_database.write(".codetext/index/code.db", std::string(5000, 'x'));
-    Repository newer;
-    ASSERT_EQ(run({"index"}, newer.root()).status, 0);
-    tamper(newer, "UPDATE meta SET value = '9.0.0' WHERE key = 'schema_version'");
-    Repository broken_git;
-    broken_git.write(".git/HEAD", "nonsense");
+    const TempFolder empty, blocked, no_database, newer, broken_git;
     empty.write("file", "");
+    blocked.write(".codetext", "in the way");
+    no_database.write(".codetext/index/code.db", std::string(5000, 'x'));
+    ASSERT_EQ(run({"index"}, newer.path()).status, 0);
+    tamper(newer, "UPDATE meta SET value = '9.0.0' WHERE key = 'schema_version'");
+    broken_git.write(".git/HEAD", "nonsense");
 
     const struct {
-        const Repository& repository;
-        std::vector<std::string> arguments;
-        std::string error;
-    } CASES[] = {{empty, {"index", "missing"}, "missing: No such file or directory"},
-                 {empty, {"index", "file"}, "file: Not a directory"},
-                 {empty, {"status"}, "run `codetext index` first"},
-                 {empty, {"upgrade"}, "run `codetext index` first"},
-                 {empty, {"verify"}, "run `codetext index` first"},
-                 {empty, {"index", "--layout", "flat"}, "--layout"},
-                 {empty, {"index", "--jobs", "0"}, "--jobs"},
-                 {empty, {"index", "--jobs", "many"}, "--jobs"},
-                 {blocked, {"index"}, "cannot make"},
-                 {no_database, {"index"}, "is no SQLite database"},
-                 {no_database, {"status"}, "is no SQLite database"},
-                 {newer, {"index"}, "9.0.0"},
-                 {newer, {"status"}, "9.0.0"},
-                 {newer, {"upgrade"}, "9.0.0"},
-                 {newer, {"verify"}, "9.0.0"},
-                 {broken_git, {"index"}, "git cannot list the files of"}};
-    for (const auto& [repository, arguments, error] : CASES) {
-        const Outcome outcome = run(arguments, repository.root());
-        EXPECT_EQ(outcome.status, 2) << arguments[0] << " " << error;
-        EXPECT_THAT(outcome.err, HasSubstr(error));
-        EXPECT_EQ(outcome.out, "");
+        const TempFolder& repository;
+        std::string commands, error;
+    } CASES[] = {{empty, "index missing", "missing: No such file or directory"},
+                 {empty, "index file", "file: Not a directory"},
+                 {empty, "status,upgrade,verify", "run `codetext index` first"},
+                 {empty, "index --layout flat", "--layout"},
+                 {empty, "index --jobs 0,index --jobs many", "--jobs"},
+                 {blocked, "index", "cannot make"},
+                 {no_database, "index,status", "is no SQLite database"},
+                 {newer, "index,status,upgrade,verify", "9.0.0"},
+                 {broken_git, "index", "git cannot list the files of"}};
+    for (const auto& [repository, commands, error] : CASES) {
+        for (const std::string& command : reference::words(commands, ',')) {
+            const Outcome outcome = run(reference::words(command), repository.path());
+            EXPECT_EQ(outcome.status, 2) << command << " " << error;
+            EXPECT_THAT(outcome.errors, HasSubstr(error));
+            EXPECT_EQ(outcome.output, "");
+        }
     }
-    EXPECT_FALSE(fs::exists(empty.root() / ".codetext")) << "nothing is left behind";
+    EXPECT_FALSE(fs::exists(empty.path() / ".codetext")) << "nothing is left behind";
 }
 
 }  // namespace

@@ -1,25 +1,41 @@
 #include "indexer/file_list.hpp"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 
-#include <filesystem>
-#include <stdexcept>
-
-#include "indexer/git_repository.hpp"
+#include "indexer/process.hpp"
+#include "utils/reference.hpp"
+#include "utils/temp_folder.hpp"
 
 namespace codetext::indexer {
 namespace {
 
 namespace fs = std::filesystem;
-using test_support::git;
-using test_support::make_repository;
 using test_support::TempFolder;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
+
+// Runs git in `directory` with a configuration of its own.
+void git(const fs::path& directory, const std::vector<std::string>& arguments) {
+    std::vector<std::string> command =
+        reference::words("git -c user.name=t -c user.email=t@t -c protocol.file.allow=always -C");
+    command.push_back(directory);
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    const auto result = run_process(command, {"PATH=/usr/local/bin:/usr/bin:/bin",
+                                              "HOME=/nonexistent", "GIT_CONFIG_NOSYSTEM=1"});
+    if (result.status != 0) throw std::runtime_error(arguments[0] + ": " + result.errors);
+}
+
+// A git work tree whose files are tracked and committed.
+void make_repository(const TempFolder& folder, const std::string& prefix,
+                     const std::vector<std::string>& tracked) {
+    fs::create_directories(folder.path() / prefix);
+    git(folder.path() / prefix, {"init", "-q", "-b", "main"});
+    for (const std::string& name : tracked) folder.write(prefix + name, name + "\n");
+    git(folder.path() / prefix, {"add", "-f", "."});
+    git(folder.path() / prefix, {"commit", "-q", "--allow-empty", "-m", "all"});
+}
 
 std::vector<std::string> paths(const fs::path& root, unsigned threads = 2) {
     std::vector<std::string> result;
@@ -49,17 +65,18 @@ TEST(file_list, outside_git_is_every_regular_file_in_path_order) {
     }
 }
 
-TEST(file_list, has_size_and_time_of_each) {
+TEST(file_list, has_size_and_time_and_reports_paths_that_are_no_utf8) {
     for (const bool in_git : {false, true}) {
         TempFolder folder;
-        write(folder, {"a", "d/longer"});
+        write(folder, {"caf\xE9", "d/\xFF/x", "plain"});
         if (in_git) make_repository(folder, "", {});
-        for (const FileEntry& file : list_files(folder.path(), 2).files) {
-            struct stat status {};
-            ASSERT_EQ(::lstat((folder.path() / file.path).c_str(), &status), 0);
-            EXPECT_EQ(file.size, status.st_size) << file.path;
-            EXPECT_EQ(file.mtime_ns, nanoseconds(status.st_mtim)) << file.path;
-        }
+        const FileList list = list_files(folder.path(), 2);
+        EXPECT_THAT(list.warnings, ElementsAre(HasSubstr("caf\uFFFD"), HasSubstr("d/\uFFFD/x")));
+        ASSERT_EQ(list.files.size(), 1U);
+        struct stat status {};
+        ASSERT_EQ(::lstat((folder.path() / "plain").c_str(), &status), 0);
+        EXPECT_EQ(list.files[0].size, 5);
+        EXPECT_EQ(list.files[0].mtime_ns, nanoseconds(status.st_mtim));
     }
 }
 
@@ -92,21 +109,17 @@ TEST(file_list, repositories_inside_follow_their_own_rules) {
     make_repository(folder, "top/clone/deep/inner/", {"i.c"});
     write(folder, {"plain", "top/clone/new.c", "top/clone/deep/x.o", "top/new.o"});
     folder.write("top/clone/deep/.gitignore", "*.o\n");
-    git(folder.path() / "top", {"submodule", "add", "-q", folder.path() / "module", "sub"});
-    git(folder.path() / "top", {"submodule", "add", "-q", folder.path() / "module", "bare"});
+    for (const char* name : {"sub", "bare"}) {
+        git(folder.path() / "top", {"submodule", "add", "-q", folder.path() / "module", name});
+    }
     fs::remove_all(folder.path() / "top/bare");
     fs::create_directory(folder.path() / "top/bare");
     git(folder.path() / "top", {"worktree", "add", "-q", "tree"});
 
-    const std::vector<std::string> top = {".gitmodules",
-                                          "clone/c.c",
-                                          "clone/deep/.gitignore",
-                                          "clone/deep/inner/i.c",
-                                          "clone/new.c",
-                                          "new.o",
-                                          "sub/m.c",
-                                          "t.c",
-                                          "tree/t.c"};
+    const std::vector<std::string> top = reference::words(
+        ".gitmodules clone/c.c clone/deep/.gitignore clone/deep/inner/i.c clone/new.c new.o "
+        "sub/m.c "
+        "t.c tree/t.c");
     EXPECT_EQ(paths(folder.path() / "top"), top);
     std::vector<std::string> all = {"module/m.c", "plain"};
     for (const std::string& path : top) all.push_back("top/" + path);
@@ -115,6 +128,8 @@ TEST(file_list, repositories_inside_follow_their_own_rules) {
 
 TEST(file_list, a_broken_repository_inside_is_left_out_with_a_warning) {
     TempFolder folder;
+    EXPECT_TRUE(list_files(folder.path(), 2).files.empty());
+    EXPECT_THROW(list_files(folder.path() / "none", 2), std::runtime_error);
     write(folder, {"a", "broken/.git/HEAD", "broken/b"});
     const FileList list = list_files(folder.path(), 2);
     EXPECT_EQ(list.files.size(), 1U);
@@ -151,23 +166,6 @@ TEST(file_list, is_not_redirected_by_the_environment) {
         EXPECT_THAT(paths(folder.path() / "here"), ElementsAre("forced.o", "here.c")) << name;
         ::unsetenv(name);
     }
-}
-
-TEST(file_list, leaves_out_and_reports_paths_that_are_no_utf8) {
-    for (const bool in_git : {false, true}) {
-        TempFolder folder;
-        write(folder, {"caf\xE9", "d/\xFF/x", "plain"});
-        if (in_git) make_repository(folder, "", {});
-        const FileList list = list_files(folder.path(), 2);
-        EXPECT_EQ(list.files.size(), 1U);
-        EXPECT_THAT(list.warnings, ElementsAre(HasSubstr("caf\uFFFD"), HasSubstr("d/\uFFFD/x")));
-    }
-}
-
-TEST(file_list, throws_for_a_root_that_is_not_there) {
-    TempFolder folder;
-    EXPECT_THROW(list_files(folder.path() / "none", 2), std::runtime_error);
-    EXPECT_THAT(list_files(folder.path(), 2).files, IsEmpty());
 }
 
 }  // namespace

@@ -11,10 +11,8 @@ namespace {
 
 using test_support::TempFolder;
 
-PlannedFile planned(const std::string& path) {
-    PlannedFile file;
-    file.entry.path = path;
-    return file;
+PlannedFile planned(const std::string& path, std::int64_t size = 0) {
+    return {{path, size, 0}, "", std::nullopt, std::nullopt};
 }
 
 TEST(parse_pipeline, hands_results_out_in_order_and_failures_at_their_place) {
@@ -48,13 +46,10 @@ TEST(parse_pipeline, hands_results_out_in_order_and_failures_at_their_place) {
 
 TEST(parse_pipeline, goes_on_when_one_result_takes_more_than_all_may) {
     TempFolder folder;
-    std::vector<PlannedFile> files(8, planned("f"));
     folder.write("f", "x\n");
-    for (PlannedFile& file : files) file.entry.size = 2 * PIPELINE_BYTES;
+    const std::vector<PlannedFile> files(8, planned("f", 2 * PIPELINE_BYTES));
     ParsePipeline pipeline(folder.path(), files, chunk_store::COMPRESSED, nullptr, 3);
-    for (std::size_t i = 0; i < files.size(); ++i) {
-        EXPECT_EQ(pipeline.next().outcome, Outcome::CHUNKS);
-    }
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(pipeline.next().outcome, Outcome::CHUNKS);
 }
 
 }  // namespace

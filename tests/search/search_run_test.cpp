@@ -5,23 +5,42 @@
 
 #include <random>
 
+#include "indexer/index_run.hpp"
 #include "search/candidate_files.hpp"
-#include "search/indexed_files.hpp"
+#include "storage/temp_index.hpp"
+#include "utils/reference.hpp"
 #include "utils/unicode.hpp"
 
 namespace codetext::search {
 namespace {
 
+using namespace std::string_view_literals;
+
 constexpr unsigned SEED = 7;
 
 using Files = std::map<std::string, std::string>;
 
-// Words that share trigrams, in cases and letters that fold into one another.
-Files random_files(std::size_t count, std::mt19937& random) {
-    static const std::vector<std::string> WORDS = {
-        "spin_lock", "Spin_Lock", "spin",      "lock(",   "unlock",
-        "flags",     "\u017fpin", "loc\u212a", "\u0130d", "\u00c9t\u00e9",
-        "foo",       "foobar",    "bar",       "BAZ",     std::string("f\0oo", 4)};
+// A repository with its index.
+class IndexedFiles : public test_support::TempFolder {
+  public:
+    IndexedFiles(const Files& files, chunk_store::Layout layout) {
+        for (const auto& [name, bytes] : files) write(name, bytes);
+        indexer::index_repository(path(), {.layout = layout, .progress = {}});
+    }
+    Database open(Access access = Access::READ_ONLY) const {
+        return schema::open_index(schema::index_path(path()), access);
+    }
+};
+
+// Words that share trigrams, in cases and letters that fold into one another. The last two
+// lower-case into ASCII, which the code_chunks layout does not look for.
+Files random_files(std::size_t count, const chunk_store::Layout& layout) {
+    std::mt19937 random(SEED);
+    static const std::vector<std::string> WORDS = reference::words(
+        "spin_lock Spin_Lock spin lock( unlock flags \u017fpin \u00c9t\u00e9 foo foobar bar BAZ "
+        "f\0oo "
+        "x\vbar \u2028 loc\u212a \u0130d"sv);
+    const std::size_t words = WORDS.size() - (layout == chunk_store::COMPRESSED ? 0 : 2);
     Files files;
     for (std::size_t i = 0; i < count; ++i) {
         // A NUL early in a file would make it binary.
@@ -29,7 +48,7 @@ Files random_files(std::size_t count, std::mt19937& random) {
         std::string text = holds_nul ? std::string(8000, '-') : "";
         for (std::size_t line = random() % (i % 8 == 0 ? 200 : 6); line > 0; --line) {
             for (std::size_t word = random() % 3; word > 0; --word) {
-                text += WORDS[random() % WORDS.size()] + (random() % 2 == 0 ? " " : "");
+                text += WORDS[random() % words] + (random() % 2 == 0 ? " " : "");
             }
             text += line % 50 == 0 ? "\r\n" : "\n";
         }
@@ -41,21 +60,16 @@ Files random_files(std::size_t count, std::mt19937& random) {
     return files;
 }
 
-std::string reference(const Files& files, const Query& query) {
+std::string scanned(const Files& files, const Query& query) {
     std::string out;
     for (const auto& [path, bytes] : files) {
-        const auto joined = unicode::joined_lines(unicode::decode(bytes));
-        if (!joined) continue;
-        std::int64_t number = 0;
-        for (std::size_t start = 0; start <= joined->size();) {
-            const std::size_t end = std::min(joined->find('\n', start), joined->size());
-            const std::string line = joined->substr(start, end - start);
+        int number = 0;
+        for (const std::string& line : reference::reference_lines(unicode::decode(bytes))) {
             ++number;
             const std::string compared = query.case_sensitive ? line : unicode::lower(line);
             const bool matches = query.pattern ? query.pattern->search(line).has_value()
                                                : compared.find(*query.needle) != std::string::npos;
             if (matches) out += fmt::format("{}:{}:{}\n", path, number, line);
-            start = end + 1;
         }
     }
     return out;
@@ -71,12 +85,7 @@ std::string difference(std::string_view found, std::string_view expected) {
                        testing::PrintToString(expected.substr(start, 120)));
 }
 
-struct Output {
-    std::string text;
-    SearchResult result;
-};
-
-Output output_of(Database& db, const SearchOptions& options) {
+std::pair<std::string, SearchResult> output_of(Database& db, const SearchOptions& options) {
     std::string text;
     const Render render = [](const FileResult& file, Rendered& rendered) {
         for (const ResultLine& line : file.lines) {
@@ -87,46 +96,37 @@ Output output_of(Database& db, const SearchOptions& options) {
         text += out;
         return Visit::CONTINUE;
     });
-    return {text, result};
+    return {text, std::move(result)};
 }
 
-const std::vector<QueryOptions> QUERIES = {
-    {.patterns = {"spin_lock"}},
-    {.patterns = {"spin_lock"}, .ignore_case = true},
-    {.patterns = {"lock"}, .ignore_case = true, .words = true},
-    {.patterns = {"lock"}, .words = true},
-    {.patterns = {"id"}, .ignore_case = true},
-    {.patterns = {"\u00e9t\u00e9"}, .ignore_case = true},
-    {.patterns = {"spin.*flags"}},
-    {.patterns = {"SPIN.*LOCK"}, .ignore_case = true},
-    {.patterns = {"(spin|unl).*(foo|flags)"}},
-    {.patterns = {"foobar", "baz"}, .ignore_case = true},
-    {.patterns = {std::string("f\0oo", 4)}, .fixed_strings = true},
-    {.patterns = {"\\x00o"}},
-    {.patterns = {"\u017fpin.?"}},
-    {.patterns = {"foo bar"}, .whole_lines = true},
-    {.patterns = {"xxx"}},
-    {.patterns = {"no such text"}},
-    {.patterns = {""}},
-    {.patterns = {"ar"}},
-};
+std::vector<QueryOptions> queries() {
+    std::vector<QueryOptions> all = {{.patterns = {"foobar", "baz"}, .ignore_case = true}};
+    for (const std::string& pattern : reference::words(
+             "spin_lock,lock,id,\u00e9t\u00e9,spin.*flags,SPIN.*LOCK,(spin|unl).*(foo|flags),f\0oo,"
+             "\\x00o,\u017fpin.?,foo bar,xxx,no such text,,ar"sv,
+             ',')) {
+        all.push_back({.patterns = {pattern}});
+        all.push_back({.patterns = {pattern}, .ignore_case = true});
+        all.push_back({.patterns = {pattern}, .words = true});
+        all.push_back({.patterns = {pattern}, .ignore_case = true, .whole_lines = true});
+    }
+    return all;
+}
 
 TEST(search_run, finds_what_a_scan_of_the_files_finds) {
-    std::mt19937 random(SEED);
-    const Files files = random_files(80, random);
-    for (chunk_store::Layout layout : {chunk_store::COMPRESSED, chunk_store::CODE_CHUNKS}) {
-        if (layout == chunk_store::COMPRESSED && sqlite_version() < 3043000) continue;
+    for (const chunk_store::Layout layout : test_support::layouts()) {
+        const Files files = random_files(80, layout);
         const IndexedFiles index(files, layout);
         Database db = index.open();
-        for (const QueryOptions& query : QUERIES) {
+        for (const QueryOptions& query : queries()) {
             SearchOptions options;
             options.query = make_query(query);
-            const std::string expected = reference(files, options.query);
+            const std::string expected = scanned(files, options.query);
             for (SourceWanted source : {SourceWanted::INDEX, SourceWanted::DISK}) {
                 for (unsigned threads : {1U, 3U}) {
                     options.source = source;
                     options.threads = threads;
-                    EXPECT_EQ(difference(output_of(db, options).text, expected), "")
+                    EXPECT_EQ(difference(output_of(db, options).first, expected), "")
                         << query.patterns.front() << " in " << layout.name << ", seed " << SEED;
                 }
             }
@@ -140,26 +140,21 @@ TEST(search_run, reads_no_file_that_the_trigrams_rule_out) {
         {{"a.c", "spin_lock(flags)\n"}, {"b.c", "spin\nflags\n"}, {"c.c", "spin lock flag\n"}},
         chunk_store::COMPRESSED);
     const Database db = index.open();
-    const auto candidates = [&](QueryOptions options) {
-        const auto files = candidate_files(db, make_query(options));
-        return files ? static_cast<int>(files->size()) : -1;
-    };
-    EXPECT_EQ(candidates({.patterns = {"spin_lock"}}), 1);
-    EXPECT_EQ(candidates({.patterns = {"spin.*flags"}}), 2);
-    EXPECT_EQ(candidates({.patterns = {"_loc.*flags|spin loc."}}), 2);
-    EXPECT_EQ(candidates({.patterns = {"nowhere.*flags"}}), 0);
-    EXPECT_EQ(candidates({.patterns = {"sp"}}), -1);
-    EXPECT_EQ(candidates({.patterns = {"flags|x*"}}), -1);
+    const std::pair<const char*, std::optional<std::size_t>> CASES[] = {
+        {"spin_lock", 1},      {"spin.*flags", 2},   {"_loc.*flags|spin loc.", 2},
+        {"nowhere.*flags", 0}, {"sp", std::nullopt}, {"flags|x*", std::nullopt}};
+    for (const auto& [pattern, count] : CASES) {
+        const auto found = candidate_files(db, make_query({.patterns = {pattern}}));
+        EXPECT_EQ(found ? std::optional(found->size()) : std::nullopt, count) << pattern;
+    }
 }
 
 TEST(search_run, a_limit_cuts_the_same_results_short) {
-    std::mt19937 random(SEED);
-    const Files files = random_files(60, random);
-    const IndexedFiles index(files, chunk_store::CODE_CHUNKS);
+    const IndexedFiles index(random_files(60, chunk_store::CODE_CHUNKS), chunk_store::CODE_CHUNKS);
     Database db = index.open();
     SearchOptions options;
     options.query = make_query({.patterns = {"foo"}});
-    const std::string all = output_of(db, options).text;
+    const std::string all = output_of(db, options).first;
     for (std::int64_t limit : {0, 1, 2, 57, 200, 1 << 20}) {
         std::size_t end = 0;
         for (std::int64_t line = 0; line < limit && end < all.size(); ++line) {
@@ -168,74 +163,48 @@ TEST(search_run, a_limit_cuts_the_same_results_short) {
         for (unsigned threads : {1U, 3U}) {
             options.limit = limit;
             options.threads = threads;
-            EXPECT_EQ(output_of(db, options).text, all.substr(0, end)) << limit;
+            EXPECT_EQ(output_of(db, options).first, all.substr(0, end)) << limit;
         }
     }
 }
 
-TEST(search_run, falls_back_to_the_disk_for_files_that_the_trigrams_do_not_know) {
-    const IndexedFiles index({{"a.c", "needle\n"}, {"c.c", ""}},
-                             chunk_store::default_layout().value());
-    index.write("b.c", "needle\n");
-    index.open(Access::READ_WRITE)
-        .execute(
-            "INSERT INTO files(path, language, size, mtime_ns, content_hash) "
-            "VALUES('b.c', 'c', 7, 0, 0)");
-    Database db = index.open();
-    SearchOptions options;
-    options.query = make_query({.patterns = {"needle"}});
-    const Output output = output_of(db, options);
-    EXPECT_EQ(output.text, "a.c:1:needle\nb.c:1:needle\n");
-    EXPECT_FALSE(output.result.from_index);
-    EXPECT_EQ(output.result.reason,
-              "read from the files on disk: 1 indexed file(s) have no chunks yet (the next index "
-              "pass parses them)");
-    options.source = SourceWanted::INDEX;
-    EXPECT_THROW(output_of(db, options), IndexCannotAnswer);
-    options.source = SourceWanted::DISK;
-    EXPECT_EQ(output_of(db, options).result.reason, std::nullopt);
-}
-
 TEST(search_run, selects_files_by_path_glob_and_language) {
-    const IndexedFiles index({{"a/x.c", "n"},
-                              {"a/x.h", "n"},
-                              {"a/b/y.py", "n"},
-                              {"a.c", "n"},
-                              {"a0/z.c", "n"},
-                              {"a-b/z.c", "n"}},
-                             chunk_store::CODE_CHUNKS);
+    Files files;
+    for (const auto& path : reference::words("a/x.c a/x.h a/b/y.py a.c a0/z.c a-b/z.c"))
+        files[path] = "n";
+    const IndexedFiles index(files, chunk_store::CODE_CHUNKS);
     const Database db = index.open();
-    struct Case {
-        std::vector<std::string> paths, globs, languages;
-        std::string expected;
-    };
-    const std::vector<Case> cases = {
-        {{}, {}, {}, "a-b/z.c a.c a/b/y.py a/x.c a/x.h a0/z.c "},
-        {{""}, {}, {}, "a-b/z.c a.c a/b/y.py a/x.c a/x.h a0/z.c "},
-        {{"a"}, {}, {}, "a/b/y.py a/x.c a/x.h "},
-        {{"a/b", "a", "a/x.c"}, {}, {}, "a/b/y.py a/x.c a/x.h "},
-        {{"a0", "a.c"}, {}, {}, "a.c a0/z.c "},
-        {{"a/b", "a/x.h"}, {}, {}, "a/b/y.py a/x.h "},
-        {{}, {"*.c", "!a0"}, {}, "a-b/z.c a.c a/x.c "},
-        {{}, {}, {"python"}, "a/b/y.py "},
-        {{"a"}, {"x.*"}, {"c"}, "a/x.c a/x.h "},
-        {{"none"}, {}, {}, ""},
+    const struct {
+        std::vector<std::string> paths;
+        std::string globs, languages, expected;
+    } CASES[] = {
+        {{}, "", "", "a-b/z.c a.c a/b/y.py a/x.c a/x.h a0/z.c"},
+        {{""}, "", "", "a-b/z.c a.c a/b/y.py a/x.c a/x.h a0/z.c"},
+        {{"a"}, "", "", "a/b/y.py a/x.c a/x.h"},
+        {{"a/b", "a", "a/x.c"}, "", "", "a/b/y.py a/x.c a/x.h"},
+        {{"a0", "a.c"}, "", "", "a.c a0/z.c"},
+        {{"a/b", "a/x.h"}, "", "", "a/b/y.py a/x.h"},
+        {{}, "*.c !a0", "", "a-b/z.c a.c a/x.c"},
+        {{}, "", "python", "a/b/y.py"},
+        {{"a"}, "x.*", "c", "a/x.c a/x.h"},
+        {{"none"}, "", "", ""},
     };
     std::vector<std::int64_t> ids;
     for (const code_text::FileRow& file : selected_files(db, {})) ids.push_back(file.file_id);
     std::sort(ids.begin(), ids.end());
-    for (const Case& one : cases) {
-        FileFilter filter{.paths = one.paths, .globs = {}, .languages = one.languages};
-        for (const std::string& glob : one.globs) filter.globs.emplace_back(glob);
-        std::string all, scanned, asked;
-        for (const auto& file : selected_files(db, filter)) all += file.path + ' ';
-        for (const auto& file : selected_files(db, filter, ids)) scanned += file.path + ' ';
+    for (const auto& [paths, globs, languages, expected] : CASES) {
+        FileFilter filter{.paths = paths, .globs = {}, .languages = reference::words(languages)};
+        for (const std::string& glob : reference::words(globs)) filter.globs.emplace_back(glob);
+        std::vector<std::string> all, scanned, asked;
+        for (const auto& file : selected_files(db, filter)) all.push_back(file.path);
+        for (const auto& file : selected_files(db, filter, ids)) scanned.push_back(file.path);
         for (std::int64_t id : ids) {
-            for (const auto& file : selected_files(db, filter, {id})) asked += file.path + ' ';
+            for (const auto& file : selected_files(db, filter, {id})) asked.push_back(file.path);
         }
-        EXPECT_EQ(all, one.expected);
-        EXPECT_EQ(scanned, one.expected);
-        EXPECT_EQ(asked.size(), one.expected.size());
+        std::sort(asked.begin(), asked.end());
+        EXPECT_EQ(all, reference::words(expected));
+        EXPECT_EQ(scanned, all);
+        EXPECT_EQ(asked, all);
     }
 }
 

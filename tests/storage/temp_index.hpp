@@ -2,12 +2,7 @@
 
 // Indexes in temporary folders, for tests.
 
-#include <stdlib.h>
-
-#include <filesystem>
-#include <fstream>
 #include <random>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,30 +10,10 @@
 #include "storage/chunk_store/writer.hpp"
 #include "storage/code_text.hpp"
 #include "storage/schema.hpp"
+#include "utils/reference.hpp"
+#include "utils/temp_folder.hpp"
 
 namespace codetext::test_support {
-
-/// A folder that goes when the test ends.
-class TempFolder {
-  public:
-    TempFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "codetext-XXXXXX").string();
-        if (!mkdtemp(name.data())) throw std::runtime_error("mkdtemp failed");
-        _path = name;
-    }
-    ~TempFolder() { std::filesystem::remove_all(_path); }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-    const std::filesystem::path& path() const { return _path; }
-
-    void write(const std::string& name, std::string_view bytes) const {
-        std::filesystem::create_directories((_path / name).parent_path());
-        std::ofstream(_path / name, std::ios::binary) << bytes;
-    }
-
-  private:
-    std::filesystem::path _path;
-};
 
 /// The layouts that the linked SQLite can make.
 inline std::vector<chunk_store::Layout> layouts() {
@@ -108,20 +83,11 @@ inline std::vector<std::string> strings(const code_text::Lines& lines) {
 
 /// A random text over pieces that make line splitting, decoding and folding go wrong.
 inline std::string nasty_text(std::mt19937& random, int pieces) {
-    static const std::vector<std::string> PIECES = {"a",          "b",
-                                                    "ab",         "Foo",
-                                                    "foo",        "\n",
-                                                    "\r\n",       "\r",
-                                                    "\v",         "\x1c",
-                                                    "\u0085",     "\u2028",
-                                                    " ",          "K",
-                                                    "k",          "\u212a",
-                                                    "\u0130",     "\u03a3",
-                                                    "\u00e9",     "x_y",
-                                                    "\t",         "int main(){}",
-                                                    "%",          "_",
-                                                    "ABC",        "abc",
-                                                    "\U0001F600", std::string(1, '\0')};
+    using namespace std::string_view_literals;
+    static const std::vector<std::string> PIECES = reference::words(
+        "a,b,ab,Foo,foo,\n,\r\n,\r,\v,\x1c,\u0085,\u2028, ,K,k,\u212a,\u0130,\u03a3,\u00e9,x_y,\t,"
+        "int main(){},%,_,ABC,abc,\U0001F600,\0"sv,
+        ',');
     std::string text;
     for (int i = 0; i < pieces; ++i) text += PIECES[random() % PIECES.size()];
     return text;

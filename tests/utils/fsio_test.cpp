@@ -2,34 +2,20 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
 #include <system_error>
 #include <vector>
 
 #include "utils/fsio_read.hpp"
+#include "utils/temp_folder.hpp"
 
 namespace codetext {
 namespace {
 
 namespace fs = std::filesystem;
-
-/// A folder of the test's own, with one file in it that the tests write again and again.
-struct TempFolder {
-    TempFolder() { path = ::mkdtemp((fs::temp_directory_path() / "fsio_XXXXXX").string().data()); }
-    TempFolder(const TempFolder&) = delete;
-    ~TempFolder() { fs::remove_all(path); }
-
-    fs::path file(const std::string& bytes) const {
-        std::ofstream(path / "file", std::ios::binary) << bytes;
-        return path / "file";
-    }
-
-    fs::path path;
-};
+using test_support::TempFolder;
 
 /// errno's number of the failure of `read`; 0 when it succeeds.
 template <typename Read>
@@ -49,39 +35,36 @@ TEST(fsio, reads_every_byte_and_gives_size_and_time) {
     for (const std::size_t size : std::vector<std::size_t>{0, 1, 4095, 4096, 4097, 300000}) {
         std::string bytes(size, '\0');
         for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * 31 >> 3);
-        ASSERT_EQ(::utimensat(AT_FDCWD, folder.file(bytes).c_str(), times, 0), 0);
-        const fsio::FileContent content = fsio::read_file_no_follow(folder.path / "file");
+        folder.write("file", bytes);
+        const fs::path path = folder.path() / "file";
+        ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+        const fsio::FileContent content = fsio::read_file_no_follow(path);
         EXPECT_TRUE(content.bytes == bytes) << size;
         EXPECT_EQ(content.size_bytes, static_cast<std::int64_t>(size));
         EXPECT_EQ(content.mtime_ns, 1700000000123456789);
     }
 }
 
-struct Case {
-    fs::path path;
-    int error;
-};
-
 // A FIFO without a writer would block; /dev/zero would never end, nor would a sparse file soon.
 TEST(fsio, refuses_all_but_regular_files_and_leaks_no_descriptor) {
     const TempFolder folder;
-    const fs::path& path = folder.path;
+    const fs::path& path = folder.path();
+    folder.write("file", "x");
+    folder.write("sparse", "");
     ASSERT_EQ(::mkfifo((path / "fifo").c_str(), 0600), 0);
-    fs::create_symlink(folder.file("x"), path / "link");
+    fs::create_symlink("file", path / "link");
     fs::create_directory_symlink(path, path / "folder_link");
-    std::ofstream(path / "sparse");
     fs::resize_file(path / "sparse", fsio::MAX_FILE_BYTES + 1);
     const auto open_descriptors = [] {
         return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
     };
     const auto before = open_descriptors();
-    const Case cases[] = {
+    const std::pair<fs::path, int> cases[] = {
         {path / "missing", ENOENT}, {path / "file/below", ENOTDIR},     {path, EISDIR},
         {path / "link", ELOOP},     {path / "folder_link", ELOOP},      {path / "fifo", EINVAL},
         {path / "sparse", EFBIG},   {path / "folder_link" / "file", 0}, {"/dev/zero", EINVAL}};
-    for (const Case& given : cases) {
-        EXPECT_EQ(error_of([&] { fsio::read_bytes_no_follow(given.path); }), given.error)
-            << given.path;
+    for (const auto& [given, error] : cases) {
+        EXPECT_EQ(error_of([&] { fsio::read_bytes_no_follow(given); }), error) << given;
     }
     EXPECT_EQ(open_descriptors(), before);
     EXPECT_THROW(fsio::read_bytes_no_follow(std::string("a\0b", 3)), std::invalid_argument);
@@ -90,9 +73,9 @@ TEST(fsio, refuses_all_but_regular_files_and_leaks_no_descriptor) {
 TEST(fsio, reads_to_the_end_whatever_size_was_expected) {
     const TempFolder folder;
     for (const std::size_t size : std::vector<std::size_t>{0, 1, 5000, 10000, 10001}) {
-        const fs::path path = folder.file(std::string(size, 'x'));
+        folder.write("file", std::string(size, 'x'));
         for (const std::int64_t expected : {0, 1, 4999, 5000, 5001, 10000, 10001}) {
-            const int number = ::open(path.c_str(), O_RDONLY);
+            const int number = ::open((folder.path() / "file").c_str(), O_RDONLY);
             const auto read = [&] {
                 EXPECT_EQ(fsio::_read_to_end(number, expected, "cannot read it", 10000).size(),
                           size);

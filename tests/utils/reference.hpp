@@ -9,7 +9,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <random>
 #include <string>
 #include <string_view>
@@ -18,36 +17,40 @@
 
 namespace codetext::reference {
 
-/// Decodes by the well-formed sequences of the Unicode Standard, Table 3-7, a range for each byte.
+/// The parts of `text` between its separators; none of the empty text.
+inline std::vector<std::string> words(std::string_view text, char separator = ' ') {
+    std::vector<std::string> result(text.empty() ? 0 : 1);
+    for (const char byte : text) {
+        if (byte == separator) result.emplace_back();
+        if (byte != separator) result.back() += byte;
+    }
+    return result;
+}
+
+/// Decodes by the well-formed sequences of the Unicode Standard, Table 3-7: the range of the first
+/// byte, that of the second, and how many there are; those behind the second are all of one range.
 inline std::string reference_decode(std::string_view bytes) {
-    using Range = std::pair<int, int>;
-    static const std::vector<std::vector<Range>> SEQUENCES = {
-        {{0x00, 0x7F}},
-        {{0xC2, 0xDF}, {0x80, 0xBF}},
-        {{0xE0, 0xE0}, {0xA0, 0xBF}, {0x80, 0xBF}},
-        {{0xE1, 0xEC}, {0x80, 0xBF}, {0x80, 0xBF}},
-        {{0xED, 0xED}, {0x80, 0x9F}, {0x80, 0xBF}},
-        {{0xEE, 0xEF}, {0x80, 0xBF}, {0x80, 0xBF}},
-        {{0xF0, 0xF0}, {0x90, 0xBF}, {0x80, 0xBF}, {0x80, 0xBF}},
-        {{0xF1, 0xF3}, {0x80, 0xBF}, {0x80, 0xBF}, {0x80, 0xBF}},
-        {{0xF4, 0xF4}, {0x80, 0x8F}, {0x80, 0xBF}, {0x80, 0xBF}},
-    };
+    static constexpr int SEQUENCES[][5] = {
+        {0x00, 0x7F, 0x00, 0x00, 1}, {0xC2, 0xDF, 0x80, 0xBF, 2}, {0xE0, 0xE0, 0xA0, 0xBF, 3},
+        {0xE1, 0xEC, 0x80, 0xBF, 3}, {0xED, 0xED, 0x80, 0x9F, 3}, {0xEE, 0xEF, 0x80, 0xBF, 3},
+        {0xF0, 0xF0, 0x90, 0xBF, 4}, {0xF1, 0xF3, 0x80, 0xBF, 4}, {0xF4, 0xF4, 0x80, 0x8F, 4}};
     std::string text;
     while (!bytes.empty()) {
-        std::size_t longest = 0;
+        const auto in_range = [&](std::size_t at, int from, int to) {
+            const int byte = at < bytes.size() ? static_cast<unsigned char>(bytes[at]) : -1;
+            return byte >= from && byte <= to;
+        };
+        std::size_t length = 1;
         bool whole = false;
-        for (const auto& sequence : SEQUENCES) {
-            std::size_t n = 0;
-            const auto in_range = [&](std::size_t i) {
-                const int byte = static_cast<unsigned char>(bytes[i]);
-                return byte >= sequence[i].first && byte <= sequence[i].second;
-            };
-            while (n < sequence.size() && n < bytes.size() && in_range(n)) ++n;
-            longest = std::max(longest, n);
-            whole = whole || n == sequence.size();
+        for (const auto& [first, last, second_first, second_last, size] : SEQUENCES) {
+            if (!in_range(0, first, last)) continue;
+            if (size > 1 && in_range(1, second_first, second_last)) ++length;
+            while (length > 1 && std::cmp_less(length, size) && in_range(length, 0x80, 0xBF))
+                ++length;
+            whole = std::cmp_equal(length, size);
         }
-        text += whole ? std::string(bytes.substr(0, longest)) : "\xEF\xBF\xBD";
-        bytes.remove_prefix(std::max<std::size_t>(longest, 1));
+        text += whole ? bytes.substr(0, length) : "\xEF\xBF\xBD";
+        bytes.remove_prefix(length);
     }
     return text;
 }
@@ -67,22 +70,6 @@ inline std::vector<std::string> reference_lines(std::string_view text) {
         text.remove_prefix(open ? 1 : boundary->size());
     }
     return lines;
-}
-
-/// The lines joined by one LF each; none when there are none.
-inline std::optional<std::string> reference_joined(const std::vector<std::string>& lines) {
-    if (lines.empty()) return std::nullopt;
-    std::string joined = lines.front();
-    for (std::size_t i = 1; i < lines.size(); ++i) joined += "\n" + lines[i];
-    return joined;
-}
-
-inline std::size_t reference_find(std::string_view text, std::string_view needle,
-                                  std::size_t from = 0) {
-    for (std::size_t at = from; at + needle.size() <= text.size(); ++at) {
-        if (text.substr(at, needle.size()) == needle) return at;
-    }
-    return std::string_view::npos;
 }
 
 /// Random texts: runs of one unit between random ones, so that a vector's border falls on all sorts

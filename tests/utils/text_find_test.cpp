@@ -18,11 +18,11 @@ std::string folded(std::string text) {
 
 void expect_found_as_by_reference(std::string_view text, const std::string& needle,
                                   std::size_t from = 0) {
-    ASSERT_EQ(text_find::find(text, needle, from), reference::reference_find(text, needle, from))
+    ASSERT_EQ(text_find::find(text, needle, from), text.find(needle, from))
         << PrintToString(needle) << " from " << from << " in " << PrintToString(text);
     const std::string lowered = folded(needle);
     ASSERT_EQ(text_find::find_ignoring_ascii_case(text, lowered, from),
-              reference::reference_find(folded(std::string(text)), lowered, from))
+              folded(std::string(text)).find(lowered, from))
         << PrintToString(lowered) << " from " << from << " in " << PrintToString(text);
 }
 
@@ -35,20 +35,12 @@ TEST(find, agrees_with_the_reference) {
             const std::size_t begin = random.below(whole.size() + 1);
             std::string needle = whole.substr(begin, random.below(70));
             if (!needle.empty() && random.below(3) == 0) needle[0] ^= 0x20;
-            expect_found_as_by_reference(whole, needle, random.below(whole.size() + 2));
+            // The needle may reach past the end of what is searched.
+            const std::string_view part = std::string_view(whole).substr(
+                0, whole.size() - random.below(2) * (whole.size() > 0));
+            expect_found_as_by_reference(part, needle, random.below(part.size() + 2));
         }
     });
-}
-
-TEST(find, finds_at_every_place_and_never_past_the_end) {
-    for (const std::size_t middle : std::vector<std::size_t>{0, 1, 40}) {
-        const std::string needle = "x" + std::string(middle, 'e') + "y";
-        for (std::size_t before = 0; before < 40; ++before) {
-            const std::string text = std::string(before, '.') + needle;
-            expect_found_as_by_reference(text, needle);
-            expect_found_as_by_reference(std::string_view(text).substr(0, text.size() - 1), needle);
-        }
-    }
 }
 
 // Nearly the needle at every place: the search hands over to another one on its way.

@@ -1,7 +1,6 @@
 #include "utils/unicode.hpp"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <thread>
 
@@ -14,23 +13,19 @@ using testing::PrintToString;
 using Texts = std::vector<std::string>;
 
 // Lead bytes, and second bytes on either side of what each allows.
-const Texts BYTES = {"a",    "\n",   "\x80", "\x8F", "\x90", "\x9F", "\xA0", "\xBF", "\xC1",
-                     "\xC2", "\xE0", "\xE2", "\xED", "\xF0", "\xF1", "\xF4", "\xF5", "\xFF"};
+const Texts BYTES = reference::words(
+    "a \n \x80 \x8F \x90 \x9F \xA0 \xBF \xC1 \xC2 \xE0 \xE2 \xED \xF0 \xF1 \xF4 \xF5 \xFF");
 // Every boundary, what is one bit or one byte off a boundary, and lone surrogates.
-const Texts UNITS = {"a",      "\n",     "\r",     "\v",     "\f",           "\x1C",
-                     "\x1D",   "\x1E",   "\t",     "\x0E",   "\x1B",         "\x1F",
-                     "\u0085", "\u2028", "\u2029", "\u2027", "\xED\xA0\x80", "\u00A9"};
+const Texts UNITS = reference::words(
+    "a \n \r \v \f \x1C \x1D \x1E \t \x0E \x1B \x1F \u0085 \u2028 \u2029 \u2027 \xED\xA0\x80 "
+    "\u00A9");
 
 TEST(decode, agrees_with_the_reference) {
-    EXPECT_EQ(reference::reference_decode("a\xE2\x82"
-                                          "b\xFF\xED\xA0\x80"
-                                          "c\xF0\x9F\x98"),
-              "a\uFFFD"
-              "b\uFFFD\uFFFD\uFFFD\uFFFD"
-              "c\uFFFD");
+    EXPECT_EQ(reference::reference_decode("x\xE2\x82y\xFF\xED\xA0\x80z\xF0\x9F\x98"),
+              "x\uFFFDy\uFFFD\uFFFD\uFFFD\uFFFDz\uFFFD");
     reference::for_texts(BYTES, 4, [](const std::string& bytes) {
-        const std::string expected = reference::reference_decode(bytes);
-        ASSERT_EQ(unicode::decode(bytes), expected) << PrintToString(bytes);
+        ASSERT_EQ(unicode::decode(bytes), reference::reference_decode(bytes))
+            << PrintToString(bytes);
     });
 }
 
@@ -38,16 +33,11 @@ TEST(joined_lines, agrees_with_the_reference) {
     EXPECT_THAT(reference::reference_lines("a\r\n\n\rb\u0085\u2028"),
                 testing::ElementsAre("a", "", "", "b", ""));
     reference::for_texts(UNITS, 4, [](const std::string& text) {
-        const auto expected = reference::reference_joined(reference::reference_lines(text));
-        ASSERT_EQ(unicode::joined_lines(text), expected) << PrintToString(text);
+        std::string expected;
+        for (const std::string& line : reference::reference_lines(text)) expected += line + "\n";
+        const auto joined = unicode::joined_lines(text);
+        ASSERT_EQ(joined ? *joined + "\n" : "", expected) << PrintToString(text);
     });
-}
-
-TEST(joined_lines, and_decode_leave_common_text_in_its_buffer) {
-    std::string text(100, 'a');
-    text += "\u00A9\n";
-    const char* buffer = text.data();
-    EXPECT_EQ(unicode::joined_lines(unicode::decode(std::move(text)))->data(), buffer);
 }
 
 TEST(is_ascii, notices_one_byte_wherever_it_is) {
@@ -74,10 +64,7 @@ const std::vector<std::pair<std::string, std::string>> LOWER_CASE_LINES = {
     {"A\u03A3.B", "a\u03C3.b"},                    // past a case-ignorable full stop
     {"\u1C90\u13A0\u13F0", "\u10D0\uAB70\u13F8"},  // Georgian, Cherokee
     {"\u023A\u023A\u1E9E\U00010400", "\u2C65\u2C65\u00DF\U00010428"},  // two bytes to three
-    {"\xED\xA0\x80"
-     "A",
-     "\xED\xA0\x80"
-     "a"},  // a lone surrogate
+    {"\xED\xA0\x80Z", "\xED\xA0\x80z"},                                // a lone surrogate
 };
 
 // In texts of several lines, since lines are where a text is cut and sigma looks at its neighbours.

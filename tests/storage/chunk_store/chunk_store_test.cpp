@@ -83,14 +83,6 @@ TEST(chunk_store, agrees_with_a_plain_store_through_edits) {
     EXPECT_LT(index.db.fetchone("SELECT count(*) FROM trigram_segments")->integer(0), 30);
 }
 
-TEST(chunk_store, ascii_needle_in_lower_case_leads_to_letters_that_lower_case_to_it) {
-    if (default_layout() != COMPRESSED) GTEST_SKIP() << "this SQLite has the other layout";
-    TempIndex index(COMPRESSED);
-    index.put(1, "kelvin", "300 \u212aELVIN\n");
-    const auto rowids = candidate_rowids(index.db, *trigram_query("kelvin"));
-    EXPECT_EQ(rowids, std::vector<std::int64_t>{CHUNK_STRIDE});
-}
-
 TEST(chunk_store, a_dictionary_is_trained_and_found_again) {
     if (default_layout() != COMPRESSED) GTEST_SKIP() << "this SQLite has the other layout";
     TempIndex index(COMPRESSED);
@@ -137,6 +129,65 @@ TEST(chunk_store, damage_is_noticed) {
         std::string flipped = body;
         flipped[i] = static_cast<char>(flipped[i] ^ (1 << random() % 8));
         expect_whole_or_noticed(flipped);
+    }
+}
+
+TEST(chunk_store, damage_that_hides_a_chunk_is_noticed) {
+    if (default_layout() != COMPRESSED) GTEST_SKIP() << "this SQLite has the other layout";
+    constexpr std::size_t HEAD = 0, FIRST_LINES = 3;
+    struct Case {
+        const char* what;
+        int lines;
+        std::size_t offset_bytes;
+        char byte;
+    };
+    for (const Case& c : std::vector<Case>{{"64 lines become none", 64, FIRST_LINES, 0},
+                                           {"one empty line becomes none", 0, FIRST_LINES, 0},
+                                           {"seven chunks become three", 448, HEAD, 7}}) {
+        TempIndex index(COMPRESSED);
+        const std::string text =
+            c.lines == 0 ? "\n" : test_support::numbered_lines(c.lines, "needle ");
+        const std::vector<code_text::FileRow> files = {index.put(1, "f", text)};
+        std::string body = index.db.fetchone("SELECT body FROM chunk_frames")->blob(0);
+        body[c.offset_bytes] = c.byte;
+        index.db.execute("UPDATE chunk_frames SET body = ?", {BlobView{body}});
+        const std::string needle = c.lines == 0 ? "" : "needle " + std::to_string(c.lines);
+        auto choice = code_text::text_source(index.db, files, needle, true, COMPRESSED);
+        EXPECT_THROW(code_text::segments(choice.source, 1, "f"), DamagedChunk) << c.what;
+    }
+}
+
+TEST(chunk_store, verify_tells_of_every_damage_that_it_meets) {
+    if (default_layout() != COMPRESSED) GTEST_SKIP() << "this SQLite has the other layout";
+    TempIndex index(COMPRESSED);
+    index.put(1, "whole", test_support::numbered_lines(100));
+    index.put(2, "damaged", test_support::numbered_lines(100));
+    index.db.execute(
+        "UPDATE chunk_frames SET body = substr(body, 1, length(body) - 9) WHERE id = ?",
+        {2 * CHUNK_STRIDE});
+    index.db.execute("UPDATE trigram_blocks SET body = substr(body, 1, length(body) / 2)");
+    const std::vector<std::string> problems = verify(index.db);
+    ASSERT_EQ(problems.size(), 2u) << ::testing::PrintToString(problems);
+    EXPECT_EQ(problems[0].rfind("damaged: damaged chunk frame", 0), 0u) << problems[0];
+    EXPECT_EQ(problems[1].rfind("damaged trigram block", 0), 0u) << problems[1];
+}
+
+TEST(chunk_store, a_flipped_bit_of_the_trigram_index_is_noticed) {
+    if (default_layout() != COMPRESSED) GTEST_SKIP() << "this SQLite has the other layout";
+    TempIndex index(COMPRESSED);
+    index.put(1, "f", "needle\n");
+    const TrigramQuery query = *trigram_query("needle");
+    for (const std::string column : {"trigram_blocks.body", "trigram_segments.files"}) {
+        const std::string table = column.substr(0, column.find('.'));
+        const std::string name = column.substr(column.find('.') + 1);
+        const std::string body = index.db.fetchone("SELECT " + name + " FROM " + table)->blob(0);
+        for (std::size_t bit = 0; bit < body.size() * 8; ++bit) {
+            std::string flipped = body;
+            flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << bit % 8));
+            index.db.execute("UPDATE " + table + " SET " + name + " = ?", {BlobView{flipped}});
+            EXPECT_THROW(candidate_rowids(index.db, query), DamagedChunk) << column << " " << bit;
+        }
+        index.db.execute("UPDATE " + table + " SET " + name + " = ?", {BlobView{body}});
     }
 }
 

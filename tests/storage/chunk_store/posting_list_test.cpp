@@ -17,6 +17,11 @@ void expect_round_trip(const Numbers& numbers) {
     Numbers read;
     ASSERT_TRUE(read_postings(list, read));
     ASSERT_EQ(read, numbers);
+    for (std::size_t bytes_left = 0; bytes_left + 1 < std::min<std::size_t>(list.bytes.size(), 900);
+         ++bytes_left) {
+        ASSERT_FALSE(read_postings({list.count, parameter, list.bytes.substr(0, bytes_left)}, read))
+            << bytes_left;
+    }
 }
 
 TEST(posting_list, reads_back_every_small_list) {
@@ -43,19 +48,6 @@ TEST(posting_list, reads_back_lists_of_every_density) {
         numbers.push_back(65535);
         SCOPED_TRACE(density);
         expect_round_trip(numbers);
-    }
-}
-
-TEST(posting_list, notices_bytes_cut_off) {
-    Numbers numbers;
-    for (std::uint16_t i = 0; i < 1000; ++i) numbers.push_back(static_cast<std::uint16_t>(60 * i));
-    std::string bytes;
-    const std::uint8_t parameter = append_postings(numbers, bytes);
-    Numbers read;
-    for (std::size_t size = 0; size + 1 < bytes.size(); ++size) {
-        EXPECT_FALSE(
-            read_postings({1000, parameter, std::string_view(bytes).substr(0, size)}, read))
-            << size;
     }
 }
 

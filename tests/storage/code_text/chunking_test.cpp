@@ -4,7 +4,6 @@
 
 #include <random>
 
-#include "storage/code_text/chunk_rows.hpp"
 #include "storage/temp_index.hpp"
 #include "utils/reference.hpp"
 #include "utils/unicode.hpp"
@@ -64,43 +63,12 @@ TEST(chunking, reads_back_the_lines_of_any_text) {
 }
 
 TEST(chunking, chunk_lines_looks_at_nothing_but_line_feeds) {
-    struct Case {
-        std::int64_t start, end;
-        std::string text;
-        Strings lines;
+    const auto chunk_lines = [](std::int64_t start, std::int64_t end, std::string text) {
+        return test_support::strings(_chunk_lines(start, end, chunk_store::ChunkText(text)));
     };
-    for (const Case& c : std::vector<Case>{{1, 0, "", {}},
-                                           {3, 2, "x", {}},
-                                           {5, 5, "", {""}},
-                                           {1, 3, "a\n\nb", {"a", "", "b"}},
-                                           {1, 64, "a", {"a"}},
-                                           {1, 1, "a\rb", {"a\rb"}},
-                                           {1, 2, "a\n", {"a", ""}}}) {
-        const Lines lines = _chunk_lines(c.start, c.end, chunk_store::ChunkText(c.text));
-        EXPECT_EQ(test_support::strings(lines), c.lines);
-        EXPECT_EQ(lines.size(), c.lines.size());
-        for (std::size_t i = 0; i < c.lines.size(); ++i) EXPECT_EQ(lines[i], c.lines[i]);
-        EXPECT_THROW(lines[c.lines.size()], std::out_of_range);
-    }
-}
-
-TEST(chunk_rows, large_data_rule) {
-    struct Case {
-        std::string language;
-        std::int64_t bytes;
-        bool on_disk;
-    };
-    for (const Case& c : std::vector<Case>{{"json", 0, false},
-                                           {"json", 32768, false},
-                                           {"json", 32769, true},
-                                           {"JSON", 1 << 30, false},
-                                           {"yaml", 1 << 30, false}}) {
-        EXPECT_EQ(text_kept_on_disk(c.language, c.bytes), c.on_disk) << c.language << c.bytes;
-    }
-    // CR LF counts one byte and a final boundary none: larger on disk than the rule's measure.
-    std::string crlf;
-    for (int i = 0; i < 100; ++i) crlf += std::string(326, 'x') + "\r\n";
-    EXPECT_FALSE(text_kept_on_disk("json", stored_text_bytes(crlf)));
+    EXPECT_EQ(chunk_lines(1, 64, "a\rb\n"), (Strings{"a\rb", ""}));
+    EXPECT_EQ(chunk_lines(5, 5, ""), Strings{""});
+    EXPECT_EQ(chunk_lines(3, 2, "x"), Strings{});
 }
 
 }  // namespace
