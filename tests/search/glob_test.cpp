@@ -26,6 +26,7 @@ TEST(glob, selects_paths_as_gitignore_does_and_the_last_that_matches_decides) {
         {"a?b", "axb", "a/b"},
         {"[a-c].h", "b.h", "d.h"},
         {"[!a-c].h", "x/\u00e9.h", "b.h"},
+        {"a[!b]c", "axc", "a/c abc"},
         {"[]a].h [a-].h", "].h -.h", ""},
         {"[.]c a.c", ".c a.c", "x.c abc"},
         {"*.{c,h{,h}}", "x/a.h a.hh", "a.hhh"},
