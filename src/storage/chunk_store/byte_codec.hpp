@@ -77,7 +77,8 @@ class ByteReader {
     std::string_view rest() const { return _rest; }
     bool at_end() const { return _rest.empty(); }
     [[noreturn]] void damaged(std::string_view detail) const {
-        throw DamagedChunk(fmt::format("damaged {} at row {}: {}", _what, _rowid, detail));
+        throw DamagedChunk(fmt::format(
+            "damaged {} at row {}: {}; remove the index and make it anew", _what, _rowid, detail));
     }
 
   private:
