@@ -1,5 +1,5 @@
-# What codetext links with, each as a target. Static libraries where Debian ships them: loading the
-# shared ones takes longer than a rare needle's search.
+# What codetext links with, each as a target. Static libraries where Debian ships them: a process that
+# carries its libraries starts sooner.
 find_package(Threads REQUIRED)
 find_package(fmt REQUIRED)
 find_package(CLI11 REQUIRED)

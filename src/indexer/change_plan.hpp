@@ -66,7 +66,7 @@ struct PlannedFile {
 };
 
 struct ChangePlan {
-    std::vector<PlannedFile> to_read;       ///< those with an id ascending by it, then by path
+    std::vector<PlannedFile> to_read;       ///< those with an id first, ascending
     std::vector<std::int64_t> gone;         ///< ids of rows whose file is no more
     std::vector<std::string> gone_skipped;  ///< the same of `skipped_files`, by path
     std::int64_t unchanged = 0;             ///< files that need not be read

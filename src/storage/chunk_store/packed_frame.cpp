@@ -91,8 +91,8 @@ std::string FramePacker::pack(std::span<const Chunk> chunks, bool ends_file) {
     const std::size_t head = body.size();
     const int texts_size = static_cast<int>(_texts.size());
     body.resize(head + static_cast<std::size_t>(LZ4_compressBound(texts_size)));
-    // A copy of the stream that has read the dictionary: reading it again for each frame would take
-    // longer than the frame.
+    // A copy of the stream that has read the dictionary, so that it is read once a packer, not once
+    // a frame.
     std::memcpy(_stream.get(), _after_dictionary.get(), sizeof(LZ4_streamHC_t));
     const int size = LZ4_compress_HC_continue(_stream.get(), _texts.data(), body.data() + head,
                                               texts_size, static_cast<int>(body.size() - head));
@@ -151,7 +151,7 @@ void PackedFrame::_unpack() {
     const std::string_view hash = std::string_view(_body).substr(_head_size, HASH_BYTES);
     const std::string_view packed = std::string_view(_body).substr(_head_size + HASH_BYTES);
     const ByteReader reader(packed, WHAT, _rowid);
-    // Not a std::string: zeroing the buffer first would cost a tenth of the unpacking.
+    // Not a std::string, which would be zeroed first.
     std::unique_ptr<char[]> texts(new char[_texts_size + 1]);
     if (!unpack(packed, _dictionary, texts.get(), _texts_size)) {
         reader.damaged("it does not unpack to its texts");

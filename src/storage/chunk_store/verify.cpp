@@ -120,8 +120,8 @@ class Verification {
         if (!same || next != rows.size()) report("{}: its chunk rows and frames differ", path);
     }
 
-    // Trigrams are compared by sampling chunks: reading every list for every chunk would take
-    // hours.
+    // Trigrams are compared by sampling chunks: reading every list for every chunk would take too
+    // long.
     void note_trigrams(std::int64_t rowid, std::string_view text) {
         constexpr std::int64_t EVERY = 64;
         constexpr std::size_t MAX_SAMPLES = 2048;
