@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "indexer/language.hpp"
+#include "storage/chunk_store/unchunked_files.hpp"
 
 namespace codetext::indexer {
 namespace {
@@ -130,8 +131,9 @@ class Planner {
 std::vector<std::int64_t> files_without_chunks(const Database& db, chunk_store::Layout layout) {
     const bool compressed = layout == chunk_store::COMPRESSED;
     const std::string sql = fmt::format(
-        "SELECT id FROM files f WHERE text_on_disk = 0 AND NOT EXISTS "
-        "(SELECT 1 FROM {} c WHERE c.{} = f.id * {}) ORDER BY id",
+        "SELECT f.id FROM {} WHERE f.text_on_disk = 0 AND NOT EXISTS "
+        "(SELECT 1 FROM {} c WHERE c.{} = f.id * {}) ORDER BY f.id",
+        compressed ? chunk_store::perhaps_unchunked_files(db) : "files f",
         compressed ? chunk_store::COMPRESSED_TABLE : "code_chunks", compressed ? "id" : "rowid",
         chunk_store::CHUNK_STRIDE);
     std::vector<std::int64_t> ids;

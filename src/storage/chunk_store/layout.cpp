@@ -1,6 +1,7 @@
 #include <sqlite3.h>
 
 #include "storage/chunk_store.hpp"
+#include "storage/chunk_store/unchunked_files.hpp"
 #include "storage/chunk_store/writer.hpp"
 
 namespace codetext::chunk_store {
@@ -44,6 +45,7 @@ std::optional<Layout> default_layout() {
 
 void create_tables(Database& db, Layout layout) {
     db.execute_script(std::string(layout == COMPRESSED ? COMPRESSED_DDL : CODE_CHUNKS_DDL));
+    if (layout == COMPRESSED) create_unchunked_files(db);
 }
 
 }  // namespace codetext::chunk_store

@@ -10,6 +10,7 @@
 #include "storage/chunk_store.hpp"
 #include "storage/chunk_store/trigram_segment.hpp"
 #include "storage/chunk_store/trigrams.hpp"
+#include "storage/chunk_store/unchunked_files.hpp"
 
 namespace codetext::chunk_store {
 
@@ -26,6 +27,7 @@ class Verification {
         const auto store = layout(_db);
         if (!store) return std::move(_problems);
         check_strays(*store);
+        if (*store == COMPRESSED) check_unchunked();
         _db.each(
             "SELECT id, path, text_on_disk FROM files ORDER BY id", {}, [&](const RowView& row) {
                 check_file(*store, row.integer(0), std::string(row.text(1)), row.integer(2) == 1);
@@ -57,6 +59,16 @@ class Verification {
             store == COMPRESSED ? "id" : "rowid", CHUNK_STRIDE);
         const std::int64_t strays = _db.fetchone(sql)->integer(0);
         if (strays > 0) report("{} chunks belong to no file", strays);
+    }
+
+    // The other way round is no fault: the table says where to look.
+    void check_unchunked() {
+        const std::string sql = fmt::format(
+            "SELECT count(*) FROM files f WHERE f.text_on_disk = 0 AND NOT EXISTS (SELECT 1 FROM "
+            "chunks c WHERE c.id = f.id * {}) AND f.id NOT IN (SELECT f.id FROM {})",
+            CHUNK_STRIDE, perhaps_unchunked_files(_db));
+        const std::int64_t missed = _db.fetchone(sql)->integer(0);
+        if (missed > 0) report("{} files without chunks are not known to be", missed);
     }
 
     std::vector<ChunkRow> rows_of(Layout store, std::int64_t first) {

@@ -105,7 +105,7 @@ class Writer {
     std::unique_ptr<Impl> _impl;
 };
 
-/// Creates the empty tables of a layout.
+/// Creates the empty tables of a layout. REQUIRES: the table `files`.
 void create_tables(Database& db, Layout layout);
 
 }  // namespace codetext::chunk_store

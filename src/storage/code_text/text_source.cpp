@@ -9,6 +9,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "storage/chunk_store/unchunked_files.hpp"
 #include "storage/code_text/candidate_chunks.hpp"
 
 namespace codetext::code_text {
@@ -18,12 +19,13 @@ namespace {
 constexpr std::string_view NO_TEXT_TABLE =
     "read from the files on disk: this index has no table of the files' text";
 
-std::string state_statement(chunk_store::Layout store) {
+std::string state_statement(const Database& db, chunk_store::Layout store) {
     const bool compressed = store == chunk_store::COMPRESSED;
     return fmt::format(
-        "SELECT (SELECT COUNT(*) FROM files f WHERE f.text_on_disk = 0 AND NOT EXISTS (SELECT 1 "
+        "SELECT (SELECT COUNT(*) FROM {} WHERE f.text_on_disk = 0 AND NOT EXISTS (SELECT 1 "
         "FROM {} c WHERE c.{} = f.id * {})), (SELECT group_concat(id) FROM files WHERE "
         "text_on_disk = 1)",
+        compressed ? chunk_store::perhaps_unchunked_files(db) : "files f",
         compressed ? chunk_store::COMPRESSED_TABLE : "code_chunks", compressed ? "id" : "rowid",
         CODE_CHUNK_STRIDE);
 }
@@ -57,7 +59,7 @@ Lines lines(TextSource& source, std::int64_t file_id, const std::string& path) {
 }
 
 ChunkState _chunk_state(const Database& db, chunk_store::Layout store) {
-    const std::optional<Row> row = db.fetchone(state_statement(store));
+    const std::optional<Row> row = db.fetchone(state_statement(db, store));
     if (!row) return {0, std::make_shared<const FileIds>()};
     const std::string joined = row->is_null(1) ? "" : row->text(1);
     return {row->integer(0), std::make_shared<const FileIds>(parse_ids(joined))};
