@@ -1,6 +1,7 @@
 #include "search/candidate_files.hpp"
 
 #include <algorithm>
+#include <memory>
 #include <queue>
 #include <unordered_map>
 
@@ -66,7 +67,7 @@ class AtomSets {
 
 struct AtomRows {
     AtomSet atom;
-    std::vector<std::int64_t> rowids;  ///< of the chunks that may hold it, ascending
+    std::shared_ptr<const std::vector<std::int64_t>> rowids;  ///< of the chunks that may hold it
     std::size_t next = 0;
 };
 
@@ -95,7 +96,7 @@ class ChunkWalk {
   private:
     void _push(std::size_t list) {
         AtomRows& rows = _lists[list];
-        if (rows.next < rows.rowids.size()) _heads.push({rows.rowids[rows.next++], list});
+        if (rows.next < rows.rowids->size()) _heads.push({(*rows.rowids)[rows.next++], list});
     }
 
     using Head = std::pair<std::int64_t, std::size_t>;
@@ -109,9 +110,8 @@ void add_file(std::vector<std::int64_t>& files, std::int64_t file_id) {
 
 std::vector<std::int64_t> files_with_needle(const Database& db, const TrigramQuery& trigrams) {
     std::vector<std::int64_t> files;
-    for (std::int64_t rowid : chunk_store::candidate_rowids(db, trigrams)) {
-        add_file(files, file_of(rowid));
-    }
+    const auto rowids = chunk_store::candidate_rowids(db, trigrams);
+    for (std::int64_t rowid : *rowids) add_file(files, file_of(rowid));
     return files;
 }
 

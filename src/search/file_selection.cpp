@@ -91,9 +91,14 @@ std::vector<FileRow> rows_by_id(const Database& db, const FileFilter& filter,
 std::vector<FileRow> rows_by_scan(const Database& db, const FileFilter& filter,
                                   const std::vector<std::int64_t>* file_ids) {
     std::vector<FileRow> files;
+    std::optional<AscendingCursor> wanted;
+    if (file_ids) {
+        wanted.emplace(*file_ids);
+        files.reserve(file_ids->size());
+    }
     each_row(db, filter, [&](const RowView& row) {
         const std::int64_t id = row.integer(0);
-        if (!file_ids || std::binary_search(file_ids->begin(), file_ids->end(), id)) {
+        if (!wanted || wanted->contains(id)) {
             add_passing(files, filter, id, row.text(1), row.text(2));
         }
         return Visit::CONTINUE;
@@ -134,6 +139,40 @@ std::vector<FileRow> selected_files(const Database& db, const FileFilter& filter
                                      ? rows_by_id(db, filter, file_ids)
                                      : rows_by_scan(db, filter, &file_ids);
     sort_by_path(files);
+    return files;
+}
+
+SelectedFiles::SelectedFiles(const Database& db, const FileFilter& filter,
+                             const std::optional<std::vector<std::int64_t>>& file_ids)
+    : _db(&db), _filter(&filter) {
+    if (file_ids) _wanted.emplace(*file_ids);
+    for (const std::string& path : outermost(_filter->paths)) {
+        if (path.empty()) continue;
+        // What comes right after a path is the path with a NUL; "0" is the character behind "/".
+        _ranges.push_back({path, path + '\0'});
+        _ranges.push_back({path + '/', path + '0'});
+    }
+    // No path holds the byte FF, which is in no UTF-8.
+    if (_ranges.empty()) _ranges.push_back({"", "\xff"});
+    std::sort(_ranges.begin(), _ranges.end(),
+              [](const Paths& one, const Paths& other) { return one.from > other.from; });
+}
+
+std::vector<FileRow> SelectedFiles::next(std::size_t most) {
+    std::vector<FileRow> files;
+    while (files.size() < most && !_ranges.empty()) {
+        const Paths range = _ranges.back();
+        _ranges.pop_back();
+        _db->each("SELECT id, path, language FROM files WHERE path >= ? AND path < ? ORDER BY path",
+                  {range.from, range.before}, [&](const RowView& row) {
+                      const std::int64_t id = row.integer(0);
+                      if (_wanted && !_wanted->contains(id)) return Visit::CONTINUE;
+                      add_passing(files, *_filter, id, row.text(1), row.text(2));
+                      if (files.size() < most) return Visit::CONTINUE;
+                      _ranges.push_back({files.back().path + '\0', range.before});
+                      return Visit::STOP;
+                  });
+    }
     return files;
 }
 

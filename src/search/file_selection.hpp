@@ -5,7 +5,9 @@
 //   search::FileFilter filter{.paths = {"drivers"}, .languages = {"c"}};
 //   std::vector<code_text::FileRow> files = search::selected_files(db, filter);
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,6 +15,7 @@
 #include "search/glob.hpp"
 #include "storage/code_text.hpp"
 #include "storage/database.hpp"
+#include "utils/ascending.hpp"
 
 namespace codetext::search {
 
@@ -36,6 +39,26 @@ std::vector<code_text::FileRow> selected_files(const Database& db, const FileFil
 /// the same order.
 std::vector<code_text::FileRow> selected_files(const Database& db, const FileFilter& filter,
                                                const std::vector<std::int64_t>& file_ids);
+
+/// Hands out what selected_files gives, some files at a time, for a search that may need only the
+/// first. What it is made with must outlive it.
+class SelectedFiles {
+  public:
+    /// `file_ids` (ascending, each once) are those that the files are taken of; none: all files.
+    SelectedFiles(const Database& db, const FileFilter& filter,
+                  const std::optional<std::vector<std::int64_t>>& file_ids);
+    /// The next `most` files at most; fewer only at the end.
+    std::vector<code_text::FileRow> next(std::size_t most);
+
+  private:
+    struct Paths {
+        std::string from, before;  ///< ordered by their bytes, half-open
+    };
+    const Database* _db;
+    const FileFilter* _filter;
+    std::optional<AscendingCursor> _wanted;
+    std::vector<Paths> _ranges;  ///< what is left, the next one last
+};
 
 /// Whether the index has a file at `path`, or one below it.
 bool has_files_at(const Database& db, const std::string& path);

@@ -4,8 +4,8 @@
 #include <thread>
 #include <utility>
 
-#include "search/candidate_files.hpp"
-#include "storage/chunk_store.hpp"
+#include "search/scopes.hpp"
+#include "utils/ascending.hpp"
 
 namespace codetext::search {
 
@@ -14,44 +14,6 @@ using code_text::FileRow;
 namespace {
 
 constexpr std::size_t FILES_WORTH_THREADS = 32;
-
-// What is searched: files in path order, and where their text is read.
-struct Scope {
-    std::vector<FileRow> files;
-    code_text::TextSource source;
-    std::optional<std::string> reason;
-};
-
-std::vector<FileRow> narrowed_files(const Database& db, const SearchOptions& options,
-                                    std::optional<chunk_store::Layout> store) {
-    if (store == chunk_store::COMPRESSED && !options.files_without_match) {
-        if (const auto ids = candidate_files(db, options.query)) {
-            return selected_files(db, options.filter, *ids);
-        }
-    }
-    return selected_files(db, options.filter);
-}
-
-Scope scope_of(const Database& db, const SearchOptions& options) {
-    const Query& query = options.query;
-    if (options.source == SourceWanted::DISK) {
-        // A pattern is tried on every line, so that nothing but the pattern decides.
-        code_text::SourceChoice disk =
-            code_text::text_source(db, {}, query.pattern ? std::nullopt : query.needle,
-                                   query.case_sensitive, std::nullopt);
-        return {selected_files(db, options.filter), std::move(disk.source), std::nullopt};
-    }
-    const auto store = chunk_store::layout(db);
-    std::vector<FileRow> files = narrowed_files(db, options, store);
-    auto [source, reason] =
-        code_text::text_source(db, files, query.needle, query.case_sensitive, store);
-    if (!reason) return {std::move(files), std::move(source), std::nullopt};
-    if (options.source == SourceWanted::INDEX) {
-        throw IndexCannotAnswer("the index cannot answer this search; it would be " + *reason);
-    }
-    // The files were narrowed by an index that does not know all of their text.
-    return {selected_files(db, options.filter), std::move(source), std::move(reason)};
-}
 
 // Ids of the files in which something can match; none: any of them.
 std::optional<std::vector<std::int64_t>> possible_files(const code_text::TextSource& source) {
@@ -63,6 +25,7 @@ bool holds(const std::vector<std::int64_t>& ids, std::int64_t id) {
     return std::binary_search(ids.begin(), ids.end(), id);
 }
 
+// The search of one scope.
 class Run {
   public:
     Run(const SearchOptions& options, const Render& render, Scope scope)
@@ -71,17 +34,16 @@ class Run {
           _scope(std::move(scope)),
           _possible(possible_files(_scope.source)) {
         if (!_possible || options.files_without_match) return;
+        AscendingCursor possible(*_possible);
         std::erase_if(_scope.files,
-                      [&](const FileRow& file) { return !holds(*_possible, file.file_id); });
+                      [&](const FileRow& file) { return !possible.contains(file.file_id); });
     }
 
-    SearchResult run(const Emit& emit) {
-        SearchResult result;
-        result.from_index = std::holds_alternative<code_text::ChunkText>(_scope.source);
-        result.reason = _scope.reason;
-        const std::size_t count = _options->limit > 0 ? _scope.files.size() : 0;
+    /// Adds to what earlier scopes gave; false when the search is at its end.
+    bool run(const Emit& emit, SearchResult& result) {
+        const std::size_t count = _scope.files.size();
         OrderedWork work(count, _work_options(), [this] { return _make_worker(); });
-        for (std::size_t item = 0; item < count && !result.stopped; ++item) {
+        for (std::size_t item = 0; item < count; ++item) {
             Rendered file = work.next();
             if (_results(file.stats) > _options->limit - result.results) {
                 file = _searched_up_to(item, _options->limit - result.results);
@@ -89,9 +51,9 @@ class Run {
             result.stats += file.stats;
             result.results += _results(file.stats);
             if (_results(file.stats) > 0) result.stopped = emit(file.out) == Visit::STOP;
-            if (result.results == _options->limit) break;
+            if (result.stopped || result.results == _options->limit) return false;
         }
-        return result;
+        return true;
     }
 
   private:
@@ -155,7 +117,17 @@ class Run {
 SearchResult run_search(Database& db, const SearchOptions& options, const Render& render,
                         const Emit& emit) {
     const Transaction snapshot(db, Transaction::Kind::READ);
-    return Run(options, render, scope_of(db, options)).run(emit);
+    SearchResult result;
+    Scopes scopes(db, options);
+    bool goes_on = true;
+    while (goes_on) {
+        std::optional<Scope> scope = scopes.next();
+        if (!scope) break;
+        result.from_index = std::holds_alternative<code_text::ChunkText>(scope->source);
+        goes_on = options.limit > 0 && Run(options, render, *std::move(scope)).run(emit, result);
+    }
+    result.reason = scopes.reason();
+    return result;
 }
 
 }  // namespace codetext::search

@@ -16,7 +16,6 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 #include "storage/database.hpp"
@@ -96,7 +95,8 @@ std::optional<TrigramQuery> trigram_query(std::string_view needle);
 /// Row ids, ascending, of the chunks whose text may hold every trigram of the query: a superset,
 /// and it may name rows that are gone. Only in the compressed layout. The last answer is kept with
 /// the handle: a search asks once for the files worth searching and once for their chunks.
-std::vector<std::int64_t> candidate_rowids(const Database& db, const TrigramQuery& query);
+std::shared_ptr<const std::vector<std::int64_t>> candidate_rowids(const Database& db,
+                                                                  const TrigramQuery& query);
 
 /// Chunk rows of the compressed layout, ascending by row id, each read when it is come to.
 ///
@@ -115,15 +115,16 @@ class MatchingRows {
 
   private:
     friend MatchingRows matching_rows(const Database&, const std::optional<TrigramQuery>&,
-                                      std::unordered_set<std::int64_t>);
+                                      std::vector<std::int64_t>);
     struct State;
     std::shared_ptr<const State> _state;
 };
 
 /// The chunk rows of the compressed layout that may match: for a query those of `searched` files
-/// whose text may hold every trigram of it, for none every chunk of the searched files.
+/// whose text may hold every trigram of it, for none every chunk of the searched files. `searched`
+/// are file ids, in any order.
 MatchingRows matching_rows(const Database& db, const std::optional<TrigramQuery>& match,
-                           std::unordered_set<std::int64_t> searched);
+                           std::vector<std::int64_t> searched);
 
 /// The chunk rows of the compressed layout with row ids from `first` to before `end`, ascending.
 /// Throws DamagedChunk where one cannot be read back.

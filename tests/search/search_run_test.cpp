@@ -150,20 +150,32 @@ TEST(search_run, reads_no_file_that_the_trigrams_rule_out) {
 }
 
 TEST(search_run, a_limit_cuts_the_same_results_short) {
-    const IndexedFiles index(random_files(60, chunk_store::CODE_CHUNKS), chunk_store::CODE_CHUNKS);
-    Database db = index.open();
-    SearchOptions options;
-    options.query = make_query({.patterns = {"foo"}});
-    const std::string all = output_of(db, options).first;
-    for (std::int64_t limit : {0, 1, 2, 57, 200, 1 << 20}) {
-        std::size_t end = 0;
-        for (std::int64_t line = 0; line < limit && end < all.size(); ++line) {
-            end = all.find('\n', end) + 1;
-        }
-        for (unsigned threads : {1U, 3U}) {
-            options.limit = limit;
-            options.threads = threads;
-            EXPECT_EQ(output_of(db, options).first, all.substr(0, end)) << limit;
+    for (const chunk_store::Layout layout : test_support::layouts()) {
+        // More files than a search with a limit begins with.
+        const IndexedFiles index(random_files(700, layout), layout);
+        Database db = index.open(Access::READ_WRITE);
+        for (const SourceWanted source :
+             {SourceWanted::INDEX, SourceWanted::DISK, SourceWanted::AUTO}) {
+            // A file that is in the index without its chunks: the disk is read.
+            if (source == SourceWanted::AUTO) {
+                index.write("9/new.c", "foo\n");
+                db.execute("INSERT INTO files VALUES (9999, '9/new.c', 'c', 4, 0, 0, 0)");
+            }
+            SearchOptions options;
+            options.query = make_query({.patterns = {"foo"}});
+            options.source = source;
+            const std::string all = output_of(db, options).first;
+            for (std::int64_t limit : {0, 1, 2, 57, 3000, 1 << 20}) {
+                std::size_t end = 0;
+                for (std::int64_t line = 0; line < limit && end < all.size(); ++line) {
+                    end = all.find('\n', end) + 1;
+                }
+                for (unsigned threads : {1U, 3U}) {
+                    options.limit = limit;
+                    options.threads = threads;
+                    EXPECT_EQ(output_of(db, options).first, all.substr(0, end)) << limit;
+                }
+            }
         }
     }
 }
@@ -195,13 +207,18 @@ TEST(search_run, selects_files_by_path_glob_and_language) {
     for (const auto& [paths, globs, languages, expected] : CASES) {
         FileFilter filter{.paths = paths, .globs = {}, .languages = reference::words(languages)};
         for (const std::string& glob : reference::words(globs)) filter.globs.emplace_back(glob);
-        std::vector<std::string> all, scanned, asked;
+        std::vector<std::string> all, scanned, asked, in_steps;
         for (const auto& file : selected_files(db, filter)) all.push_back(file.path);
         for (const auto& file : selected_files(db, filter, ids)) scanned.push_back(file.path);
         for (std::int64_t id : ids) {
             for (const auto& file : selected_files(db, filter, {id})) asked.push_back(file.path);
         }
         std::sort(asked.begin(), asked.end());
+        SelectedFiles selected(db, filter, std::nullopt);
+        for (auto some = selected.next(2); !some.empty(); some = selected.next(2)) {
+            for (const auto& file : some) in_steps.push_back(file.path);
+        }
+        EXPECT_EQ(in_steps, all);
         EXPECT_EQ(all, reference::words(expected));
         EXPECT_EQ(scanned, all);
         EXPECT_EQ(asked, all);

@@ -5,6 +5,7 @@
 #include "storage/chunk_store.hpp"
 #include "storage/chunk_store/packed_frame.hpp"
 #include "storage/chunk_store/trigram_segment.hpp"
+#include "utils/ascending.hpp"
 
 namespace codetext::chunk_store {
 
@@ -67,18 +68,19 @@ struct LastAnswer {
     std::mutex mutex;
     TrigramQuery query;
     std::int64_t content_version = -1;
-    std::vector<std::int64_t> rowids;
+    std::shared_ptr<const std::vector<std::int64_t>> rowids;
 };
 
 }  // namespace
 
-std::vector<std::int64_t> candidate_rowids(const Database& db, const TrigramQuery& query) {
+std::shared_ptr<const std::vector<std::int64_t>> candidate_rowids(const Database& db,
+                                                                  const TrigramQuery& query) {
     const auto last = db.kept<LastAnswer>([] { return std::make_shared<LastAnswer>(); });
     const std::lock_guard lock(last->mutex);
     const std::int64_t version = db.content_version();
     if (last->content_version != version || last->query != query) {
         last->content_version = -1;  // no answer, should the asking fail
-        last->rowids = ask_segments(db, query);
+        last->rowids = std::make_shared<const std::vector<std::int64_t>>(ask_segments(db, query));
         last->query = query;
         last->content_version = version;
     }
@@ -87,12 +89,16 @@ std::vector<std::int64_t> candidate_rowids(const Database& db, const TrigramQuer
 
 struct MatchingRows::State {
     const Database* db;
-    std::optional<std::vector<std::int64_t>> rowids;  ///< ascending; none: every row
-    std::unordered_set<std::int64_t> searched;
+    std::shared_ptr<const std::vector<std::int64_t>> rowids;  ///< ascending; null: every row
+    std::vector<std::int64_t> searched;                       ///< file ids, ascending, each once
 };
 
 MatchingRows matching_rows(const Database& db, const std::optional<TrigramQuery>& match,
-                           std::unordered_set<std::int64_t> searched) {
+                           std::vector<std::int64_t> searched) {
+    if (!std::is_sorted(searched.begin(), searched.end())) {
+        std::sort(searched.begin(), searched.end());
+    }
+    searched.erase(std::unique(searched.begin(), searched.end()), searched.end());
     auto state = std::make_shared<MatchingRows::State>();
     state->db = &db;
     if (match) state->rowids = candidate_rowids(db, *match);
@@ -116,16 +122,14 @@ std::vector<ChunkRow> MatchingRows::of_file(std::int64_t file_id) const {
 }
 
 std::vector<std::int64_t> MatchingRows::file_ids() const {
+    if (!_state->rowids) return _state->searched;
     std::vector<std::int64_t> ids;
-    if (!_state->rowids) {
-        ids.assign(_state->searched.begin(), _state->searched.end());
-        std::sort(ids.begin(), ids.end());
-        return ids;
-    }
-    for (const std::int64_t rowid : *_state->rowids) {
-        const std::int64_t file_id = rowid / CHUNK_STRIDE;
-        if (!ids.empty() && ids.back() == file_id) continue;
-        if (_state->searched.contains(file_id)) ids.push_back(file_id);
+    auto row = _state->rowids->begin();
+    for (const std::int64_t file_id : _state->searched) {
+        const std::int64_t first = file_id * CHUNK_STRIDE;
+        row = lower_bound_from(row, _state->rowids->end(), first);
+        if (row == _state->rowids->end()) break;
+        if (*row < first + CHUNK_STRIDE) ids.push_back(file_id);
     }
     return ids;
 }

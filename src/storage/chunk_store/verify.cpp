@@ -157,9 +157,9 @@ class Verification {
         }
         std::unordered_set<std::int64_t> missing;
         for (const auto& [trigram, rowids] : wanted) {
-            const std::vector<std::int64_t> found = candidate_rowids(_db, TrigramQuery{{trigram}});
+            const auto found = candidate_rowids(_db, TrigramQuery{{trigram}});
             for (const std::int64_t rowid : rowids) {
-                if (!std::binary_search(found.begin(), found.end(), rowid)) missing.insert(rowid);
+                if (!std::binary_search(found->begin(), found->end(), rowid)) missing.insert(rowid);
             }
         }
         for (const std::int64_t rowid : missing) {

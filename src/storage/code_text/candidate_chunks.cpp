@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <map>
-#include <unordered_set>
 
 #include "storage/code_text/chunking.hpp"
 #include "utils/unicode.hpp"
@@ -39,13 +38,13 @@ std::int64_t file_of(std::int64_t rowid) {
     return rowid / CODE_CHUNK_STRIDE - (rowid % CODE_CHUNK_STRIDE < 0 ? 1 : 0);
 }
 
-CandidateChunks::Entries grouped(const std::vector<Row>& rows,
-                                 const std::unordered_set<std::int64_t>& searched) {
+CandidateChunks::Entries grouped(const std::vector<Row>& rows, std::vector<std::int64_t> searched) {
+    std::sort(searched.begin(), searched.end());
     std::unordered_map<std::int64_t, std::map<std::int64_t, Segment>> found;
     for (const Row& row : rows) {
         const std::int64_t rowid = row.integer(0);
         const std::int64_t file_id = file_of(rowid);
-        if (!searched.contains(file_id)) continue;
+        if (!std::binary_search(searched.begin(), searched.end(), file_id)) continue;
         found[file_id].emplace(
             rowid, segment_of({rowid, row.integer(1), row.integer(2),
                                chunk_store::ChunkText(row.text(3)), row.integer(4) != 0}));
@@ -85,16 +84,17 @@ std::vector<std::int64_t> CandidateChunks::file_ids() const {
 CandidateChunks _candidate_chunks(const Database& db, chunk_store::Layout store,
                                   std::span<const FileRow> files,
                                   const std::optional<std::string>& needle, bool case_sensitive) {
-    std::unordered_set<std::int64_t> searched;
+    std::vector<std::int64_t> searched;
     searched.reserve(files.size());
-    for (const FileRow& file : files) searched.insert(file.file_id);
+    for (const FileRow& file : files) searched.push_back(file.file_id);
     const bool may_narrow = narrows(needle, case_sensitive);
     if (store == chunk_store::COMPRESSED) {
         const auto match = may_narrow ? chunk_store::trigram_query(*needle) : std::nullopt;
         return CandidateChunks(chunk_store::matching_rows(db, match, std::move(searched)));
     }
-    return CandidateChunks(grouped(
-        code_chunks_rows(db, may_narrow ? needle : std::optional<std::string>()), searched));
+    return CandidateChunks(
+        grouped(code_chunks_rows(db, may_narrow ? needle : std::optional<std::string>()),
+                std::move(searched)));
 }
 
 }  // namespace codetext::code_text

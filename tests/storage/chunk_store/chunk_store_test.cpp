@@ -40,8 +40,8 @@ std::string random_file(std::mt19937& random) {
 /// Every chunk of the model that holds all of the needle's trigrams must be among the candidates.
 void expect_superset(const TempIndex& index, const Model& model, const std::string& needle) {
     const auto query = trigram_query(needle);
-    std::unordered_set<std::int64_t> searched;
-    for (const auto& [file_id, chunks] : model) searched.insert(file_id);
+    std::vector<std::int64_t> searched;
+    for (const auto& [file_id, chunks] : model) searched.push_back(file_id);
     std::map<std::int64_t, ChunkRow> rows;
     for (const ChunkRow& row : matching_rows(index.db, query, searched)) {
         rows.emplace(row.rowid, row);
