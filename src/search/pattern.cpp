@@ -110,17 +110,25 @@ std::optional<Span> Pattern::Impl::next_span(std::string_view line, std::size_t 
 
 std::optional<std::size_t> Pattern::Impl::next_candidate(std::string_view text,
                                                          std::size_t from) const {
-    if (_line_by_line) return from;
-    if (_options.literal) {
-        const std::size_t at = text_find::find(text, *_options.literal, from);
+    if (_options.literal || _required) {
+        const std::size_t at = _options.literal
+                                   ? text_find::find(text, *_options.literal, from)
+                                   : text_find::find_ignoring_ascii_case(text, *_required, from);
         return at == text_find::NOT_FOUND ? std::nullopt : std::optional(at);
     }
+    if (_line_by_line) return from;
     const std::optional<Span> match = leftmost(_re(), text, from, 0);
     return match ? std::optional(match->start) : std::nullopt;
 }
 
-Pattern::Pattern(const std::vector<std::string>& patterns, PatternOptions options)
-    : _impl(std::make_shared<const Impl>(patterns, std::move(options))) {}
+Pattern::Pattern(const std::vector<std::string>& patterns, PatternOptions options) {
+    const bool has_literal = options.literal.has_value();
+    const auto impl = std::make_shared<Impl>(patterns, std::move(options));
+    _impl = impl;
+    if (!has_literal) impl->require(RequiredAtoms(*this).piece_of_every_match());
+}
+
+const std::optional<std::string>& Pattern::text_of_every_match() const { return _impl->required(); }
 
 std::optional<std::int64_t> Pattern::search(std::string_view line) const {
     const std::optional<Span> span = _impl->first_span(line);

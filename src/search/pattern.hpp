@@ -44,6 +44,11 @@ class Pattern {
     /// match counts unless it touches the one before it.
     std::vector<Span> spans(std::string_view line) const;
 
+    /// The longest text that every matching line is known to hold when its ASCII letters are
+    /// lower-cased: ASCII of three characters or more. None when there is no such text, or a
+    /// literal was given.
+    const std::optional<std::string>& text_of_every_match() const;
+
     class Impl;
 
   private:
@@ -67,7 +72,7 @@ class RequiredAtoms {
 
     /// The longest piece of an atom that every matching line holds; none when there is no such
     /// atom.
-    std::optional<std::string> text_of_every_match() const;
+    std::optional<std::string> piece_of_every_match() const;
 
   private:
     Pattern _pattern;

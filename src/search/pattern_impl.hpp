@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "search/pattern.hpp"
@@ -28,7 +29,13 @@ class Pattern::Impl {
     /// line can.
     std::optional<std::size_t> next_candidate(std::string_view text, std::size_t from) const;
     /// Whether what next_candidate gives is a match, which need not be looked for on its line.
-    bool candidates_match() const { return !_line_by_line && !_words && !_options.literal; }
+    bool candidates_match() const {
+        return !_line_by_line && !_words && !_options.literal && !_required;
+    }
+    /// Says what every matching line holds when its ASCII letters are lower-cased. Looking for that
+    /// is ten times as fast as looking for the pattern.
+    void require(std::optional<std::string> text) { _required = std::move(text); }
+    const std::optional<std::string>& required() const { return _required; }
 
     /// Tells, from the ids of the atoms that a line holds, whether it may match.
     const re2::FilteredRE2& filter() const { return _filter; }
@@ -40,6 +47,7 @@ class Pattern::Impl {
     const RE2& _re() const { return _filter.GetRE2(0); }
 
     PatternOptions _options;
+    std::optional<std::string> _required;
     bool _line_by_line;
     bool _folds_beyond_ascii;
     bool _words;

@@ -62,7 +62,7 @@ Query make_query(const QueryOptions& options) {
                                          .whole_lines = options.whole_lines,
                                          .literal = query.needle});
     if (query.needle) return query;
-    query.needle = RequiredAtoms(*query.pattern).text_of_every_match();
+    query.needle = query.pattern->text_of_every_match();
     if (query.needle) query.case_sensitive = false;
     return query;
 }

@@ -50,7 +50,7 @@ bool RequiredAtoms::may_match(const std::vector<int>& present) const {
     return !patterns.empty();
 }
 
-std::optional<std::string> RequiredAtoms::text_of_every_match() const {
+std::optional<std::string> RequiredAtoms::piece_of_every_match() const {
     std::optional<std::string> longest;
     for (std::size_t i = 0; i < std::min(_pieces.size(), MAX_ATOMS_TRIED); ++i) {
         std::vector<int> others(_pieces.size());

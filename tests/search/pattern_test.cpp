@@ -69,6 +69,19 @@ TEST(pattern, finds_in_many_lines_what_it_finds_line_by_line) {
     }
 }
 
+TEST(pattern, looks_at_no_line_without_its_required_text_and_misses_none) {
+    for (const char* pattern : {"aab", "[ab]aab?", "(AAB|b)aaa", "a{3}", "-aas", "(?i)aak.*b",
+                                "aa\\x{6b}", "^aab$", "(?s)aab.*-", "aab|aa-", "aab\\b"}) {
+        for (const PatternOptions& option :
+             std::vector<PatternOptions>{{}, {.case_sensitive = false}, {.words = true}}) {
+            const Pattern compiled({pattern}, option);
+            expect_alike(compiled, compiled, pattern);
+        }
+    }
+    EXPECT_EQ(Pattern({"[a-z]+_Probe_[0-9]"}, {}).text_of_every_match(), "_probe_");
+    EXPECT_EQ(Pattern({"foo|barbaz"}, {}).text_of_every_match(), std::nullopt);
+}
+
 TEST(pattern, a_known_literal_changes_no_answer) {
     for (const char* literal : {"a", "-", "ab", "", "\u00e9"}) {
         const Pattern plain({literal}, {.words = true});
