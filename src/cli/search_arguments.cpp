@@ -1,6 +1,10 @@
 #include "cli/search_arguments.hpp"
 
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
+#include <charconv>
+#include <limits>
 #include <stdexcept>
 
 namespace codetext::cli {
@@ -12,12 +16,37 @@ CLI::Option* add_single(CLI::Option* option) {
     return option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
 }
 
+/// A decimal number; -1 for any other text, a number out of range included.
+std::int64_t number_of(const std::string& text) {
+    std::int64_t number = 0;
+    const char* end = text.data() + text.size();
+    const auto [parsed, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && parsed == end && number >= 0 ? number : -1;
+}
+
+std::string number_fault(const std::string& text) {
+    if (number_of(text) >= 0) return "";
+    return fmt::format("\"{}\" is no number from 0 to {}", text,
+                       std::numeric_limits<std::int64_t>::max());
+}
+
 void add_number(CLI::App& command, const std::string& names, std::int64_t& value,
                 const std::string& description) {
-    const auto is_negative = [](const std::string& text) {
-        return text.starts_with('-') ? text + " is less than 0" : std::string();
+    const auto take = [&value](const std::string& text) { value = number_of(text); };
+    add_single(command.add_option_function<std::string>(names, take, description))
+        ->check(number_fault)
+        ->type_name("N");
+}
+
+void add_list(CLI::App& command, const std::string& names, std::vector<std::string>& values,
+              const std::string& type, const std::string& description) {
+    const auto fault = [type](const std::string& text) {
+        return text.empty() || text == "!" ? fmt::format("\"{}\" is no {}", text, type) : "";
     };
-    add_single(command.add_option(names, value, description))->check(is_negative)->type_name("N");
+    command.add_option(names, values, description)
+        ->allow_extra_args(false)
+        ->check(fault)
+        ->type_name(type);
 }
 
 void add_choice(CLI::App& command, const std::string& name, std::string& value,
@@ -41,12 +70,9 @@ void add_query_options(CLI::App& command, SearchArguments& arguments) {
                      "Ignore case unless the pattern has a capital");
     command.add_flag("-w,--word-regexp", arguments.words, "Match whole words only");
     command.add_flag("-x,--line-regexp", arguments.whole_lines, "Match whole lines only");
-    command.add_option("-g,--glob", arguments.globs, "Only files of this name; `!` excludes")
-        ->allow_extra_args(false)
-        ->type_name("GLOB");
-    command.add_option("-t,--type", arguments.languages, "Only files of this language")
-        ->allow_extra_args(false)
-        ->type_name("LANG");
+    add_list(command, "-g,--glob", arguments.globs, "GLOB",
+             "Only files of this name; `!` excludes");
+    add_list(command, "-t,--type", arguments.languages, "LANG", "Only files of this language");
     add_choice(command, "--source", arguments.source, {"auto", "index", "disk"},
                "Where text is read");
 }

@@ -76,6 +76,24 @@ TEST(index_command, knows_status_upgrade_and_verify) {
     EXPECT_EQ(run({"verify"}, repository.path()).status, 0) << "the next run completes it";
 }
 
+TEST(program, names_the_command_that_it_does_not_have) {
+    const TempFolder folder;
+    const struct {
+        Arguments arguments;
+        std::string error;
+    } CASES[] = {
+        {{"serach", "code", "x"}, "there is no command serach; known are index, search, status, "},
+        {{"--colour"}, "there is no command --colour; known are index, "},
+        {{}, "a command is missing; known are index, "},
+        {{"search", "cod", "x"}, "there is no command search cod; known are search code\n"},
+        {{"search"}, "a command is missing; known are search code\n"}};
+    for (const auto& [arguments, error] : CASES) {
+        const Outcome outcome = run(arguments, folder.path());
+        EXPECT_EQ(outcome.status, 2) << error;
+        EXPECT_THAT(outcome.errors, StartsWith("codetext: " + error));
+    }
+}
+
 TEST(index_command, refuses_clearly) {
     const TempFolder empty, blocked, no_database, newer, broken_git;
     empty.write("file", "");
