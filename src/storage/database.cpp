@@ -23,8 +23,11 @@ constexpr const char* READER_CACHE = "PRAGMA cache_size = 18";
 constexpr int SPINS = 200;
 
 [[noreturn]] void throw_error(sqlite3* db, std::string_view doing, std::string_view statement) {
-    throw DatabaseError(sqlite3_extended_errcode(db),
-                        fmt::format("{}: {}", doing, sqlite3_errmsg(db)), statement);
+    const char* path = sqlite3_db_filename(db, "main");
+    throw DatabaseError(
+        sqlite3_extended_errcode(db),
+        fmt::format("{}: {}: {}", path == nullptr ? "" : path, doing, sqlite3_errmsg(db)),
+        statement);
 }
 
 int column_of(std::size_t column, std::size_t size) {
