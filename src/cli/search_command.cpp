@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "cli/color.hpp"
+#include "cli/existing_index.hpp"
 #include "cli/json_output.hpp"
 #include "cli/output.hpp"
 #include "cli/search_arguments.hpp"
@@ -18,7 +19,6 @@
 #include "cli/text_output.hpp"
 #include "indexer/language.hpp"
 #include "search/search_run.hpp"
-#include "storage/schema.hpp"
 
 namespace codetext::cli {
 
@@ -109,15 +109,6 @@ TextFormat text_format(const SearchArguments& arguments, bool is_terminal) {
     format.each_match = arguments.vimgrep;
     if (use_color(arguments.color, is_terminal)) format.colors = ANSI;
     return format;
-}
-
-Database open_index(const std::filesystem::path& root) {
-    const std::filesystem::path path = schema::index_path(root);
-    if (!std::filesystem::exists(path)) {
-        throw std::invalid_argument(
-            fmt::format("no index at {}: run `codetext index` first", root.string()));
-    }
-    return schema::open_index(path, Access::READ_ONLY);
 }
 
 std::string stats_text(const SearchResult& result, std::int64_t elapsed_ns) {

@@ -7,13 +7,16 @@
 #include <string>
 
 #include "cli/existing_index.hpp"
+#include "cli/repository.hpp"
 #include "indexer/index_run.hpp"
 
 namespace codetext::cli {
 namespace {
 
 void run(const std::filesystem::path& path) {
-    const auto steps = indexer::upgrade_index(root_with_index(path));
+    const std::filesystem::path root = find_root(path);
+    check_index(root);
+    const auto steps = indexer::upgrade_index(root);
     for (const schema::UpgradeStep& step : steps) {
         fmt::print("{} to {}: {}\n", step.from, step.to, step.what);
     }

@@ -8,15 +8,14 @@
 #include <vector>
 
 #include "cli/existing_index.hpp"
+#include "cli/repository.hpp"
 #include "storage/chunk_store/verify.hpp"
-#include "storage/schema.hpp"
 
 namespace codetext::cli {
 namespace {
 
 int run(const std::filesystem::path& path) {
-    const std::filesystem::path root = root_with_index(path);
-    const Database db = schema::open_index(schema::index_path(root), Access::READ_ONLY);
+    const Database db = open_index(find_root(path));
     const std::vector<std::string> problems = chunk_store::verify(db);
     for (const std::string& problem : problems) fmt::print("{}\n", problem);
     if (problems.empty()) fmt::print("the index is whole\n");

@@ -71,10 +71,20 @@ void fill(Database& db, std::optional<chunk_store::Layout> layout) {
     transaction.commit();
 }
 
+bool is_index(const Database& db) {
+    constexpr std::string_view TABLES =
+        "SELECT count(*) FROM sqlite_master WHERE name IN ('meta', 'files')";
+    return db.fetchone("PRAGMA application_id")->integer(0) == APPLICATION_ID &&
+           db.fetchone(TABLES)->integer(0) == 2;
+}
+
+[[noreturn]] void refuse(const std::string& path, std::string_view fault) {
+    throw UnusableIndex(
+        fmt::format("{} is {}; move it away and run `codetext index`", path, fault));
+}
+
 void check_ours(const Database& db, const std::string& path) {
-    if (db.fetchone("PRAGMA application_id")->integer(0) != APPLICATION_ID || is_empty(db)) {
-        throw UnusableIndex(path + " is no codetext index; move it away and run `codetext index`");
-    }
+    if (!is_index(db)) refuse(path, "no codetext index, or a damaged one");
     const std::string found = version(db);
     if (rank(found) < 0) {
         throw UnusableIndex(fmt::format("{} has schema {}, and this codetext knows {} to {}", path,
@@ -86,12 +96,16 @@ void check_ours(const Database& db, const std::string& path) {
 template <typename Use>
 auto of_database(const std::filesystem::path& path, const Use& use) {
     constexpr int NOT_A_DATABASE = 26;  // SQLITE_NOTADB
+    std::error_code ignored;
+    const auto status = std::filesystem::status(path, ignored);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+        refuse(path.string(), "no file");
+    }
     try {
         return use();
     } catch (const DatabaseError& error) {
         if ((error.code() & 0xFF) != NOT_A_DATABASE) throw;
-        throw UnusableIndex(path.string() +
-                            " is no SQLite database; move it away and run `codetext index`");
+        refuse(path.string(), "no SQLite database");
     }
 }
 

@@ -95,10 +95,15 @@ TEST(program, names_the_command_that_it_does_not_have) {
 }
 
 TEST(index_command, refuses_clearly) {
-    const TempFolder empty, blocked, no_database, newer, broken_git;
+    const TempFolder empty, blocked, no_database, no_file, no_table, loop, newer, broken_git;
     empty.write("file", "");
     blocked.write(".codetext", "in the way");
     no_database.write(".codetext/index/code.db", std::string(5000, 'x'));
+    fs::create_directories(schema::index_path(no_file.path()));
+    ASSERT_EQ(run({"index"}, no_table.path()).status, 0);
+    tamper(no_table, "DROP TABLE meta");
+    fs::create_directory(loop.path() / ".codetext");
+    fs::create_symlink("index", loop.path() / ".codetext/index");
     ASSERT_EQ(run({"index"}, newer.path()).status, 0);
     tamper(newer, "UPDATE meta SET value = '9.0.0' WHERE key = 'schema_version'");
     broken_git.write(".git/HEAD", "nonsense");
@@ -109,10 +114,16 @@ TEST(index_command, refuses_clearly) {
     } CASES[] = {{empty, "index missing", "missing: No such file or directory"},
                  {empty, "index file", "file: Not a directory"},
                  {empty, "status,upgrade,verify", "run `codetext index` first"},
+                 {no_file, "index,status,upgrade,verify,search code x",
+                  no_file.path() / ".codetext/index/code.db is no file; move it away"},
+                 {no_table, "index,status,upgrade,verify,search code x",
+                  no_table.path() / ".codetext/index/code.db is no codetext index, or a damaged"},
                  {empty, "index --layout flat", "--layout"},
                  {empty, "index --jobs 0,index --jobs many", "--jobs"},
                  {blocked, "index", "cannot make"},
                  {no_database, "index,status", "is no SQLite database"},
+                 {loop, "status,upgrade,verify,search code x",
+                  "cannot read the index " + loop.path().string() + "/.codetext/index/code.db: "},
                  {newer, "index,status,upgrade,verify", "9.0.0"},
                  {broken_git, "index", "git cannot list the files of"}};
     for (const auto& [repository, commands, error] : CASES) {
