@@ -23,7 +23,9 @@ void check_index(const std::filesystem::path& root) {
 
 Database open_index(const std::filesystem::path& root) {
     check_index(root);
-    return schema::open_index(schema::index_path(root), Access::READ_ONLY);
+    Database db = schema::open_index(schema::index_path(root), Access::READ_ONLY);
+    schema::check_filled(db);
+    return db;
 }
 
 }  // namespace codetext::cli

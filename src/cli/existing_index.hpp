@@ -14,8 +14,8 @@ namespace codetext::cli {
 /// that this user cannot read.
 void check_index(const std::filesystem::path& root);
 
-/// Opens the index of the repository at `root` for reading. Throws as check_index and
-/// schema::open_index do.
+/// Opens the index of the repository at `root` for reading. Throws as check_index,
+/// schema::open_index and schema::check_filled do.
 Database open_index(const std::filesystem::path& root);
 
 }  // namespace codetext::cli

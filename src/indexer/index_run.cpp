@@ -143,6 +143,7 @@ IndexReport index_repository(const std::filesystem::path& root, const IndexOptio
     store.begin_changes(plan);
     read_files(db, store, layout, root, plan, options, report);
     store.commit();
+    schema::set_filled(db);
     if (store.has_written()) checkpoint(db);
     return report;
 }

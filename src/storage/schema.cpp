@@ -34,6 +34,9 @@ CREATE TABLE skipped_files(
     mtime_ns INTEGER NOT NULL) WITHOUT ROWID;
 )";
 
+/// In `meta` until the first run is done.
+constexpr std::string_view UNFILLED = "unfilled";
+
 /// Versions that this program knows, oldest first; PRAGMA user_version is the place in this list.
 constexpr std::array<std::string_view, 3> VERSIONS = {"3.0.0", "3.1.0", SCHEMA_VERSION};
 
@@ -68,6 +71,7 @@ void fill(Database& db, std::optional<chunk_store::Layout> layout) {
     if (layout) chunk_store::create_tables(db, *layout);
     db.execute_script(fmt::format("PRAGMA application_id = {}", APPLICATION_ID));
     set_version(db, SCHEMA_VERSION);
+    set_meta(db, UNFILLED, "1");
     transaction.commit();
 }
 
@@ -83,7 +87,13 @@ bool is_index(const Database& db) {
         fmt::format("{} is {}; move it away and run `codetext index`", path, fault));
 }
 
+[[noreturn]] void refuse_unfilled(const std::string& path) {
+    throw UnusableIndex("no run of `codetext index` has finished on " + path +
+                        ": run it, or wait for the one that is going on");
+}
+
 void check_ours(const Database& db, const std::string& path) {
+    if (is_empty(db)) refuse_unfilled(path);
     if (!is_index(db)) refuse(path, "no codetext index, or a damaged one");
     const std::string found = version(db);
     if (rank(found) < 0) {
@@ -156,6 +166,16 @@ Database open_or_create_index(const std::filesystem::path& root,
         fill(db, layout ? layout : chunk_store::default_layout());
     });
     return open_any_version(path, Access::READ_WRITE);
+}
+
+void check_filled(const Database& db) {
+    if (meta(db, UNFILLED) && !db.fetchone("SELECT 1 FROM files LIMIT 1")) {
+        refuse_unfilled(db.db_path());
+    }
+}
+
+void set_filled(Database& db) {
+    if (meta(db, UNFILLED)) db.execute("DELETE FROM meta WHERE key = ?", {UNFILLED});
 }
 
 std::vector<UpgradeStep> upgrade(Database& db) {

@@ -53,6 +53,16 @@ TEST(index_command, reports_what_it_leaves_out_and_succeeds) {
                       HasSubstr("codetext: left out, its path is no UTF-8: caf\uFFFD\n")));
 }
 
+TEST(index_command, tells_a_repository_without_files_from_a_run_that_failed) {
+    TempFolder repository;
+    repository.write(".git/HEAD", "nonsense");
+    EXPECT_EQ(run({"index"}, repository.path()).status, 2);
+    EXPECT_EQ(run({"search", "code", "x"}, repository.path()).status, 2);
+    fs::remove_all(repository.path() / ".git");
+    EXPECT_EQ(run({"index"}, repository.path()).status, 0);
+    EXPECT_EQ(run({"search", "code", "x"}, repository.path()).status, 1);
+}
+
 TEST(index_command, knows_status_upgrade_and_verify) {
     TempFolder repository;
     repository.write("a.c", "a\n");
@@ -95,7 +105,7 @@ TEST(program, names_the_command_that_it_does_not_have) {
 }
 
 TEST(index_command, refuses_clearly) {
-    const TempFolder empty, blocked, no_database, no_file, no_table, loop, newer, broken_git;
+    const TempFolder empty, blocked, no_database, no_file, no_table, loop, newer, broken_git, blank;
     empty.write("file", "");
     blocked.write(".codetext", "in the way");
     no_database.write(".codetext/index/code.db", std::string(5000, 'x'));
@@ -107,6 +117,7 @@ TEST(index_command, refuses_clearly) {
     ASSERT_EQ(run({"index"}, newer.path()).status, 0);
     tamper(newer, "UPDATE meta SET value = '9.0.0' WHERE key = 'schema_version'");
     broken_git.write(".git/HEAD", "nonsense");
+    blank.write(".codetext/index/code.db", "");
 
     const struct {
         const TempFolder& repository;
@@ -125,7 +136,9 @@ TEST(index_command, refuses_clearly) {
                  {loop, "status,upgrade,verify,search code x",
                   "cannot read the index " + loop.path().string() + "/.codetext/index/code.db: "},
                  {newer, "index,status,upgrade,verify", "9.0.0"},
-                 {broken_git, "index", "git cannot list the files of"}};
+                 {broken_git, "index", "git cannot list the files of"},
+                 {broken_git, "status,verify,search code x", "no run of `codetext index` has"},
+                 {blank, "status,upgrade,verify,search code x", "no run of `codetext index` has"}};
     for (const auto& [repository, commands, error] : CASES) {
         for (const std::string& command : reference::words(commands, ',')) {
             const Outcome outcome = run(reference::words(command), repository.path());
