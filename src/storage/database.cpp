@@ -255,19 +255,20 @@ class Database::Connection {
         std::error_code error;
         const std::uintmax_t size = std::filesystem::file_size(log, error);
         if (error == std::errc::no_such_file_or_directory || (!error && size == 0)) return;
-        throw DatabaseError(
-            SQLITE_CANTOPEN,
-            fmt::format(
-                "cannot read {}: it has a log that only a user who may write there can read",
-                path.string()),
-            "");
+        throw DatabaseError(SQLITE_CANTOPEN,
+                            fmt::format("cannot read {}: it has a log, which takes a user who may "
+                                        "write there, and room on the disk, to read",
+                                        path.string()),
+                            "");
     }
 
-    // A reader makes the files beside a WAL database, and one who may not write there cannot.
+    // A reader makes the files beside a WAL database, and one who may not write there, or has no
+    // room on the disk, cannot.
     bool needs_immutable() const {
         const int result =
             sqlite3_exec(_db, "SELECT 1 FROM sqlite_master LIMIT 1", nullptr, nullptr, nullptr);
-        return (result & 0xFF) == SQLITE_READONLY || (result & 0xFF) == SQLITE_CANTOPEN;
+        return (result & 0xFF) == SQLITE_READONLY || (result & 0xFF) == SQLITE_CANTOPEN ||
+               result == SQLITE_IOERR_SHMOPEN || result == SQLITE_IOERR_SHMSIZE;
     }
 
     sqlite3* _db = nullptr;

@@ -52,7 +52,9 @@ void make_directories(const std::filesystem::path& root) {
     const std::filesystem::path directory = root / INDEX_DIRECTORY;
     std::filesystem::create_directories(index_path(root).parent_path());
     const std::filesystem::path ignore = directory / ".gitignore";
-    if (std::filesystem::exists(ignore)) return;
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(ignore, error);
+    if (!error && size > 0) return;  // a full disk may have left a blank one
     std::ofstream stream(ignore);
     stream << "*\n" << std::flush;
     if (!stream) {
