@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <random>
+
 #include "cli/program.hpp"
 #include "storage/schema.hpp"
 #include "utils/reference.hpp"
@@ -61,6 +63,47 @@ TEST(index_command, tells_a_repository_without_files_from_a_run_that_failed) {
     fs::remove_all(repository.path() / ".git");
     EXPECT_EQ(run({"index"}, repository.path()).status, 0);
     EXPECT_EQ(run({"search", "code", "x"}, repository.path()).status, 1);
+}
+
+/// Runs codetext where no file can grow beyond `bytes`, which stands for a full disk.
+Outcome run_limited(std::uintmax_t bytes, const std::string& command, const fs::path& cwd) {
+    return run_command({"sh", "-c",
+                        "trap '' XFSZ; exec prlimit --fsize=" + std::to_string(bytes) + " '" +
+                            CODETEXT_PROGRAM + "' " + command},
+                       cwd);
+}
+
+/// Text that is hard to compress, with `word` at its end.
+std::string text_of(int numbers, const std::string& word) {
+    std::mt19937 random(1);
+    std::string text;
+    for (int i = 0; i < numbers; ++i) text += std::to_string(random()) + "\n";
+    return text + word + "\n";
+}
+
+TEST(index_command, loses_nothing_where_the_disk_is_full) {
+    TempFolder repository;
+    const fs::path root = repository.path(), path = schema::index_path(root);
+    repository.write("first.txt", text_of(100'000, "first"));
+    Outcome outcome = run_limited(20'000, "index", root);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.errors, HasSubstr(path));
+    EXPECT_EQ(run({"search", "code", "first"}, root).status, 2);
+
+    ASSERT_EQ(run({"index"}, root).status, 0);
+    const std::uintmax_t size = fs::file_size(path);
+    EXPECT_EQ(run_limited(0, "search code first", root).output, "first.txt:100001:first\n");
+    repository.write("second.txt", text_of(20'000, "second"));
+    EXPECT_EQ(run_limited(0, "index", root).status, 2);
+    EXPECT_EQ(run({"verify"}, root).status, 0);
+    outcome = run_limited(size, "index", root);
+    EXPECT_EQ(outcome.status, 0) << "it has room for the log and none for the database";
+    EXPECT_THAT(outcome.errors, HasSubstr("all is stored, but stays in the log"));
+    EXPECT_EQ(run({"search", "code", "second"}, root).output, "second.txt:20001:second\n");
+
+    EXPECT_EQ(run({"index"}, root).errors, "");
+    EXPECT_GT(fs::file_size(path), size);
+    EXPECT_EQ(run({"verify"}, root).status, 0);
 }
 
 TEST(index_command, knows_status_upgrade_and_verify) {
