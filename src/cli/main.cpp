@@ -62,6 +62,9 @@ int run(int argc, char** argv) {
     codetext::cli::add_status_command(app, exit_status);
     codetext::cli::add_upgrade_command(app, exit_status);
     codetext::cli::add_verify_command(app, exit_status);
+    app.footer(
+        "`codetext index`, anywhere in a repository, comes first; `codetext search code PATTERN` "
+        "then\nsearches it. `codetext search code --help` tells the options.");
     try {
         app.parse(argc, argv);
     } catch (const CLI::RequiredError&) {

@@ -191,7 +191,7 @@ class SearchCommand {
 }  // namespace
 
 void add_search_command(CLI::App& app, int& exit_status) {
-    CLI::App* search = app.add_subcommand("search", "Search the index");
+    CLI::App* search = app.add_subcommand("search", "Search the index: `search code`");
     search->require_subcommand(1);
     CLI::App* code = search->add_subcommand("code", "Search the text of the repository's files");
     auto arguments = std::make_shared<SearchArguments>();

@@ -50,7 +50,7 @@ void run(const std::filesystem::path& path) {
 void add_status_command(CLI::App& app, int& exit_status) {
     auto path = std::make_shared<std::string>(".");
     CLI::App* command = app.add_subcommand("status", "Say what the index holds");
-    command->add_option("PATH", *path, "A directory of the repository (default: .)");
+    command->add_option("PATH", *path, "A directory of the repository (default: .)")->type_name("");
     command->callback([path, &exit_status] {
         run(*path);
         exit_status = 0;

@@ -26,8 +26,9 @@ int run(const std::filesystem::path& path) {
 
 void add_verify_command(CLI::App& app, int& exit_status) {
     auto path = std::make_shared<std::string>(".");
-    CLI::App* command = app.add_subcommand("verify", "Check that the index is whole");
-    command->add_option("PATH", *path, "A directory of the repository (default: .)");
+    CLI::App* command =
+        app.add_subcommand("verify", "Check that the index is undamaged (exit status 1 if not)");
+    command->add_option("PATH", *path, "A directory of the repository (default: .)")->type_name("");
     command->callback([path, &exit_status] { exit_status = run(*path); });
 }
 
