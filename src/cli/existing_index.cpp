@@ -1,19 +1,31 @@
 #include "cli/existing_index.hpp"
 
-#include <stdexcept>
+#include <fmt/format.h>
+#include <unistd.h>
 
-#include "cli/repository.hpp"
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
+
 #include "storage/schema.hpp"
 
 namespace codetext::cli {
 
-std::filesystem::path root_with_index(const std::filesystem::path& path) {
-    std::filesystem::path root = find_root(path);
-    if (!std::filesystem::exists(schema::index_path(root))) {
-        throw std::runtime_error("no index at " + schema::index_path(root).string() +
-                                 ": run `codetext index` first");
+void check_index(const std::filesystem::path& root) {
+    const std::string path = schema::index_path(root);
+    if (::access(path.c_str(), R_OK) == 0) return;
+    if (errno == ENOENT || errno == ENOTDIR) {
+        throw std::runtime_error(fmt::format("no index at {}: run `codetext index` first", path));
     }
-    return root;
+    throw std::runtime_error(fmt::format("cannot read the index {}: {}; run as a user who can",
+                                         path, std::generic_category().message(errno)));
+}
+
+Database open_index(const std::filesystem::path& root) {
+    check_index(root);
+    Database db = schema::open_index(schema::index_path(root), Access::READ_ONLY);
+    schema::check_filled(db);
+    return db;
 }
 
 }  // namespace codetext::cli

@@ -2,15 +2,20 @@
 
 // The index that a command works on when it does not make one.
 //
-//   const std::filesystem::path root = root_with_index(".");
-//   const Database db = schema::open_index(schema::index_path(root), Access::READ_ONLY);
+//   const Database db = open_index(find_root("."));
 
 #include <filesystem>
 
+#include "storage/database.hpp"
+
 namespace codetext::cli {
 
-/// find_root(path), which must have an index. Throws std::runtime_error, naming the command that
-/// makes one, when it has none, and as find_root does.
-std::filesystem::path root_with_index(const std::filesystem::path& path);
+/// Throws std::runtime_error, saying what to do, when the repository at `root` has no index or one
+/// that this user cannot read.
+void check_index(const std::filesystem::path& root);
+
+/// Opens the index of the repository at `root` for reading. Throws as check_index,
+/// schema::open_index and schema::check_filled do.
+Database open_index(const std::filesystem::path& root);
 
 }  // namespace codetext::cli

@@ -98,13 +98,22 @@ void run(const Arguments& arguments) {
 void add_index_command(CLI::App& app, int& exit_status) {
     constexpr unsigned MAX_JOBS = 256;
     auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = app.add_subcommand("index", "Make or refresh the index of a repository");
-    command->add_option("PATH", arguments->path, "A directory of the repository (default: .)");
-    command->add_option("--layout", arguments->layout, "How a new index keeps its chunks")
+    CLI::App* command = app.add_subcommand(
+        "index", "Make the index of a repository, or bring it up to date with its files");
+    command->add_option("PATH", arguments->path, "A directory of the repository (default: .)")
+        ->type_name("");
+    command
+        ->add_option("--layout", arguments->layout,
+                     "How a new index keeps the text (default: compressed, from SQLite 3.43)")
         ->check(CLI::IsMember({std::string(chunk_store::COMPRESSED.name),
-                               std::string(chunk_store::CODE_CHUNKS.name)}));
-    command->add_option("--jobs", arguments->jobs, "Threads that read files (default: one a core)")
-        ->check(CLI::Range(1U, MAX_JOBS));
+                               std::string(chunk_store::CODE_CHUNKS.name)}))
+        ->option_text("compressed|code_chunks");
+    command
+        ->add_option(
+            "--jobs", arguments->jobs,
+            fmt::format("Threads that read files, 1 to {} (default: one a core)", MAX_JOBS))
+        ->check(CLI::Range(1U, MAX_JOBS))
+        ->option_text("N");
     command->callback([arguments, &exit_status] {
         run(*arguments);
         exit_status = 0;

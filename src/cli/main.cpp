@@ -1,6 +1,8 @@
 // The program: reads the command line, runs the one command that it names, and turns whatever goes
 // wrong into a message and exit status 2.
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <malloc.h>
 
 #include <CLI/CLI.hpp>
@@ -8,7 +10,9 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <string>
 #include <system_error>
+#include <vector>
 
 #include "cli/index_command.hpp"
 #include "cli/output.hpp"
@@ -30,6 +34,24 @@ void keep_freed_memory() {
     ::mallopt(M_TRIM_THRESHOLD, KEPT_BYTES);
 }
 
+/// Names the command that the user misspelt, if any, and those that there are in its place.
+std::string no_such_command(const CLI::App& app) {
+    const CLI::App* command = &app;
+    std::string above;
+    while (!command->get_subcommands().empty()) {
+        command = command->get_subcommands().front();
+        above += command->get_name() + ' ';
+    }
+    std::vector<std::string> known;
+    for (const CLI::App* one : command->get_subcommands(nullptr)) {
+        known.push_back(above + one->get_name());
+    }
+    const std::vector<std::string> given = command->remaining();
+    const std::string fault =
+        given.empty() ? "a command is missing" : "there is no command " + above + given.front();
+    return fmt::format("{}; known are {}", fault, fmt::join(known, ", "));
+}
+
 int run(int argc, char** argv) {
     int exit_status = 0;
     CLI::App app("Keeps the text of a repository in an index and searches it.", "codetext");
@@ -40,8 +62,14 @@ int run(int argc, char** argv) {
     codetext::cli::add_status_command(app, exit_status);
     codetext::cli::add_upgrade_command(app, exit_status);
     codetext::cli::add_verify_command(app, exit_status);
+    app.footer(
+        "`codetext index`, anywhere in a repository, comes first; `codetext search code PATTERN` "
+        "then\nsearches it. `codetext search code --help` tells the options.");
     try {
         app.parse(argc, argv);
+    } catch (const CLI::RequiredError&) {
+        codetext::cli::report(no_such_command(app));
+        return FAILURE;
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app.exit(error);
         codetext::cli::report(error.what());

@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "cli/color.hpp"
+#include "cli/existing_index.hpp"
 #include "cli/json_output.hpp"
 #include "cli/output.hpp"
 #include "cli/search_arguments.hpp"
@@ -18,7 +19,6 @@
 #include "cli/text_output.hpp"
 #include "indexer/language.hpp"
 #include "search/search_run.hpp"
-#include "storage/schema.hpp"
 
 namespace codetext::cli {
 
@@ -111,15 +111,6 @@ TextFormat text_format(const SearchArguments& arguments, bool is_terminal) {
     return format;
 }
 
-Database open_index(const std::filesystem::path& root) {
-    const std::filesystem::path path = schema::index_path(root);
-    if (!std::filesystem::exists(path)) {
-        throw std::invalid_argument(
-            fmt::format("no index at {}: run `codetext index` first", root.string()));
-    }
-    return schema::open_index(path, Access::READ_ONLY);
-}
-
 std::string stats_text(const SearchResult& result, std::int64_t elapsed_ns) {
     const search::Stats& stats = result.stats;
     return fmt::format(
@@ -200,7 +191,7 @@ class SearchCommand {
 }  // namespace
 
 void add_search_command(CLI::App& app, int& exit_status) {
-    CLI::App* search = app.add_subcommand("search", "Search the index");
+    CLI::App* search = app.add_subcommand("search", "Search the index: `search code`");
     search->require_subcommand(1);
     CLI::App* code = search->add_subcommand("code", "Search the text of the repository's files");
     auto arguments = std::make_shared<SearchArguments>();

@@ -9,8 +9,8 @@
 #include <string>
 
 #include "cli/existing_index.hpp"
+#include "cli/repository.hpp"
 #include "indexer/status.hpp"
-#include "storage/schema.hpp"
 
 namespace codetext::cli {
 namespace {
@@ -30,8 +30,7 @@ std::string readable_bytes(std::int64_t bytes) {
 }
 
 void run(const std::filesystem::path& path) {
-    const std::filesystem::path root = root_with_index(path);
-    const Database db = schema::open_index(schema::index_path(root), Access::READ_ONLY);
+    const Database db = open_index(find_root(path));
     const indexer::IndexStatus status = indexer::index_status(db);
     fmt::print("index           {}\n", db.db_path().string());
     fmt::print("schema          {}\n", status.schema_version);
@@ -51,7 +50,7 @@ void run(const std::filesystem::path& path) {
 void add_status_command(CLI::App& app, int& exit_status) {
     auto path = std::make_shared<std::string>(".");
     CLI::App* command = app.add_subcommand("status", "Say what the index holds");
-    command->add_option("PATH", *path, "A directory of the repository (default: .)");
+    command->add_option("PATH", *path, "A directory of the repository (default: .)")->type_name("");
     command->callback([path, &exit_status] {
         run(*path);
         exit_status = 0;

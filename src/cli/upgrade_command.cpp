@@ -7,13 +7,16 @@
 #include <string>
 
 #include "cli/existing_index.hpp"
+#include "cli/repository.hpp"
 #include "indexer/index_run.hpp"
 
 namespace codetext::cli {
 namespace {
 
 void run(const std::filesystem::path& path) {
-    const auto steps = indexer::upgrade_index(root_with_index(path));
+    const std::filesystem::path root = find_root(path);
+    check_index(root);
+    const auto steps = indexer::upgrade_index(root);
     for (const schema::UpgradeStep& step : steps) {
         fmt::print("{} to {}: {}\n", step.from, step.to, step.what);
     }
@@ -24,8 +27,9 @@ void run(const std::filesystem::path& path) {
 
 void add_upgrade_command(CLI::App& app, int& exit_status) {
     auto path = std::make_shared<std::string>(".");
-    CLI::App* command = app.add_subcommand("upgrade", "Bring an older index up to date");
-    command->add_option("PATH", *path, "A directory of the repository (default: .)");
+    CLI::App* command = app.add_subcommand(
+        "upgrade", "Bring the index of an older codetext to today's format, as `index` does too");
+    command->add_option("PATH", *path, "A directory of the repository (default: .)")->type_name("");
     command->callback([path, &exit_status] {
         run(*path);
         exit_status = 0;

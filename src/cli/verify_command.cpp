@@ -8,15 +8,14 @@
 #include <vector>
 
 #include "cli/existing_index.hpp"
+#include "cli/repository.hpp"
 #include "storage/chunk_store/verify.hpp"
-#include "storage/schema.hpp"
 
 namespace codetext::cli {
 namespace {
 
 int run(const std::filesystem::path& path) {
-    const std::filesystem::path root = root_with_index(path);
-    const Database db = schema::open_index(schema::index_path(root), Access::READ_ONLY);
+    const Database db = open_index(find_root(path));
     const std::vector<std::string> problems = chunk_store::verify(db);
     for (const std::string& problem : problems) fmt::print("{}\n", problem);
     if (problems.empty()) fmt::print("the index is whole\n");
@@ -27,8 +26,9 @@ int run(const std::filesystem::path& path) {
 
 void add_verify_command(CLI::App& app, int& exit_status) {
     auto path = std::make_shared<std::string>(".");
-    CLI::App* command = app.add_subcommand("verify", "Check that the index is whole");
-    command->add_option("PATH", *path, "A directory of the repository (default: .)");
+    CLI::App* command =
+        app.add_subcommand("verify", "Check that the index is undamaged (exit status 1 if not)");
+    command->add_option("PATH", *path, "A directory of the repository (default: .)")->type_name("");
     command->callback([path, &exit_status] { exit_status = run(*path); });
 }
 

@@ -121,10 +121,19 @@ void read_files(Database& db, IndexStore& store, chunk_store::Layout layout,
 }
 
 /// Moves the log into the database file, which searches then read alone. Searches that still read
-/// the log put that off to the next run.
-void checkpoint(Database& db) {
+/// the log put that off to the next run, and so does a full disk, which is what is returned then:
+/// whatever is in the log is committed.
+std::optional<std::string> checkpoint(Database& db) {
+    constexpr int FULL = 13, WRITE_ERROR = 778;  // SQLITE_FULL, SQLITE_IOERR_WRITE
     db.set_busy_timeout(CHECKPOINT_WAIT_MS);
-    db.fetchone("PRAGMA wal_checkpoint(TRUNCATE)");
+    try {
+        db.fetchone("PRAGMA wal_checkpoint(TRUNCATE)");
+        return std::nullopt;
+    } catch (const DatabaseError& error) {
+        if (error.code() != FULL && error.code() != WRITE_ERROR) throw;
+        return fmt::format("all is stored, but stays in the log until a later run: {}",
+                           error.what());
+    }
 }
 
 }  // namespace
@@ -143,7 +152,9 @@ IndexReport index_repository(const std::filesystem::path& root, const IndexOptio
     store.begin_changes(plan);
     read_files(db, store, layout, root, plan, options, report);
     store.commit();
-    if (store.has_written()) checkpoint(db);
+    schema::set_filled(db);
+    if (!store.has_written()) return report;
+    if (auto warning = checkpoint(db)) report.warnings.push_back(std::move(*warning));
     return report;
 }
 
@@ -151,7 +162,8 @@ std::vector<schema::UpgradeStep> upgrade_index(const std::filesystem::path& root
     const IndexLock lock(root);
     Database db = schema::open_any_version(schema::index_path(root), Access::READ_WRITE);
     std::vector<schema::UpgradeStep> steps = upgrade_if_older(db);
-    if (!steps.empty()) checkpoint(db);
+    if (steps.empty()) return steps;
+    if (const auto warning = checkpoint(db)) steps.back().what += "; " + *warning;
     return steps;
 }
 

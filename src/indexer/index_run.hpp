@@ -38,7 +38,7 @@ struct IndexReport {
     std::int64_t kept_on_disk = 0;           ///< files of the index whose text stays on disk
     std::int64_t binary_files = 0;           ///< binary files of the repository; not in the index
     std::vector<UnreadableFile> unreadable;  ///< not in the index, tried again by the next run
-    std::vector<std::string> warnings;       ///< what else was left out, a line each
+    std::vector<std::string> warnings;       ///< what else was left out or put off, a line each
     std::vector<schema::UpgradeStep> upgrade_steps;
 };
 

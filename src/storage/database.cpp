@@ -23,8 +23,11 @@ constexpr const char* READER_CACHE = "PRAGMA cache_size = 18";
 constexpr int SPINS = 200;
 
 [[noreturn]] void throw_error(sqlite3* db, std::string_view doing, std::string_view statement) {
-    throw DatabaseError(sqlite3_extended_errcode(db),
-                        fmt::format("{}: {}", doing, sqlite3_errmsg(db)), statement);
+    const char* path = sqlite3_db_filename(db, "main");
+    throw DatabaseError(
+        sqlite3_extended_errcode(db),
+        fmt::format("{}: {}: {}", path == nullptr ? "" : path, doing, sqlite3_errmsg(db)),
+        statement);
 }
 
 int column_of(std::size_t column, std::size_t size) {
@@ -252,19 +255,20 @@ class Database::Connection {
         std::error_code error;
         const std::uintmax_t size = std::filesystem::file_size(log, error);
         if (error == std::errc::no_such_file_or_directory || (!error && size == 0)) return;
-        throw DatabaseError(
-            SQLITE_CANTOPEN,
-            fmt::format(
-                "cannot read {}: it has a log that only a user who may write there can read",
-                path.string()),
-            "");
+        throw DatabaseError(SQLITE_CANTOPEN,
+                            fmt::format("cannot read {}: it has a log, which takes a user who may "
+                                        "write there, and room on the disk, to read",
+                                        path.string()),
+                            "");
     }
 
-    // A reader makes the files beside a WAL database, and one who may not write there cannot.
+    // A reader makes the files beside a WAL database, and one who may not write there, or has no
+    // room on the disk, cannot.
     bool needs_immutable() const {
         const int result =
             sqlite3_exec(_db, "SELECT 1 FROM sqlite_master LIMIT 1", nullptr, nullptr, nullptr);
-        return (result & 0xFF) == SQLITE_READONLY || (result & 0xFF) == SQLITE_CANTOPEN;
+        return (result & 0xFF) == SQLITE_READONLY || (result & 0xFF) == SQLITE_CANTOPEN ||
+               result == SQLITE_IOERR_SHMOPEN || result == SQLITE_IOERR_SHMSIZE;
     }
 
     sqlite3* _db = nullptr;

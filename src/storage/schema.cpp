@@ -34,6 +34,9 @@ CREATE TABLE skipped_files(
     mtime_ns INTEGER NOT NULL) WITHOUT ROWID;
 )";
 
+/// In `meta` until the first run is done.
+constexpr std::string_view UNFILLED = "unfilled";
+
 /// Versions that this program knows, oldest first; PRAGMA user_version is the place in this list.
 constexpr std::array<std::string_view, 3> VERSIONS = {"3.0.0", "3.1.0", SCHEMA_VERSION};
 
@@ -49,7 +52,9 @@ void make_directories(const std::filesystem::path& root) {
     const std::filesystem::path directory = root / INDEX_DIRECTORY;
     std::filesystem::create_directories(index_path(root).parent_path());
     const std::filesystem::path ignore = directory / ".gitignore";
-    if (std::filesystem::exists(ignore)) return;
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(ignore, error);
+    if (!error && size > 0) return;  // a full disk may have left a blank one
     std::ofstream stream(ignore);
     stream << "*\n" << std::flush;
     if (!stream) {
@@ -68,13 +73,30 @@ void fill(Database& db, std::optional<chunk_store::Layout> layout) {
     if (layout) chunk_store::create_tables(db, *layout);
     db.execute_script(fmt::format("PRAGMA application_id = {}", APPLICATION_ID));
     set_version(db, SCHEMA_VERSION);
+    set_meta(db, UNFILLED, "1");
     transaction.commit();
 }
 
+bool is_index(const Database& db) {
+    constexpr std::string_view TABLES =
+        "SELECT count(*) FROM sqlite_master WHERE name IN ('meta', 'files')";
+    return db.fetchone("PRAGMA application_id")->integer(0) == APPLICATION_ID &&
+           db.fetchone(TABLES)->integer(0) == 2;
+}
+
+[[noreturn]] void refuse(const std::string& path, std::string_view fault) {
+    throw UnusableIndex(
+        fmt::format("{} is {}; move it away and run `codetext index`", path, fault));
+}
+
+[[noreturn]] void refuse_unfilled(const std::string& path) {
+    throw UnusableIndex("no run of `codetext index` has finished on " + path +
+                        ": run it, or wait for the one that is going on");
+}
+
 void check_ours(const Database& db, const std::string& path) {
-    if (db.fetchone("PRAGMA application_id")->integer(0) != APPLICATION_ID || is_empty(db)) {
-        throw UnusableIndex(path + " is no codetext index; move it away and run `codetext index`");
-    }
+    if (is_empty(db)) refuse_unfilled(path);
+    if (!is_index(db)) refuse(path, "no codetext index, or a damaged one");
     const std::string found = version(db);
     if (rank(found) < 0) {
         throw UnusableIndex(fmt::format("{} has schema {}, and this codetext knows {} to {}", path,
@@ -86,12 +108,16 @@ void check_ours(const Database& db, const std::string& path) {
 template <typename Use>
 auto of_database(const std::filesystem::path& path, const Use& use) {
     constexpr int NOT_A_DATABASE = 26;  // SQLITE_NOTADB
+    std::error_code ignored;
+    const auto status = std::filesystem::status(path, ignored);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+        refuse(path.string(), "no file");
+    }
     try {
         return use();
     } catch (const DatabaseError& error) {
         if ((error.code() & 0xFF) != NOT_A_DATABASE) throw;
-        throw UnusableIndex(path.string() +
-                            " is no SQLite database; move it away and run `codetext index`");
+        refuse(path.string(), "no SQLite database");
     }
 }
 
@@ -142,6 +168,16 @@ Database open_or_create_index(const std::filesystem::path& root,
         fill(db, layout ? layout : chunk_store::default_layout());
     });
     return open_any_version(path, Access::READ_WRITE);
+}
+
+void check_filled(const Database& db) {
+    if (meta(db, UNFILLED) && !db.fetchone("SELECT 1 FROM files LIMIT 1")) {
+        refuse_unfilled(db.db_path());
+    }
+}
+
+void set_filled(Database& db) {
+    if (meta(db, UNFILLED)) db.execute("DELETE FROM meta WHERE key = ?", {UNFILLED});
 }
 
 std::vector<UpgradeStep> upgrade(Database& db) {

@@ -54,6 +54,12 @@ Database open_or_create_index(const std::filesystem::path& root,
 /// The index's schema version, for example "3.2.0".
 std::string version(const Database& db);
 
+/// Throws UnusableIndex for an index that no run has finished and that holds no file: that a search
+/// finds nothing there tells nothing.
+void check_filled(const Database& db);
+/// Says, at the end of a run, that one has finished. Writes nothing when the index says so already.
+void set_filled(Database& db);
+
 /// One step that an upgrade has taken.
 struct UpgradeStep {
     std::string from, to;

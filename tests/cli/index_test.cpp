@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <random>
+
 #include "cli/program.hpp"
 #include "storage/schema.hpp"
 #include "utils/reference.hpp"
@@ -53,6 +55,57 @@ TEST(index_command, reports_what_it_leaves_out_and_succeeds) {
                       HasSubstr("codetext: left out, its path is no UTF-8: caf\uFFFD\n")));
 }
 
+TEST(index_command, tells_a_repository_without_files_from_a_run_that_failed) {
+    TempFolder repository;
+    repository.write(".git/HEAD", "nonsense");
+    EXPECT_EQ(run({"index"}, repository.path()).status, 2);
+    EXPECT_EQ(run({"search", "code", "x"}, repository.path()).status, 2);
+    fs::remove_all(repository.path() / ".git");
+    EXPECT_EQ(run({"index"}, repository.path()).status, 0);
+    EXPECT_EQ(run({"search", "code", "x"}, repository.path()).status, 1);
+}
+
+/// Runs codetext where no file can grow beyond `bytes`, which stands for a full disk.
+Outcome run_limited(std::uintmax_t bytes, const std::string& command, const fs::path& cwd) {
+    return run_command({"sh", "-c",
+                        "trap '' XFSZ; exec prlimit --fsize=" + std::to_string(bytes) + " '" +
+                            CODETEXT_PROGRAM + "' " + command},
+                       cwd);
+}
+
+/// Text that is hard to compress, with `word` at its end.
+std::string text_of(int numbers, const std::string& word) {
+    std::mt19937 random(1);
+    std::string text;
+    for (int i = 0; i < numbers; ++i) text += std::to_string(random()) + "\n";
+    return text + word + "\n";
+}
+
+TEST(index_command, loses_nothing_where_the_disk_is_full) {
+    TempFolder repository;
+    const fs::path root = repository.path(), path = schema::index_path(root);
+    repository.write("first.txt", text_of(100'000, "first"));
+    Outcome outcome = run_limited(20'000, "index", root);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.errors, HasSubstr(path));
+    EXPECT_EQ(run({"search", "code", "first"}, root).status, 2);
+
+    ASSERT_EQ(run({"index"}, root).status, 0);
+    const std::uintmax_t size = fs::file_size(path);
+    EXPECT_EQ(run_limited(0, "search code first", root).output, "first.txt:100001:first\n");
+    repository.write("second.txt", text_of(20'000, "second"));
+    EXPECT_EQ(run_limited(0, "index", root).status, 2);
+    EXPECT_EQ(run({"verify"}, root).status, 0);
+    outcome = run_limited(size, "index", root);
+    EXPECT_EQ(outcome.status, 0) << "it has room for the log and none for the database";
+    EXPECT_THAT(outcome.errors, HasSubstr("all is stored, but stays in the log"));
+    EXPECT_EQ(run({"search", "code", "second"}, root).output, "second.txt:20001:second\n");
+
+    EXPECT_EQ(run({"index"}, root).errors, "");
+    EXPECT_GT(fs::file_size(path), size);
+    EXPECT_EQ(run({"verify"}, root).status, 0);
+}
+
 TEST(index_command, knows_status_upgrade_and_verify) {
     TempFolder repository;
     repository.write("a.c", "a\n");
@@ -76,14 +129,38 @@ TEST(index_command, knows_status_upgrade_and_verify) {
     EXPECT_EQ(run({"verify"}, repository.path()).status, 0) << "the next run completes it";
 }
 
+TEST(program, names_the_command_that_it_does_not_have) {
+    const TempFolder folder;
+    const struct {
+        Arguments arguments;
+        std::string error;
+    } CASES[] = {
+        {{"serach", "code", "x"}, "there is no command serach; known are index, search, status, "},
+        {{"--colour"}, "there is no command --colour; known are index, "},
+        {{}, "a command is missing; known are index, "},
+        {{"search", "cod", "x"}, "there is no command search cod; known are search code\n"},
+        {{"search"}, "a command is missing; known are search code\n"}};
+    for (const auto& [arguments, error] : CASES) {
+        const Outcome outcome = run(arguments, folder.path());
+        EXPECT_EQ(outcome.status, 2) << error;
+        EXPECT_THAT(outcome.errors, StartsWith("codetext: " + error));
+    }
+}
+
 TEST(index_command, refuses_clearly) {
-    const TempFolder empty, blocked, no_database, newer, broken_git;
+    const TempFolder empty, blocked, no_database, no_file, no_table, loop, newer, broken_git, blank;
     empty.write("file", "");
     blocked.write(".codetext", "in the way");
     no_database.write(".codetext/index/code.db", std::string(5000, 'x'));
+    fs::create_directories(schema::index_path(no_file.path()));
+    ASSERT_EQ(run({"index"}, no_table.path()).status, 0);
+    tamper(no_table, "DROP TABLE meta");
+    fs::create_directory(loop.path() / ".codetext");
+    fs::create_symlink("index", loop.path() / ".codetext/index");
     ASSERT_EQ(run({"index"}, newer.path()).status, 0);
     tamper(newer, "UPDATE meta SET value = '9.0.0' WHERE key = 'schema_version'");
     broken_git.write(".git/HEAD", "nonsense");
+    blank.write(".codetext/index/code.db", "");
 
     const struct {
         const TempFolder& repository;
@@ -91,12 +168,20 @@ TEST(index_command, refuses_clearly) {
     } CASES[] = {{empty, "index missing", "missing: No such file or directory"},
                  {empty, "index file", "file: Not a directory"},
                  {empty, "status,upgrade,verify", "run `codetext index` first"},
+                 {no_file, "index,status,upgrade,verify,search code x",
+                  no_file.path() / ".codetext/index/code.db is no file; move it away"},
+                 {no_table, "index,status,upgrade,verify,search code x",
+                  no_table.path() / ".codetext/index/code.db is no codetext index, or a damaged"},
                  {empty, "index --layout flat", "--layout"},
                  {empty, "index --jobs 0,index --jobs many", "--jobs"},
                  {blocked, "index", "cannot make"},
                  {no_database, "index,status", "is no SQLite database"},
+                 {loop, "status,upgrade,verify,search code x",
+                  "cannot read the index " + loop.path().string() + "/.codetext/index/code.db: "},
                  {newer, "index,status,upgrade,verify", "9.0.0"},
-                 {broken_git, "index", "git cannot list the files of"}};
+                 {broken_git, "index", "git cannot list the files of"},
+                 {broken_git, "status,verify,search code x", "no run of `codetext index` has"},
+                 {blank, "status,upgrade,verify,search code x", "no run of `codetext index` has"}};
     for (const auto& [repository, commands, error] : CASES) {
         for (const std::string& command : reference::words(commands, ',')) {
             const Outcome outcome = run(reference::words(command), repository.path());
