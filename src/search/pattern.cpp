@@ -125,7 +125,7 @@ Pattern::Pattern(const std::vector<std::string>& patterns, PatternOptions option
     const bool has_literal = options.literal.has_value();
     const auto impl = std::make_shared<Impl>(patterns, std::move(options));
     _impl = impl;
-    if (!has_literal) impl->require(RequiredAtoms(*this).piece_of_every_match());
+    if (!has_literal) impl->require(RequiredAtoms(*this).text_of_every_match());
 }
 
 const std::optional<std::string>& Pattern::text_of_every_match() const { return _impl->required(); }

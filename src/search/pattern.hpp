@@ -70,11 +70,12 @@ class RequiredAtoms {
     /// never turn a true into a false.
     bool may_match(const std::vector<int>& present) const;
 
-    /// The longest piece of an atom that every matching line holds; none when there is no such
-    /// atom.
-    std::optional<std::string> piece_of_every_match() const;
+    /// The longest text that every matching line holds when its ASCII letters are lower-cased, of
+    /// those that are a piece of an atom or in one of every atom; none when there is no such text.
+    std::optional<std::string> text_of_every_match() const;
 
   private:
+    bool _matches_without(const std::string& text) const;
     Pattern _pattern;
     std::vector<std::vector<std::string>> _pieces;
     std::vector<int> _atom_ids;        ///< for each of _pieces the id that the filter knows it by

@@ -1,5 +1,5 @@
 #include <algorithm>
-#include <numeric>
+#include <set>
 
 #include "search/pattern.hpp"
 #include "search/pattern_impl.hpp"
@@ -30,6 +30,27 @@ std::vector<std::string> pieces_of(const std::string& atom, bool beyond_ascii) {
     return pieces;
 }
 
+std::string longest_shared(const std::string& one, const std::string& other) {
+    std::string longest;
+    for (std::size_t start = 0; start < one.size(); ++start) {
+        while (start + longest.size() < one.size()) {
+            const std::string longer = one.substr(start, longest.size() + 1);
+            if (other.find(longer) == std::string::npos) break;
+            longest = longer;
+        }
+    }
+    return longest;
+}
+
+std::string shared_with_any(const std::string& text, const std::vector<std::string>& pieces) {
+    std::string longest;
+    for (const std::string& piece : pieces) {
+        std::string shared = longest_shared(text, piece);
+        if (shared.size() > longest.size()) longest = std::move(shared);
+    }
+    return longest;
+}
+
 }  // namespace
 
 RequiredAtoms::RequiredAtoms(const Pattern& pattern) : _pattern(pattern) {
@@ -50,16 +71,31 @@ bool RequiredAtoms::may_match(const std::vector<int>& present) const {
     return !patterns.empty();
 }
 
-std::optional<std::string> RequiredAtoms::piece_of_every_match() const {
+bool RequiredAtoms::_matches_without(const std::string& text) const {
+    std::vector<int> others;
+    for (std::size_t i = 0; i < _pieces.size(); ++i) {
+        const bool holds = std::any_of(_pieces[i].begin(), _pieces[i].end(), [&](const auto& p) {
+            return p.find(text) != std::string::npos;
+        });
+        if (!holds) others.push_back(static_cast<int>(i));
+    }
+    return may_match(others);
+}
+
+std::optional<std::string> RequiredAtoms::text_of_every_match() const {
+    if (_pieces.empty() || _pieces.size() > MAX_ATOMS_TRIED) return std::nullopt;
+    std::set<std::string> candidates;
+    // Of `ab[12]c` the atoms are "ab1c" and "ab2c": what all atoms share may be needed too.
+    std::string shared = _pieces.front().front();
+    for (const std::vector<std::string>& pieces : _pieces) {
+        candidates.insert(pieces.begin(), pieces.end());
+        shared = shared_with_any(shared, pieces);
+    }
+    if (shared.size() >= MIN_PIECE_BYTES) candidates.insert(shared);
     std::optional<std::string> longest;
-    for (std::size_t i = 0; i < std::min(_pieces.size(), MAX_ATOMS_TRIED); ++i) {
-        std::vector<int> others(_pieces.size());
-        std::iota(others.begin(), others.end(), 0);
-        others.erase(others.begin() + static_cast<std::ptrdiff_t>(i));
-        if (may_match(others)) continue;
-        for (const std::string& piece : _pieces[i]) {
-            if (!longest || piece.size() > longest->size()) longest = piece;
-        }
+    for (const std::string& text : candidates) {
+        const bool is_longer = !longest || text.size() > longest->size();
+        if (is_longer && !_matches_without(text)) longest = text;
     }
     return longest;
 }

@@ -70,16 +70,26 @@ TEST(pattern, finds_in_many_lines_what_it_finds_line_by_line) {
 }
 
 TEST(pattern, looks_at_no_line_without_its_required_text_and_misses_none) {
-    for (const char* pattern : {"aab", "[ab]aab?", "(AAB|b)aaa", "a{3}", "-aas", "(?i)aak.*b",
-                                "aa\\x{6b}", "^aab$", "(?s)aab.*-", "aab|aa-", "aab\\b"}) {
+    for (const char* pattern :
+         {"aab", "aab[ab]", "a(aba|abb)k?", "[ab]aab?", "(AAB|b)aaa", "a{3}", "-aas", "(?i)aak.*b",
+          "aa\\x{6b}", "^aab$", "(?s)aab.*-", "aab|aa-", "aab\\b"}) {
         for (const PatternOptions& option :
              std::vector<PatternOptions>{{}, {.case_sensitive = false}, {.words = true}}) {
             const Pattern compiled({pattern}, option);
             expect_alike(compiled, compiled, pattern);
         }
     }
-    EXPECT_EQ(Pattern({"[a-z]+_Probe_[0-9]"}, {}).text_of_every_match(), "_probe_");
-    EXPECT_EQ(Pattern({"foo|barbaz"}, {}).text_of_every_match(), std::nullopt);
+    const std::pair<const char*, std::optional<std::string>> CASES[] = {
+        {"[a-z]+_Probe_[0-9]+", "_probe_"},
+        {"_Probe_[0-9]", "_probe_"},
+        {"dev_(get|put)_x|dev_hold", "dev_"},
+        {"foo|barbaz", std::nullopt},
+        {"(abc|abd)xyz.*long_name", "long_name"},
+        {"abc.*bcd|zbc", std::nullopt},
+        {"x*", std::nullopt}};
+    for (const auto& [pattern, text] : CASES) {
+        EXPECT_EQ(Pattern({pattern}, {}).text_of_every_match(), text) << pattern;
+    }
 }
 
 TEST(pattern, a_known_literal_changes_no_answer) {

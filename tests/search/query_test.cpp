@@ -36,7 +36,7 @@ TEST(query, takes_plain_text_for_a_needle_and_the_rest_for_a_pattern) {
         {{.patterns = {"a\\(Spin_lock.*flags"}}, "a(spin_lock", true, false},
         {{.patterns = {"GLASSY.*"}, .ignore_case = true}, "gla", true, false},
         {{.patterns = {"foo|barbaz"}}, std::nullopt, true, true},
-        {{.patterns = {"(foo|bar)baz"}}, std::nullopt, true, true},
+        {{.patterns = {"(foo|bar)baz"}}, "baz", true, false},
         {{.patterns = {"ks"}, .ignore_case = true, .words = true}, std::nullopt, true, false},
     };
     for (const Case& one : cases) {
