@@ -17,8 +17,8 @@ namespace {
 constexpr std::size_t MAX_IDLE_STATEMENTS = 64;
 constexpr int BUSY_TIMEOUT_MS = 10'000;
 /// A reader comes to few pages twice, and the memory for each page that it holds costs more to get
-/// than the page to read: no more than SQLite gets at once.
-constexpr const char* READER_CACHE = "PRAGMA cache_size = 18";
+/// than the page to read: as many as it goes through on the way to a row.
+constexpr const char* READER_CACHE = "PRAGMA cache_size = 6";
 /// Tries to take the lock before a thread sleeps for it.
 constexpr int SPINS = 200;
 

@@ -69,6 +69,8 @@ class ByteReader {
         _rest.remove_prefix(size_bytes);
         return taken;
     }
+    /// The bytes taken, to be read by themselves.
+    ByteReader part(std::uint64_t size_bytes) { return {take(size_bytes), _what, _rowid}; }
     /// Takes the hash that stands here; damage unless it is that of all that follows.
     void take_hash() {
         const std::uint64_t hash = read_hash(take(HASH_BYTES));

@@ -7,9 +7,10 @@
 //
 // trigram_segments.files: for each run of chunks of one file: varint zigzag of its file id less the
 // id before, varint number of its first chunk in the file, varint number of chunks.
-// trigram_blocks: row id = segment * 2^24 + the block's first trigram. Body: varint number of
-// lists, varint bytes of the directory, the directory (for each list: varint trigram less the one
-// before it, varint count, varint parameter, varint bytes), then the lists' bytes.
+// trigram_blocks: row id = segment * 2^24 + the block's last trigram: looking for the first row
+// from a trigram on reads the one page that holds its list. Body: varint first trigram, varint
+// number of lists, varint bytes of the directory, the directory (for each list: varint trigram less
+// the one before it, varint count * 16 + parameter, varint bytes), then the lists' bytes.
 
 #include <cstdint>
 #include <span>
@@ -20,6 +21,11 @@
 #include "storage/database.hpp"
 
 namespace codetext::chunk_store {
+
+class ByteReader;
+
+/// Bits of a list's Rice parameter below its count in a directory.
+inline constexpr unsigned PARAMETER_BITS = 4;
 
 /// Gathers chunks and writes them as segments of at most SEGMENT_CHUNKS.
 class SegmentWriter {
@@ -69,6 +75,7 @@ class SegmentReader {
     };
     /// False when no chunk of the segment holds the trigram.
     bool _find(std::uint32_t trigram, StoredList& list) const;
+    static bool _find_in_block(ByteReader& block, std::uint32_t trigram, StoredList& list);
     void _read(const StoredList& list, std::vector<std::uint16_t>& numbers) const;
     template <typename Visitor>
     void _each_run(const Visitor& visit) const;

@@ -25,38 +25,36 @@ void keep_common(std::vector<std::uint16_t>& numbers, const std::vector<std::uin
 }  // namespace
 
 bool SegmentReader::_find(std::uint32_t trigram, StoredList& list) const {
-    const std::int64_t key = _id * TRIGRAMS + trigram;
     bool found = false;
-    _db->each("SELECT id, body FROM trigram_blocks WHERE id <= ? ORDER BY id DESC LIMIT 1", {key},
-              [&](const RowView& row) {
-                  const std::int64_t block = row.integer(0);
-                  if (block / TRIGRAMS != _id) return Visit::STOP;
-                  ByteReader reader(row.blob(1), "trigram block", block);
+    _db->each("SELECT id, body FROM trigram_blocks WHERE id >= ? AND id < ? ORDER BY id LIMIT 1",
+              {_id * TRIGRAMS + trigram, (_id + 1) * TRIGRAMS}, [&](const RowView& row) {
+                  ByteReader reader(row.blob(1), "trigram block", row.integer(0));
                   reader.take_hash();
-                  std::uint64_t lists = reader.varint();
-                  const std::uint64_t directory_size = reader.varint();
-                  ByteReader directory(reader.take(directory_size), "trigram block", block);
-                  std::uint64_t current = static_cast<std::uint64_t>(block % TRIGRAMS);
-                  std::uint64_t offset = 0;
-                  for (; lists > 0; --lists) {
-                      current += directory.varint();
-                      const std::uint64_t count = directory.varint();
-                      const std::uint64_t parameter = directory.varint();
-                      const std::uint64_t size = directory.varint();
-                      if (current >= trigram) {
-                          if (current > trigram) break;
-                          reader.take(offset);
-                          list = {static_cast<std::uint32_t>(count),
-                                  static_cast<std::uint8_t>(parameter),
-                                  std::string(reader.take(size))};
-                          found = true;
-                          break;
-                      }
-                      offset += size;
-                  }
+                  found = _find_in_block(reader, trigram, list);
                   return Visit::STOP;
               });
     return found;
+}
+
+bool SegmentReader::_find_in_block(ByteReader& block, std::uint32_t trigram, StoredList& list) {
+    std::uint64_t current = block.varint();
+    const std::uint64_t lists = block.varint();
+    ByteReader directory = block.part(block.varint());
+    std::uint64_t offset = 0;
+    for (std::uint64_t i = 0; i < lists && current <= trigram; ++i) {
+        current += directory.varint();
+        const std::uint64_t count = directory.varint();
+        const std::uint64_t size = directory.varint();
+        if (current == trigram) {
+            block.take(offset);
+            list.count = static_cast<std::uint32_t>(count >> PARAMETER_BITS);
+            list.parameter = static_cast<std::uint8_t>(count & ((1u << PARAMETER_BITS) - 1));
+            list.bytes = block.take(size);
+            return true;
+        }
+        offset += size;
+    }
+    return false;
 }
 
 void SegmentReader::_read(const StoredList& list, std::vector<std::uint16_t>& numbers) const {

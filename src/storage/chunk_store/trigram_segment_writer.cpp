@@ -10,12 +10,12 @@ namespace codetext::chunk_store {
 
 namespace {
 
-// A block that just fits a page (of 32,768 bytes, less what SQLite keeps in it) wastes nothing, and
-// a short directory is soon read through.
+/// A block that just fits a page (of 32,768 bytes, less what SQLite keeps in it) wastes nothing.
 constexpr std::size_t BLOCK_BYTES = 32'700;
 /// Most bytes of a directory entry and of what stands before the directory.
 constexpr std::size_t ENTRY_BYTES = 20;
-constexpr std::size_t BLOCK_LISTS = 256;
+/// Where lists are short, a directory of this many is still read through in microseconds.
+constexpr std::size_t BLOCK_LISTS = 4096;
 
 /// Trigrams after which a segment is written though its chunks are few: they are large then.
 constexpr std::size_t MAX_GATHERED = 32 << 20;
@@ -64,25 +64,25 @@ class BlockWriter {
         const std::uint8_t parameter = append_postings(numbers, _list);
         const std::size_t size = _bytes.size() + _directory.size() + _list.size();
         if (_lists == BLOCK_LISTS || size + 2 * ENTRY_BYTES > BLOCK_BYTES) store();
-        if (_lists++ == 0) _first = _previous = trigram;
-        put_varint(_directory, trigram - _previous);
-        put_varint(_directory, numbers.size());
-        put_varint(_directory, parameter);
+        if (_lists++ == 0) _first = _last = trigram;
+        put_varint(_directory, trigram - _last);
+        put_varint(_directory, numbers.size() << PARAMETER_BITS | parameter);
         put_varint(_directory, _list.size());
         _bytes += _list;
-        _previous = trigram;
+        _last = trigram;
     }
 
     void store() {
         if (_lists == 0) return;
         std::string content;
+        put_varint(content, _first);
         put_varint(content, _lists);
         put_varint(content, _directory.size());
         content += _directory;
         content += _bytes;
         const std::string body = hashed(content);
         _db->execute("INSERT INTO trigram_blocks(id, body) VALUES (?, ?)",
-                     {_segment * TRIGRAMS + _first, BlobView{body}});
+                     {_segment * TRIGRAMS + _last, BlobView{body}});
         _lists = 0;
         _directory.clear();
         _bytes.clear();
@@ -92,7 +92,7 @@ class BlockWriter {
     Database* _db;
     std::int64_t _segment;
     std::size_t _lists = 0;
-    std::uint32_t _first = 0, _previous = 0;
+    std::uint32_t _first = 0, _last = 0;
     std::string _directory, _bytes;
     std::string _list;  ///< the list that is being put
 };
