@@ -18,16 +18,15 @@ SkippedFile skipped_as(const ParsedFile& parsed) {
 chunk_store::Writer& IndexStore::_writer() {
     if (!_transaction) {
         _transaction.emplace(_db, Transaction::Kind::WRITE);
-        _batch.emplace(_db, _layout);
         _has_written = true;
     }
+    if (!_batch) _batch.emplace(_db, _layout);
     return *_batch;
 }
 
 void IndexStore::commit() {
     if (!_transaction) return;
     _batch->flush();
-    _batch.reset();
     _transaction->commit();
     _transaction.reset();
 }
@@ -66,10 +65,12 @@ void IndexStore::put(const PlannedFile& file, ParsedFile parsed) {
     if (_batch && _batch->pending_chunks() >= chunk_store::SEGMENT_CHUNKS) commit();
 }
 
+// In the statements on files OR FAIL keeps SQLite from writing a journal for each, which it does for
+// those that triggers follow; a failure undoes the transaction anyway.
 std::int64_t IndexStore::_insert(const PlannedFile& file) {
     _writer();
     _db.execute(
-        "INSERT INTO files(path, language, size, mtime_ns, content_hash, text_on_disk) "
+        "INSERT OR FAIL INTO files(path, language, size, mtime_ns, content_hash, text_on_disk) "
         "VALUES (?, ?, ?, ?, 0, 0)",
         {file.entry.path, file.language, file.entry.size, UNSETTLED_MTIME_NS});
     return _db.last_insert_rowid();
@@ -84,7 +85,7 @@ void IndexStore::_put_text(const PlannedFile& file, ParsedFile& parsed) {
         _writer().put(id, std::move(parsed.packed));
     }
     _db.execute(
-        "UPDATE files SET language = ?, size = ?, mtime_ns = ?, content_hash = ?, "
+        "UPDATE OR FAIL files SET language = ?, size = ?, mtime_ns = ?, content_hash = ?, "
         "text_on_disk = ? WHERE id = ?",
         {file.language, parsed.size, parsed.mtime_ns, parsed.content_hash, kept_on_disk ? 1 : 0,
          id});
@@ -96,7 +97,7 @@ void IndexStore::_put_text(const PlannedFile& file, ParsedFile& parsed) {
 void IndexStore::_put_same_text(const KnownFile& known, const ParsedFile& parsed) {
     if (known.size == parsed.size && known.mtime_ns == parsed.mtime_ns) return;
     _writer();
-    _db.execute("UPDATE files SET size = ?, mtime_ns = ? WHERE id = ?",
+    _db.execute("UPDATE OR FAIL files SET size = ?, mtime_ns = ? WHERE id = ?",
                 {parsed.size, parsed.mtime_ns, known.id});
 }
 

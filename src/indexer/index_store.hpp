@@ -48,9 +48,8 @@ class IndexStore {
     Database& _db;
     chunk_store::Layout _layout;
     bool _has_written = false;
-    // The open batch, if any; the writer goes before its transaction.
-    std::optional<Transaction> _transaction;
-    std::optional<chunk_store::Writer> _batch;
+    std::optional<Transaction> _transaction;    ///< of the open batch
+    std::optional<chunk_store::Writer> _batch;  ///< stays, with its memory, for the next batch
 };
 
 }  // namespace codetext::indexer

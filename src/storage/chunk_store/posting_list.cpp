@@ -12,37 +12,29 @@ static_assert(std::endian::native == std::endian::little, "bits are read eight b
 
 constexpr std::uint8_t MAX_PARAMETER = 15;
 
-/// Appends bits to a string, the lowest of each byte first.
+/// Writes bits, the lowest of each byte first, into memory with eight bytes to spare.
 class BitWriter {
   public:
-    explicit BitWriter(std::string& bytes) : _bytes(bytes) {}
+    explicit BitWriter(char* bytes) : _bytes(bytes) {}
+    /// At most 56 bits.
     void put(std::uint64_t bits, unsigned count) {
         _pending |= bits << _used;
         _used += count;
-        while (_used >= 32) _put_word();
+        std::memcpy(_bytes, &_pending, sizeof _pending);
+        const unsigned whole = _used / 8;
+        _bytes += whole;
+        _pending >>= 8 * whole;
+        _used %= 8;
     }
     void put_zeros(std::uint32_t count) {
-        for (; count >= 24; count -= 24) put(0, 24);
+        for (; count > 48; count -= 48) put(0, 48);
         put(0, count);
-    }
-    void finish() {
-        for (; _used > 0; _used -= std::min(_used, 8u)) {
-            _bytes.push_back(static_cast<char>(_pending));
-            _pending >>= 8;
-        }
     }
 
   private:
-    void _put_word() {
-        char word[4];
-        std::memcpy(word, &_pending, sizeof word);
-        _bytes.append(word, sizeof word);
-        _pending >>= 32;
-        _used -= 32;
-    }
-    std::string& _bytes;
-    std::uint64_t _pending = 0;
-    unsigned _used = 0;
+    char* _bytes;                ///< the byte at hand
+    std::uint64_t _pending = 0;  ///< its bits
+    unsigned _used = 0;          ///< how many, below 8
 };
 
 /// Takes bits from bytes; past their end it gives zeros.
@@ -86,54 +78,66 @@ class BitReader {
     std::size_t _bit = 0;
 };
 
-std::uint64_t coded_bits(std::span<const std::uint16_t> numbers, unsigned parameter) {
-    std::uint64_t bits = numbers.size() * (parameter + 1u);
+/// The gaps before the numbers.
+void take_gaps(std::span<const std::uint16_t> numbers, std::vector<std::uint16_t>& gaps) {
+    gaps.resize(numbers.size());
     std::uint32_t next = 0;
-    for (const std::uint32_t number : numbers) {
-        bits += (number - next) >> parameter;
-        next = number + 1;
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+        gaps[i] = static_cast<std::uint16_t>(numbers[i] - next);
+        next = numbers[i] + 1u;
     }
-    return bits;
 }
 
-/// The best parameter near the one that suits randomly spread numbers; files make them cluster.
-std::uint8_t best_parameter(std::span<const std::uint16_t> numbers) {
-    const std::uint32_t mean_gap =
-        (numbers.back() + 1u - static_cast<std::uint32_t>(numbers.size())) /
-        static_cast<std::uint32_t>(numbers.size());
+std::uint64_t coded_bits(std::span<const std::uint16_t> gaps, unsigned parameter) {
+    std::uint32_t zeros = 0;  // at most what all numbers have room for, 2^16
+    for (const std::uint16_t gap : gaps) zeros += std::uint32_t{gap} >> parameter;
+    return gaps.size() * (parameter + 1u) + zeros;
+}
+
+struct Code {
+    std::uint8_t parameter;
+    std::uint64_t bits;
+};
+
+/// The best code near the one that suits randomly spread numbers; files make them cluster.
+Code best_code(std::span<const std::uint16_t> gaps, std::uint32_t bound) {
+    const auto count = static_cast<std::uint32_t>(gaps.size());
+    const std::uint32_t mean_gap = (bound - count) / count;
     auto parameter = static_cast<std::uint8_t>(std::bit_width(mean_gap));
     parameter = std::min(parameter, MAX_PARAMETER);
-    std::uint64_t bits = coded_bits(numbers, parameter);
+    std::uint64_t bits = coded_bits(gaps, parameter);
     while (parameter > 0) {
-        const std::uint64_t fewer = coded_bits(numbers, parameter - 1u);
+        const std::uint64_t fewer = coded_bits(gaps, parameter - 1u);
         if (fewer >= bits) break;
         bits = fewer;
         --parameter;
     }
-    return parameter;
+    return {parameter, bits};
 }
 
 }  // namespace
 
 std::uint8_t append_postings(std::span<const std::uint16_t> numbers, std::string& bytes) {
     if (numbers.empty()) return 0;
-    const std::uint8_t parameter = best_parameter(numbers);
+    thread_local std::vector<std::uint16_t> gaps;
+    take_gaps(numbers, gaps);
+    const auto [parameter, bits] = best_code(gaps, numbers.back() + 1u);
+    const std::size_t before = bytes.size();
+    const std::size_t size = before + (bits + 7) / 8;
+    bytes.resize(size + sizeof(std::uint64_t));
+    BitWriter writer(bytes.data() + before);
     const std::uint32_t mask = (1u << parameter) - 1;
-    BitWriter writer(bytes);
-    std::uint32_t next = 0;
-    for (const std::uint32_t number : numbers) {
-        const std::uint32_t gap = number - next;
+    for (const std::uint32_t gap : gaps) {
         const std::uint32_t zeros = gap >> parameter;
         const std::uint64_t tail = std::uint64_t{gap & mask} << 1 | 1;
-        if (zeros < 16) {
+        if (zeros < 32) {
             writer.put(tail << zeros, zeros + 1 + parameter);
         } else {
             writer.put_zeros(zeros);
             writer.put(tail, 1u + parameter);
         }
-        next = number + 1;
     }
-    writer.finish();
+    bytes.resize(size);
     return parameter;
 }
 

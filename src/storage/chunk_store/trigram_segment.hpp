@@ -13,6 +13,7 @@
 // the one before it, varint count * 16 + parameter, varint bytes), then the lists' bytes.
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -49,6 +50,8 @@ class SegmentWriter {
     std::vector<Run> _runs;
     std::vector<std::uint32_t> _trigrams;         ///< of each chunk, one after the other
     std::vector<std::uint32_t> _trigrams_before;  ///< where each chunk's begin
+    std::unique_ptr<std::uint32_t[]> _sorted;     ///< room for as many, kept for the next segment
+    std::size_t _sorted_size = 0;
 };
 
 /// A segment as a search reads it.

@@ -153,7 +153,11 @@ void SegmentWriter::_write_blocks(std::int64_t segment) {
     for (std::size_t i = 1; i < place.size(); ++i) place[i] += place[i - 1];
     const std::vector<std::uint32_t> begins = place;
 
-    std::vector<Entry> entries(_trigrams.size());
+    if (_sorted_size < _trigrams.size()) {
+        _sorted_size = _trigrams.capacity();
+        _sorted = std::make_unique_for_overwrite<Entry[]>(_sorted_size);
+    }
+    Entry* const entries = _sorted.get();
     for (std::size_t chunk = 0; chunk < _trigrams_before.size(); ++chunk) {
         const std::size_t end =
             chunk + 1 < _trigrams_before.size() ? _trigrams_before[chunk + 1] : _trigrams.size();
@@ -167,7 +171,7 @@ void SegmentWriter::_write_blocks(std::int64_t segment) {
     BlockWriter blocks(*_db, segment);
     std::vector<Entry> scratch;
     for (std::uint32_t bucket = 0; bucket < BUCKETS; ++bucket) {
-        const std::span<Entry> own(entries.data() + begins[bucket],
+        const std::span<Entry> own(entries + begins[bucket],
                                    begins[bucket + 1] - begins[bucket]);
         sort_bucket(own, scratch);
         put_bucket(bucket, own, blocks);

@@ -14,7 +14,7 @@ namespace codetext::chunk_store {
 /// Number of possible trigrams.
 inline constexpr std::uint32_t TRIGRAMS = 1u << 24;
 
-/// Finds the distinct trigrams of texts. Holds a table of 2 MB, so one a thread.
+/// Finds the distinct trigrams of texts. Holds tables of 2 MB, so one a thread.
 class TrigramCollector {
   public:
     TrigramCollector();
@@ -23,8 +23,10 @@ class TrigramCollector {
 
   private:
     template <unsigned BITS_PER_BYTE>
-    void _collect(std::string_view text);
-    std::vector<std::uint64_t> _seen;  ///< one bit a trigram; all clear between calls
+    void _collect(std::string_view text, std::vector<std::uint64_t>& table);
+    // One bit a trigram; between calls only those that hold an LF are set.
+    std::vector<std::uint64_t> _seen_ascii;
+    std::vector<std::uint64_t> _seen_any;  ///< made when there is a text beyond ASCII
     std::vector<std::uint32_t> _found;
 };
 

@@ -61,7 +61,9 @@ class Writer::Impl {
         std::span<const std::uint32_t> trigrams = file.trigrams;
         for (std::size_t i = 0; i < file.lines.size(); ++i) {
             const auto chunk = static_cast<std::int64_t>(i);
-            _db->execute("INSERT INTO chunks(id, start_line, end_line) VALUES (?, ?, ?)",
+            // OR FAIL: a statement with triggers would else write a journal of its own, to be undone
+            // by itself. A failure here undoes the transaction.
+            _db->execute("INSERT OR FAIL INTO chunks(id, start_line, end_line) VALUES (?, ?, ?)",
                          {first + chunk, file.lines[i].start_line, file.lines[i].end_line});
             _segment.add(file_id, chunk, trigrams.first(file.trigram_counts[i]));
             trigrams = trigrams.subspan(file.trigram_counts[i]);
