@@ -87,6 +87,9 @@ Pattern::Impl::Impl(const std::vector<std::string>& patterns, PatternOptions opt
     }
     if (!compiles) check(text, re2);
     _filter.Compile(&_filter_atoms);
+    if (patterns.size() == 1 && !_options.literal) {
+        _run = required_run(patterns.front(), _options.case_sensitive);
+    }
     if (_words) _inside_text = "(?m)" + bounded_by_words_inside(alternatives(patterns));
 }
 
@@ -115,6 +118,10 @@ std::optional<std::size_t> Pattern::Impl::next_candidate(std::string_view text,
                                    ? text_find::find(text, *_options.literal, from)
                                    : text_find::find_ignoring_ascii_case(text, *_required, from);
         return at == text_find::NOT_FOUND ? std::nullopt : std::optional(at);
+    }
+    if (_run) {
+        const std::size_t at = find_run(text, *_run, from);
+        return at == std::string_view::npos ? std::nullopt : std::optional(at);
     }
     if (_line_by_line) return from;
     const std::optional<Span> match = leftmost(_re(), text, from, 0);

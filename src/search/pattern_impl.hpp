@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "search/pattern.hpp"
+#include "search/required_run.hpp"
 
 namespace codetext::search {
 
@@ -30,11 +31,14 @@ class Pattern::Impl {
     std::optional<std::size_t> next_candidate(std::string_view text, std::size_t from) const;
     /// Whether what next_candidate gives is a match, which need not be looked for on its line.
     bool candidates_match() const {
-        return !_line_by_line && !_words && !_options.literal && !_required;
+        return !_line_by_line && !_words && !_options.literal && !_required && !_run;
     }
     /// Says what every matching line holds when its ASCII letters are lower-cased. Looking for that
     /// is ten times as fast as looking for the pattern.
-    void require(std::optional<std::string> text) { _required = std::move(text); }
+    void require(std::optional<std::string> text) {
+        _required = std::move(text);
+        if (_required) _run.reset();
+    }
     const std::optional<std::string>& required() const { return _required; }
 
     /// Tells, from the ids of the atoms that a line holds, whether it may match.
@@ -48,6 +52,7 @@ class Pattern::Impl {
 
     PatternOptions _options;
     std::optional<std::string> _required;
+    std::optional<RequiredRun> _run;  ///< when there is no text to look for
     bool _line_by_line;
     bool _folds_beyond_ascii;
     bool _words;

@@ -56,7 +56,8 @@ TEST(pattern, finds_in_many_lines_what_it_finds_line_by_line) {
     const std::vector<std::string> patterns = words(
         "a ^a a$ ^$ ^ $  a* (a|ab)(b|$) [^a] [^a]+ \\s \\s*$ . .* (?s). (?s)a.*b a\\nb [\\n] "
         "\\W\\W \\ba a\\b \\B \\Aa a\\z \\A \\z \\Ca \\C+ (?-m)^a (?-m:a$) (?m:^a) (?i)k "
-        "(?i:S)b [[:^alpha:]] \\PL \\x{0a} \\x00 \u00e9|\u03c3 (^|b)a a{2,3} (?U)a.*");
+        "(?i:S)b [[:^alpha:]] \\PL \\x{0a} \\x00 \u00e9|\u03c3 (^|b)a a{2,3} (?U)a.* "
+        "[ab]{4} [a-b]{3,}[A-C]+$ ^-?[ab]{5,9} [_ab]*[a-b]{4}\\b -*[ab]{4}.?[A-B]{5}");
     for (const std::string& pattern : patterns) {
         for (const PatternOptions& option : std::vector<PatternOptions>{
                  {}, {.case_sensitive = false}, {.words = true}, {.whole_lines = true}}) {

@@ -1,0 +1,29 @@
+#pragma once
+
+// For patterns without a text to look for: bytes in a row that every match holds, as the seven
+// digits of `[0-9]{7,}` or the ten bytes of `0x[0-9a-f]{8}`. Looking for such a run skips over most
+// of a text, where a regular expression must look at each byte. Private to search.
+//
+//   if (auto run = search::required_run("[0-9]{7,}", true)) at = search::find_run(text, *run, 0);
+
+#include <bitset>
+#include <cstddef>
+#include <optional>
+#include <string_view>
+
+namespace codetext::search {
+
+struct RequiredRun {
+    std::bitset<256> bytes;  ///< what the run is made of: ASCII, no LF
+    std::size_t length;      ///< at least so many bytes
+};
+
+/// The rarest run that `pattern` (RE2's syntax) is seen to need; none when it has a group, an
+/// alternative, or anything else that is not understood here, no run rare enough to be of use, or a
+/// literal at its beginning, which is found faster.
+std::optional<RequiredRun> required_run(std::string_view pattern, bool case_sensitive);
+
+/// Offset in bytes of the first such run that begins at or after `from`, or npos.
+std::size_t find_run(std::string_view text, const RequiredRun& run, std::size_t from);
+
+}  // namespace codetext::search
