@@ -101,6 +101,28 @@ struct Folding {
 constexpr std::size_t PATIENCE = 64;
 constexpr std::size_t PATIENCE_BYTES = 32;
 
+/// Whether the rare bytes are at none of the next AT_ONCE places: one test passes over most of a
+/// text. False near its end, where places() looks.
+constexpr std::size_t AT_ONCE = 4 * BLOCK_BYTES;
+
+template <typename Comparison>
+bool passes_over(std::string_view text, const Needle& needle, std::size_t at) {
+    const std::size_t end = at + AT_ONCE + std::max(needle.first_rare, needle.second_rare);
+    if (end > text.size()) return false;
+    const auto first =
+        byte_block::filled(static_cast<unsigned char>(needle.bytes[needle.first_rare]));
+    const auto second =
+        byte_block::filled(static_cast<unsigned char>(needle.bytes[needle.second_rare]));
+    Block any{};
+    for (std::size_t i = 0; i < AT_ONCE; i += BLOCK_BYTES) {
+        const char* place = text.data() + at + i;
+        const Block one = Comparison::seen(byte_block::load(place + needle.first_rare));
+        const Block other = Comparison::seen(byte_block::load(place + needle.second_rare));
+        any |= byte_block::equal(one, first) & byte_block::equal(other, second);
+    }
+    return byte_block::bits(any) == 0;
+}
+
 /// The needle's offset or NOT_FOUND; none when the search gave up. The caller ensures that the
 /// needle fits into the text from `from` on.
 template <typename Comparison>
@@ -108,6 +130,8 @@ std::optional<std::size_t> search(std::string_view text, const Needle& needle, s
     const std::size_t last = text.size() - needle.bytes.size();
     std::size_t failed = 0;
     for (std::size_t at = from; at <= last; at += BLOCK_BYTES) {
+        while (passes_over<Comparison>(text, needle, at)) at += AT_ONCE;
+        if (at > last) return NOT_FOUND;
         std::uint32_t found = places<Comparison>(text, needle, at);
         for (; found != 0; found &= found - 1) {
             const std::size_t place = at + static_cast<std::size_t>(std::countr_zero(found));

@@ -171,8 +171,7 @@ void SegmentWriter::_write_blocks(std::int64_t segment) {
     BlockWriter blocks(*_db, segment);
     std::vector<Entry> scratch;
     for (std::uint32_t bucket = 0; bucket < BUCKETS; ++bucket) {
-        const std::span<Entry> own(entries + begins[bucket],
-                                   begins[bucket + 1] - begins[bucket]);
+        const std::span<Entry> own(entries + begins[bucket], begins[bucket + 1] - begins[bucket]);
         sort_bucket(own, scratch);
         put_bucket(bucket, own, blocks);
     }

@@ -61,8 +61,8 @@ class Writer::Impl {
         std::span<const std::uint32_t> trigrams = file.trigrams;
         for (std::size_t i = 0; i < file.lines.size(); ++i) {
             const auto chunk = static_cast<std::int64_t>(i);
-            // OR FAIL: a statement with triggers would else write a journal of its own, to be undone
-            // by itself. A failure here undoes the transaction.
+            // OR FAIL: a statement with triggers would else write a journal of its own, to be
+            // undone by itself. A failure here undoes the transaction.
             _db->execute("INSERT OR FAIL INTO chunks(id, start_line, end_line) VALUES (?, ?, ?)",
                          {first + chunk, file.lines[i].start_line, file.lines[i].end_line});
             _segment.add(file_id, chunk, trigrams.first(file.trigram_counts[i]));
