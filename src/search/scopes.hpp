@@ -30,6 +30,8 @@ struct Scope {
 class Scopes {
   public:
     Scopes(const Database& db, const SearchOptions& options);
+    Scopes(const Scopes&) = delete;  // what hands out the files reads _narrowed in its place
+    Scopes& operator=(const Scopes&) = delete;
 
     /// The next scope; none when there is none left. The first one may be of no file.
     /// Throws IndexCannotAnswer.
