@@ -81,8 +81,20 @@ class LineWriter {
     std::string _path;
 };
 
+/// Bytes that the lines take as text, near enough: growing as it is written, the output of a large
+/// file would take twice its memory.
+std::size_t size_of_lines(const FileResult& result, const TextFormat& format,
+                          std::string_view path) {
+    constexpr std::size_t NUMBERS_AND_MARKS = 12;
+    const std::size_t before = NUMBERS_AND_MARKS + (format.heading ? 0 : path.size());
+    std::size_t size = result.lines.size() * before;
+    for (const ResultLine& line : result.lines) size += line.text.size();
+    return size;
+}
+
 void render_lines(const FileResult& result, const TextFormat& format, std::string_view path,
                   bool context, std::string& out) {
+    out.reserve(size_of_lines(result, format, path));
     if (format.heading) {
         append_colored(out, format.colors.path, path, format.colors.reset);
         out += '\n';

@@ -1,6 +1,7 @@
 #include "search/ordered_work.hpp"
 
 #include <algorithm>
+#include <utility>
 
 namespace codetext::search {
 
@@ -26,42 +27,41 @@ OrderedWork::~OrderedWork() {
 }
 
 Rendered OrderedWork::next() {
-    const std::size_t item = _next_item++;
-    if (_own_worker) return _own_worker(item);
-    const std::size_t position = item % _options.batch_items;
-    if (position == 0) _current = _take_batch();
-    if (position == _current.results.size()) std::rethrow_exception(_current.failure);
-    return std::move(_current.results[position]);
+    if (_own_worker) return _own_worker(_taken++);
+    if (_position == _current.results.size() && !_current.failure) {
+        _current = _take_batch();
+        _position = 0;
+    }
+    if (_position == _current.results.size()) std::rethrow_exception(_current.failure);
+    return std::move(_current.results[_position++]);
 }
 
 void OrderedWork::_serve(const Worker& worker) {
-    while (const std::optional<std::size_t> batch = _claim()) {
-        Batch done = _work_on(*batch, worker);
-        const std::lock_guard lock(_mutex);
-        _waiting_bytes += done.size_bytes;
-        _done.emplace(*batch, std::move(done));
-        if (*batch == _taken) _has_batch.notify_one();
+    while (std::optional<std::size_t> item = _claim()) {
+        const std::size_t end = std::min(*item + _options.batch_items, _items);
+        while (item && *item < end) item = _hand_in(*item, _work_on(*item, end, worker));
     }
+}
+
+bool OrderedWork::_may_begin(std::size_t item) const {
+    // The item that next() waits for may always be begun.
+    const bool room =
+        item - _taken < _options.window_items && _waiting_bytes < _options.window_bytes;
+    return _stopping || room || item == _taken;
 }
 
 std::optional<std::size_t> OrderedWork::_claim() {
     std::unique_lock lock(_mutex);
-    // The batch that next() waits for may always be begun.
-    _has_room.wait(lock, [&] {
-        const bool room =
-            _claimed - _taken < _options.window_batches && _waiting_bytes < _options.window_bytes;
-        return _stopping || room || _claimed == _taken;
-    });
-    if (_stopping || _claimed * _options.batch_items >= _items) return std::nullopt;
-    return _claimed++;
+    _has_room.wait(lock, [&] { return _may_begin(_claimed); });
+    if (_stopping || _claimed >= _items) return std::nullopt;
+    return std::exchange(_claimed, _claimed + _options.batch_items);
 }
 
-OrderedWork::Batch OrderedWork::_work_on(std::size_t batch, const Worker& worker) const {
+OrderedWork::Batch OrderedWork::_work_on(std::size_t item, std::size_t end,
+                                         const Worker& worker) const {
     Batch done;
-    const std::size_t first = batch * _options.batch_items;
-    const std::size_t end = std::min(first + _options.batch_items, _items);
     try {
-        for (std::size_t item = first; item < end; ++item) {
+        for (; item < end && done.size_bytes < _options.batch_bytes; ++item) {
             done.results.push_back(worker(item));
             done.size_bytes += done.results.back().out.size();
         }
@@ -71,11 +71,23 @@ OrderedWork::Batch OrderedWork::_work_on(std::size_t batch, const Worker& worker
     return done;
 }
 
+std::optional<std::size_t> OrderedWork::_hand_in(std::size_t item, Batch done) {
+    const std::size_t next = item + done.results.size();
+    const bool failed = done.failure != nullptr;
+    std::unique_lock lock(_mutex);
+    _waiting_bytes += done.size_bytes;
+    _done.emplace(item, std::move(done));
+    if (item == _taken) _has_batch.notify_one();
+    if (failed) return std::nullopt;
+    _has_room.wait(lock, [&] { return _may_begin(next); });
+    return _stopping ? std::nullopt : std::optional(next);
+}
+
 OrderedWork::Batch OrderedWork::_take_batch() {
     std::unique_lock lock(_mutex);
     _has_batch.wait(lock, [&] { return _done.contains(_taken); });
     Batch batch = std::move(_done.extract(_taken).mapped());
-    ++_taken;
+    _taken += batch.results.size();
     _waiting_bytes -= batch.size_bytes;
     lock.unlock();
     _has_room.notify_all();

@@ -27,9 +27,10 @@ struct Rendered {
 };
 
 struct OrderedWorkOptions {
-    unsigned threads = 0;              ///< 0: each item is worked on when its result is asked for
-    std::size_t batch_items = 8;       ///< items that a thread takes at a time
-    std::size_t window_batches = 128;  ///< batches that may wait for next() to take them
+    unsigned threads = 0;               ///< 0: each item is worked on when its result is asked for
+    std::size_t batch_items = 24;       ///< items that a thread takes at a time
+    std::size_t batch_bytes = 1 << 20;  ///< bytes of their results after which it hands in early
+    std::size_t window_items = 2048;    ///< items that may be begun before next() takes the first
     std::size_t window_bytes = 32 << 20;  ///< bytes of results after which no more is begun
 };
 
@@ -59,20 +60,25 @@ class OrderedWork {
         std::size_t size_bytes = 0;
     };
     void _serve(const Worker& worker);
+    bool _may_begin(std::size_t item) const;
+    /// The first item of a batch, once it may be begun; none when none is left.
     std::optional<std::size_t> _claim();
-    Batch _work_on(std::size_t batch, const Worker& worker) const;
+    Batch _work_on(std::size_t item, std::size_t end, const Worker& worker) const;
+    /// Takes the results from `item` on; gives the item behind them, once it may be begun, or none
+    /// when the batch is not to go on.
+    std::optional<std::size_t> _hand_in(std::size_t item, Batch done);
     Batch _take_batch();
 
     std::size_t _items;
     OrderedWorkOptions _options;
-    std::size_t _next_item = 0;
-    Worker _own_worker;  ///< of a search without threads
-    Batch _current;      ///< what next() hands out
+    Worker _own_worker;         ///< of a search without threads
+    Batch _current;             ///< what next() hands out
+    std::size_t _position = 0;  ///< of the next result in it
 
     std::mutex _mutex;  ///< guards what follows
     std::condition_variable _has_room, _has_batch;
-    std::unordered_map<std::size_t, Batch> _done;
-    std::size_t _claimed = 0, _taken = 0;  ///< batches
+    std::unordered_map<std::size_t, Batch> _done;  ///< by their first item
+    std::size_t _claimed = 0, _taken = 0;          ///< items
     std::size_t _waiting_bytes = 0;
     bool _stopping = false;
 

@@ -71,7 +71,7 @@ class Run {
         // What is searched beyond the last result is lost.
         if (_options->limit != NO_LIMIT) {
             options.batch_items = 1;
-            options.window_batches = std::size_t{2} * std::max(cores, 1U);
+            options.window_items = std::size_t{2} * std::max(cores, 1U);
         }
         return options;
     }
