@@ -4,6 +4,8 @@ find_package(Threads REQUIRED)
 find_package(fmt REQUIRED)
 find_package(CLI11 REQUIRED)
 
+set(codetext_all_static TRUE)
+
 # codetext_static_library(NAME HEADER LIBRARY...): an interface target over libraries found by name,
 # the archive before the shared object.
 function(codetext_static_library name header)
@@ -13,6 +15,9 @@ function(codetext_static_library name header)
     foreach(library IN LISTS ARGN)
         find_library(${name}_${library} NAMES lib${library}.a ${library} REQUIRED)
         target_link_libraries(${name} INTERFACE ${${name}_${library}})
+        if(NOT ${name}_${library} MATCHES "\\.a$")
+            set(codetext_all_static FALSE PARENT_SCOPE)
+        endif()
     endforeach()
 endfunction()
 
@@ -40,3 +45,15 @@ else()
     target_compile_options(codetext_sqlite PRIVATE -O2 -w -ffunction-sections -fdata-sections)
     target_link_libraries(codetext_sqlite PUBLIC Threads::Threads m)
 endif()
+
+# Whether the program can carry all of its libraries, the C library too.
+include(CheckCXXSourceCompiles)
+set(CMAKE_REQUIRED_LINK_OPTIONS -static-pie -Wl,--no-warnings)
+check_cxx_source_compiles("#include <string>\nint main() { return std::string().size(); }"
+    codetext_links_statically)
+unset(CMAKE_REQUIRED_LINK_OPTIONS)
+include(CMakeDependentOption)
+cmake_dependent_option(CODETEXT_STATIC_PROGRAM
+    "Link the program statically: half of what it takes to start" ON
+    "codetext_all_static;codetext_links_statically;NOT CODETEXT_SANITIZE;NOT CODETEXT_SYSTEM_SQLITE"
+    OFF)

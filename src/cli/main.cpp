@@ -47,8 +47,11 @@ std::string no_such_command(const CLI::App& app) {
         known.push_back(above + one->get_name());
     }
     const std::vector<std::string> given = command->remaining();
-    const std::string fault =
-        given.empty() ? "a command is missing" : "there is no command " + above + given.front();
+    std::string fault = "a command is missing";
+    if (!given.empty()) {
+        const bool is_option = given.front().starts_with('-');
+        fault = (is_option ? fault + " before " : "there is no command " + above) + given.front();
+    }
     return fmt::format("{}; known are {}", fault, fmt::join(known, ", "));
 }
 

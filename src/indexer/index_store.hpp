@@ -48,8 +48,9 @@ class IndexStore {
     Database& _db;
     chunk_store::Layout _layout;
     bool _has_written = false;
-    std::optional<Transaction> _transaction;    ///< of the open batch
-    std::optional<chunk_store::Writer> _batch;  ///< stays, with its memory, for the next batch
+    std::optional<Transaction> _transaction;  ///< of the open batch
+    std::optional<chunk_store::Writer>
+        _batch;  ///< stays for the next batch; a failure ends the store
 };
 
 }  // namespace codetext::indexer

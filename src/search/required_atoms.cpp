@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <functional>
 #include <set>
 
 #include "search/pattern.hpp"
@@ -9,7 +10,8 @@ namespace codetext::search {
 namespace {
 
 constexpr std::size_t MIN_PIECE_BYTES = 3;
-constexpr std::size_t MAX_ATOMS_TRIED = 64;
+/// Trying one takes a look at every atom.
+constexpr std::size_t MAX_TEXTS_TRIED = 256;
 
 // The filter's atoms are lower-cased by simple folding, an index folds the letters of ASCII. They
 // differ beyond ASCII, and where U+212A stands for a k or U+017F for an s. That is cut out.
@@ -83,21 +85,21 @@ bool RequiredAtoms::_matches_without(const std::string& text) const {
 }
 
 std::optional<std::string> RequiredAtoms::text_of_every_match() const {
-    if (_pieces.empty() || _pieces.size() > MAX_ATOMS_TRIED) return std::nullopt;
-    std::set<std::string> candidates;
+    if (_pieces.empty()) return std::nullopt;
+    std::set<std::string> distinct;
     // Of `ab[12]c` the atoms are "ab1c" and "ab2c": what all atoms share may be needed too.
     std::string shared = _pieces.front().front();
     for (const std::vector<std::string>& pieces : _pieces) {
-        candidates.insert(pieces.begin(), pieces.end());
-        shared = shared_with_any(shared, pieces);
+        distinct.insert(pieces.begin(), pieces.end());
+        if (!shared.empty()) shared = shared_with_any(shared, pieces);
     }
-    if (shared.size() >= MIN_PIECE_BYTES) candidates.insert(shared);
-    std::optional<std::string> longest;
-    for (const std::string& text : candidates) {
-        const bool is_longer = !longest || text.size() > longest->size();
-        if (is_longer && !_matches_without(text)) longest = text;
-    }
-    return longest;
+    if (shared.size() >= MIN_PIECE_BYTES) distinct.insert(shared);
+    std::vector<std::string> longest_first(distinct.begin(), distinct.end());
+    std::ranges::stable_sort(longest_first, std::greater(), &std::string::size);
+    longest_first.resize(std::min(longest_first.size(), MAX_TEXTS_TRIED));
+    const auto needed = std::ranges::find_if_not(
+        longest_first, [this](const std::string& text) { return _matches_without(text); });
+    return needed == longest_first.end() ? std::nullopt : std::optional(*needed);
 }
 
 }  // namespace codetext::search

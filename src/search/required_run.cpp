@@ -145,16 +145,23 @@ class Parts {
         const std::size_t end = _rest.find('}');
         if (end == std::string_view::npos) return false;
         const std::string_view count = _rest.substr(1, end - 1);
+        const std::size_t comma = std::min(count.find(','), count.size());
+        const std::string_view most = count.substr(std::min(comma + 1, count.size()));
+        if (!is_count(count.substr(0, comma)) || !(most.empty() || is_count(most))) return false;
         std::size_t least = 0;
-        const auto [stop, error] =
-            std::from_chars(count.data(), count.data() + count.size(), least);
-        const auto digits = static_cast<std::size_t>(stop - count.data());
-        if (error != std::errc() || (digits < count.size() && count[digits] != ',')) return false;
-        const std::string_view most = count.substr(std::min(digits + 1, count.size()));
-        if (most.find_first_not_of("0123456789") != std::string_view::npos) return false;
+        std::from_chars(count.data(), count.data() + comma, least);
         part.at_least = part.at_least == 0 ? 0 : std::min(least, MAX_LENGTH);
         _rest.remove_prefix(end);
         return true;
+    }
+
+    // What else stands between braces, a number with a zero before it too, RE2 takes for plain
+    // text.
+    static bool is_count(std::string_view number) {
+        constexpr std::size_t MOST_DIGITS = 4;  // RE2 refuses more than 1000
+        return !number.empty() && number.size() <= MOST_DIGITS &&
+               (number == "0" || number.front() != '0') &&
+               number.find_first_not_of("0123456789") == std::string_view::npos;
     }
 
     // Where case is ignored U+212A may stand for a k and U+017F for an s.

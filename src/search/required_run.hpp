@@ -1,8 +1,9 @@
 #pragma once
 
 // For patterns without a text to look for: bytes in a row that every match holds, as the seven
-// digits of `[0-9]{7,}` or the ten bytes of `0x[0-9a-f]{8}`. Looking for such a run skips over most
-// of a text, where a regular expression must look at each byte. Private to search.
+// digits of `[0-9]{7,}` or the eight bytes, digits or hyphens, of `[0-9]{4}-[0-9]{3}`. Looking for
+// such a run skips over most of a text, where a regular expression must look at each byte. Private
+// to search.
 //
 //   if (auto run = search::required_run("[0-9]{7,}", true)) at = search::find_run(text, *run, 0);
 

@@ -33,7 +33,7 @@ class Scopes {
     Scopes(const Scopes&) = delete;  // what hands out the files reads _narrowed in its place
     Scopes& operator=(const Scopes&) = delete;
 
-    /// The next scope; none when there is none left. The first one may be of no file.
+    /// The next scope; none when there is none left. One may be of no file, the first always comes.
     /// Throws IndexCannotAnswer.
     std::optional<Scope> next();
 

@@ -24,10 +24,11 @@ constexpr int SPINS = 200;
 
 [[noreturn]] void throw_error(sqlite3* db, std::string_view doing, std::string_view statement) {
     const char* path = sqlite3_db_filename(db, "main");
-    throw DatabaseError(
-        sqlite3_extended_errcode(db),
-        fmt::format("{}: {}: {}", path == nullptr ? "" : path, doing, sqlite3_errmsg(db)),
-        statement);
+    const bool has_path = path != nullptr && *path != '\0';
+    throw DatabaseError(sqlite3_extended_errcode(db),
+                        fmt::format("{}{}{}: {}", has_path ? path : "", has_path ? ": " : "", doing,
+                                    sqlite3_errmsg(db)),
+                        statement);
 }
 
 int column_of(std::size_t column, std::size_t size) {

@@ -9,7 +9,7 @@
 
 #include "utils/byte_block.hpp"
 
-// A needle is looked for by its two rarest bytes: sixteen places of the text at a time are compared
+// A needle is looked for by its two rarest bytes: many places of the text at a time are compared
 // with both, and only where both agree is the whole needle compared.
 
 namespace codetext::text_find {
@@ -101,10 +101,10 @@ struct Folding {
 constexpr std::size_t PATIENCE = 64;
 constexpr std::size_t PATIENCE_BYTES = 32;
 
-/// Whether the rare bytes are at none of the next AT_ONCE places: one test passes over most of a
-/// text. False near its end, where places() looks.
 constexpr std::size_t AT_ONCE = 4 * BLOCK_BYTES;
 
+/// Whether the rare bytes are at none of the next AT_ONCE places: one test passes over most of a
+/// text. False near its end, where places() looks.
 template <typename Comparison>
 bool passes_over(std::string_view text, const Needle& needle, std::size_t at) {
     const std::size_t end = at + AT_ONCE + std::max(needle.first_rare, needle.second_rare);

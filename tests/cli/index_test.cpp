@@ -136,7 +136,7 @@ TEST(program, names_the_command_that_it_does_not_have) {
         std::string error;
     } CASES[] = {
         {{"serach", "code", "x"}, "there is no command serach; known are index, search, status, "},
-        {{"--colour"}, "there is no command --colour; known are index, "},
+        {{"--colour"}, "a command is missing before --colour; known are index, "},
         {{}, "a command is missing; known are index, "},
         {{"search", "cod", "x"}, "there is no command search cod; known are search code\n"},
         {{"search"}, "a command is missing; known are search code\n"}};

@@ -11,14 +11,14 @@ namespace {
 constexpr int COMPRESSED_SINCE = 3'043'000;
 constexpr int TRIGRAM_TOKENIZER_SINCE = 3'034'000;
 
-// The chunk table is narrow and apart from the bodies, so that testing one row a file, which every
-// search does, reads few pages.
+// The chunk table is narrow and apart from the bodies, so that whether a file has its chunks is
+// soon told.
 constexpr std::string_view COMPRESSED_DDL = R"(
 CREATE TABLE chunks(id INTEGER PRIMARY KEY, start_line INTEGER NOT NULL, end_line INTEGER NOT NULL);
 CREATE TABLE chunk_frames(id INTEGER PRIMARY KEY, body BLOB NOT NULL);
 CREATE TABLE chunk_dictionaries(id INTEGER PRIMARY KEY, body BLOB NOT NULL);
 CREATE TABLE trigram_segments(id INTEGER PRIMARY KEY, chunks INTEGER NOT NULL, files BLOB NOT NULL);
-CREATE TABLE trigram_blocks(id INTEGER PRIMARY KEY, body BLOB NOT NULL);
+CREATE TABLE trigram_lists(id INTEGER PRIMARY KEY, body BLOB NOT NULL);
 )";
 
 bool has_table(const Database& db, std::string_view name) {

@@ -7,7 +7,7 @@
 //
 // trigram_segments.files: for each run of chunks of one file: varint zigzag of its file id less the
 // id before, varint number of its first chunk in the file, varint number of chunks.
-// trigram_blocks: row id = segment * 2^24 + the block's last trigram: looking for the first row
+// trigram_lists: row id = segment * 2^24 + the block's last trigram: looking for the first row
 // from a trigram on reads the one page that holds its list. Body: varint first trigram, varint
 // number of lists, varint bytes of the directory, the directory (for each list: varint trigram less
 // the one before it, varint count * 16 + parameter, varint bytes), then the lists' bytes.

@@ -26,7 +26,7 @@ void keep_common(std::vector<std::uint16_t>& numbers, const std::vector<std::uin
 
 bool SegmentReader::_find(std::uint32_t trigram, StoredList& list) const {
     bool found = false;
-    _db->each("SELECT id, body FROM trigram_blocks WHERE id >= ? AND id < ? ORDER BY id LIMIT 1",
+    _db->each("SELECT id, body FROM trigram_lists WHERE id >= ? AND id < ? ORDER BY id LIMIT 1",
               {_id * TRIGRAMS + trigram, (_id + 1) * TRIGRAMS}, [&](const RowView& row) {
                   ByteReader reader(row.blob(1), "trigram block", row.integer(0));
                   reader.take_hash();

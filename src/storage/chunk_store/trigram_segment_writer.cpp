@@ -81,7 +81,7 @@ class BlockWriter {
         content += _directory;
         content += _bytes;
         const std::string body = hashed(content);
-        _db->execute("INSERT INTO trigram_blocks(id, body) VALUES (?, ?)",
+        _db->execute("INSERT INTO trigram_lists(id, body) VALUES (?, ?)",
                      {_segment * TRIGRAMS + _last, BlobView{body}});
         _lists = 0;
         _directory.clear();
@@ -154,8 +154,8 @@ void SegmentWriter::_write_blocks(std::int64_t segment) {
     const std::vector<std::uint32_t> begins = place;
 
     if (_sorted_size < _trigrams.size()) {
+        _sorted = std::make_unique_for_overwrite<Entry[]>(_trigrams.capacity());
         _sorted_size = _trigrams.capacity();
-        _sorted = std::make_unique_for_overwrite<Entry[]>(_sorted_size);
     }
     Entry* const entries = _sorted.get();
     for (std::size_t chunk = 0; chunk < _trigrams_before.size(); ++chunk) {

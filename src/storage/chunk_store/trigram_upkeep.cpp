@@ -28,7 +28,7 @@ struct SegmentSize {
 
 void drop_segment(Database& db, std::int64_t id) {
     db.execute("DELETE FROM trigram_segments WHERE id = ?", {id});
-    db.execute("DELETE FROM trigram_blocks WHERE id >= ? AND id < ?",
+    db.execute("DELETE FROM trigram_lists WHERE id >= ? AND id < ?",
                {id * TRIGRAMS, (id + 1) * TRIGRAMS});
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 // The writing side of the chunk store. A Packer does the work that needs no database (compression,
-// finding trigrams) on any thread; the one Writer of a transaction stores what the packers made.
+// finding trigrams) on any thread; one Writer stores what the packers made.
 //
 //   Packer packer(layout, load_dictionary(db));               // one a worker thread
 //   PackedFile packed = packer.pack(code_text::code_chunks(text));
@@ -82,7 +82,8 @@ class Packer {
 /// Chunks gathered before the trigram index gets a new segment: about 64 MB of source text.
 inline constexpr std::int64_t SEGMENT_CHUNKS = 32768;
 
-/// Stores and drops the chunks of files, within the caller's transaction.
+/// Stores and drops the chunks of files, within the caller's transaction. Once flushed it may serve
+/// the next one, and keeps its memory for it; after a transaction that was rolled back it must go.
 class Writer {
   public:
     Writer(Database& db, Layout layout);

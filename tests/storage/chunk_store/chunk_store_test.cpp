@@ -165,7 +165,7 @@ TEST(chunk_store, verify_tells_of_every_damage_that_it_meets) {
     index.db.execute(
         "UPDATE chunk_frames SET body = substr(body, 1, length(body) - 9) WHERE id = ?",
         {2 * CHUNK_STRIDE});
-    index.db.execute("UPDATE trigram_blocks SET body = substr(body, 1, length(body) / 2)");
+    index.db.execute("UPDATE trigram_lists SET body = substr(body, 1, length(body) / 2)");
     const std::vector<std::string> problems = verify(index.db);
     ASSERT_EQ(problems.size(), 2u) << ::testing::PrintToString(problems);
     EXPECT_EQ(problems[0].rfind("damaged: damaged chunk frame", 0), 0u) << problems[0];
@@ -177,7 +177,7 @@ TEST(chunk_store, a_flipped_bit_of_the_trigram_index_is_noticed) {
     TempIndex index(COMPRESSED);
     index.put(1, "f", "needle\n");
     const TrigramQuery query = *trigram_query("needle");
-    for (const std::string column : {"trigram_blocks.body", "trigram_segments.files"}) {
+    for (const std::string column : {"trigram_lists.body", "trigram_segments.files"}) {
         const std::string table = column.substr(0, column.find('.'));
         const std::string name = column.substr(column.find('.') + 1);
         const std::string body = index.db.fetchone("SELECT " + name + " FROM " + table)->blob(0);

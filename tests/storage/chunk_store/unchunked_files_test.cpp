@@ -32,7 +32,7 @@ TEST(UnchunkedFiles, lead_to_what_looking_at_every_file_finds) {
         "INSERT OR REPLACE INTO chunks VALUES ({0} * {3}, 1, 1), ({0} * {3} + 1, 2, 2)",
         "INSERT OR REPLACE INTO chunks VALUES ({0} * {3}, 1, 1), ({1} * {3}, 1, 1)",
         "UPDATE OR REPLACE chunks SET id = id + {2} WHERE id = {0} * {3}",
-        "UPDATE OR REPLACE chunks SET id = {1} * {3} WHERE id = {0} * {3}",
+        "UPDATE OR REPLACE chunks SET rowid = {1} * {3} WHERE id = {0} * {3}",
         "DELETE FROM chunks WHERE id >= {0} * {3} AND id < ({0} + 1) * {3}",
         "DELETE FROM chunks WHERE id < {0} * {3} / 4",
     };
