@@ -133,7 +133,7 @@ std::vector<std::int64_t> files_without_chunks(const Database& db, chunk_store::
     const std::string sql = fmt::format(
         "SELECT f.id FROM {} WHERE f.text_on_disk = 0 AND NOT EXISTS "
         "(SELECT 1 FROM {} c WHERE c.{} = f.id * {}) ORDER BY f.id",
-        compressed ? chunk_store::perhaps_unchunked_files(db) : "files f",
+        chunk_store::perhaps_unchunked_files(db),
         compressed ? chunk_store::COMPRESSED_TABLE : "code_chunks", compressed ? "id" : "rowid",
         chunk_store::CHUNK_STRIDE);
     std::vector<std::int64_t> ids;

@@ -33,10 +33,12 @@ std::optional<Scope> Scopes::next() {
         if (_options->source == SourceWanted::INDEX) {
             throw IndexCannotAnswer("the index cannot answer this search; it would be " + *_reason);
         }
-        // The files were narrowed by an index that does not know all of their text.
-        _narrowed.reset();
-        _start();
-        files = _next_files();
+        if (_narrowed) {
+            // The files were narrowed by an index that does not know all of their text.
+            _narrowed.reset();
+            _start();
+            files = _next_files();
+        }
     }
     return Scope{std::move(files), std::move(chosen.source)};
 }

@@ -25,7 +25,7 @@ std::string state_statement(const Database& db, chunk_store::Layout store) {
         "SELECT (SELECT COUNT(*) FROM {} WHERE f.text_on_disk = 0 AND NOT EXISTS (SELECT 1 "
         "FROM {} c WHERE c.{} = f.id * {})), (SELECT group_concat(id) FROM files WHERE "
         "text_on_disk = 1)",
-        compressed ? chunk_store::perhaps_unchunked_files(db) : "files f",
+        chunk_store::perhaps_unchunked_files(db),
         compressed ? chunk_store::COMPRESSED_TABLE : "code_chunks", compressed ? "id" : "rowid",
         CODE_CHUNK_STRIDE);
 }
