@@ -4,7 +4,7 @@
 #include <benchmark/benchmark.h>
 
 #include "sample_text.hpp"
-#include "search/pattern.hpp"
+#include "search/query/pattern.hpp"
 #include "storage/code_text/line_matches.hpp"
 #include "utils/unicode.hpp"
 

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "indexer/index_run.hpp"
+#include "indexer/run/index_run.hpp"
 #include "sample_text.hpp"
 #include "storage/code_text/candidate_chunks.hpp"
 #include "storage/temp_index.hpp"

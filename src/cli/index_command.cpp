@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "cli/repository.hpp"
-#include "indexer/index_run.hpp"
+#include "indexer/run/index_run.hpp"
 
 namespace codetext::cli {
 namespace {

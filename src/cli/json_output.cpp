@@ -4,14 +4,14 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-#include "search/span.hpp"
+#include "search/query/match_span.hpp"
 #include "utils/unicode.hpp"
 
 namespace codetext::cli {
 
 using search::FileResult;
+using search::MatchSpan;
 using search::ResultLine;
-using search::Span;
 
 namespace {
 
@@ -88,10 +88,10 @@ void stats(Json& json, const search::Stats& stats, std::int64_t bytes_printed) {
     json.EndObject();
 }
 
-void submatches(Json& json, const std::vector<Span>& spans, std::string_view line) {
+void submatches(Json& json, const std::vector<MatchSpan>& spans, std::string_view line) {
     key(json, "submatches");
     json.StartArray();
-    for (const Span& span : spans) {
+    for (const MatchSpan& span : spans) {
         json.StartObject();
         // A pattern can match single bytes of a character: what is written is text all the same.
         wrapped_text(json, "match",
@@ -103,7 +103,7 @@ void submatches(Json& json, const std::vector<Span>& spans, std::string_view lin
     json.EndArray();
 }
 
-void line_data(Json& json, const ResultLine& line, const std::vector<Span>& spans,
+void line_data(Json& json, const ResultLine& line, const std::vector<MatchSpan>& spans,
                std::string_view path) {
     wrapped_text(json, "path", path);
     wrapped_text(json, "lines", std::string(line.text) + '\n');
@@ -120,7 +120,7 @@ void render_json(const FileResult& result, const search::Query& query, const Sea
     Objects objects;
     objects.add("begin", [&](Json& json) { wrapped_text(json, "path", path); });
     for (const ResultLine& line : result.lines) {
-        std::vector<Span> spans;
+        std::vector<MatchSpan> spans;
         if (line.is_match()) spans = search::match_spans(query, line.text);
         rendered.stats.matches += static_cast<std::int64_t>(spans.size());
         objects.add(line.is_match() ? "match" : "context",

@@ -12,7 +12,7 @@
 #include <string>
 
 #include "cli/search_paths.hpp"
-#include "search/search_run.hpp"
+#include "search/run/search_run.hpp"
 
 namespace codetext::cli {
 

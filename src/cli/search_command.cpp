@@ -17,8 +17,8 @@
 #include "cli/search_arguments.hpp"
 #include "cli/search_paths.hpp"
 #include "cli/text_output.hpp"
-#include "indexer/language.hpp"
-#include "search/search_run.hpp"
+#include "indexer/plan/language.hpp"
+#include "search/run/search_run.hpp"
 
 namespace codetext::cli {
 

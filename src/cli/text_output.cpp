@@ -4,13 +4,13 @@
 
 #include <vector>
 
-#include "search/span.hpp"
+#include "search/query/match_span.hpp"
 
 namespace codetext::cli {
 
 using search::FileResult;
+using search::MatchSpan;
 using search::ResultLine;
-using search::Span;
 
 namespace {
 
@@ -36,13 +36,13 @@ class LineWriter {
 
     void write(const ResultLine& line) {
         if (!line.is_match() || !_needs_spans) return _write(line, {}, 0);
-        const std::vector<Span> spans = search::match_spans(*_format.query, line.text);
+        const std::vector<MatchSpan> spans = search::match_spans(*_format.query, line.text);
         const std::size_t lines = _format.each_match ? spans.size() : 1;
         for (std::size_t i = 0; i < lines; ++i) _write(line, spans, i);
     }
 
   private:
-    void _write(const ResultLine& line, const std::vector<Span>& spans, std::size_t first) {
+    void _write(const ResultLine& line, const std::vector<MatchSpan>& spans, std::size_t first) {
         const char separator = line.is_match() ? ':' : '-';
         if (!_format.heading) {
             _out->append(_path);
@@ -60,10 +60,10 @@ class LineWriter {
         *_out += '\n';
     }
 
-    void _write_text(std::string_view text, const std::vector<Span>& spans) {
+    void _write_text(std::string_view text, const std::vector<MatchSpan>& spans) {
         std::size_t written = 0;
         if (!_format.colors.match.empty()) {
-            for (const Span& span : spans) {
+            for (const MatchSpan& span : spans) {
                 if (span.start == span.end) continue;
                 _out->append(text.substr(written, span.start - written));
                 append_colored(*_out, _format.colors.match,

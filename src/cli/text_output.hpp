@@ -8,7 +8,7 @@
 
 #include "cli/color.hpp"
 #include "cli/search_paths.hpp"
-#include "search/file_search.hpp"
+#include "search/run/file_search.hpp"
 
 namespace codetext::cli {
 

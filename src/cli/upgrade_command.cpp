@@ -8,7 +8,7 @@
 
 #include "cli/existing_index.hpp"
 #include "cli/repository.hpp"
-#include "indexer/index_run.hpp"
+#include "indexer/run/index_run.hpp"
 
 namespace codetext::cli {
 namespace {

@@ -9,14 +9,14 @@
 
 #include "cli/existing_index.hpp"
 #include "cli/repository.hpp"
-#include "storage/chunk_store/verify.hpp"
+#include "storage/verify.hpp"
 
 namespace codetext::cli {
 namespace {
 
 int run(const std::filesystem::path& path) {
     const Database db = open_index(find_root(path));
-    const std::vector<std::string> problems = chunk_store::verify(db);
+    const std::vector<std::string> problems = schema::verify(db);
     for (const std::string& problem : problems) fmt::print("{}\n", problem);
     if (problems.empty()) fmt::print("the index is whole\n");
     return problems.empty() ? 0 : 1;

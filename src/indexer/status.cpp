@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "indexer/change_plan.hpp"
+#include "indexer/plan/change_plan.hpp"
 #include "storage/chunk_store.hpp"
 #include "storage/schema.hpp"
 

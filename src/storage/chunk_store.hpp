@@ -59,10 +59,10 @@ class PackedFrame;
 
 /// A chunk's text, unpacked when it is first looked at. Copies share one text. Not for use by
 /// several threads at once.
-class ChunkText {
+class StoredText {
   public:
-    explicit ChunkText(std::string text);
-    ChunkText(std::shared_ptr<PackedFrame> frame, std::size_t position);
+    explicit StoredText(std::string text);
+    StoredText(std::shared_ptr<PackedFrame> frame, std::size_t position);
     /// The text; valid as long as this handle or a copy of it lives. Throws DamagedChunk.
     std::string_view view() const;
 
@@ -77,7 +77,7 @@ struct ChunkRow {
     std::int64_t rowid;
     std::int64_t start_line;  ///< number of its first line, from 1
     std::int64_t end_line;    ///< number of its last line, inclusive; start_line - 1 without a line
-    ChunkText text;
+    StoredText text;
     bool last;  ///< no chunk row has the row id one above
 };
 

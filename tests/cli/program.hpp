@@ -10,20 +10,20 @@
 
 #include <unistd.h>
 
-#include "indexer/process.hpp"
+#include "utils/process.hpp"
 #include "utils/temp_folder.hpp"
 
 namespace codetext::test {
 
 using Arguments = std::vector<std::string>;
-using Outcome = indexer::ProcessResult;
+using Outcome = ProcessResult;
 
 /// Runs any program that the PATH has, in the directory `cwd` and the test's own environment.
 inline Outcome run_command(const Arguments& command, const std::filesystem::path& cwd) {
     Arguments arguments = {"env", "-C", cwd}, environment;
     arguments.insert(arguments.end(), command.begin(), command.end());
     for (char** own = environ; *own != nullptr; ++own) environment.emplace_back(*own);
-    return indexer::run_process(arguments, environment);
+    return run_process(arguments, environment);
 }
 
 /// Runs codetext.

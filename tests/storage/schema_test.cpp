@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "storage/chunk_store/verify.hpp"
 #include "storage/temp_index.hpp"
+#include "storage/verify.hpp"
 
 namespace codetext::schema {
 namespace {
@@ -78,7 +78,7 @@ TEST(schema, upgrade_keeps_large_data_on_disk) {
     EXPECT_EQ(version(old.db), SCHEMA_VERSION);
     EXPECT_EQ(chunk_store::layout(old.db), chunk_store::default_layout());
     // The one problem left is the file that never had a chunk.
-    EXPECT_EQ(chunk_store::verify(old.db), std::vector<std::string>{"no chunk: has no chunks yet"});
+    EXPECT_EQ(schema::verify(old.db), std::vector<std::string>{"no chunk: has no chunks yet"});
     EXPECT_TRUE(upgrade(old.db).empty());
 
     Cursor cursor(old.db);
@@ -125,7 +125,7 @@ TEST(schema, a_step_that_fails_leaves_the_index_as_it_was) {
     old.db.fetchone("PRAGMA max_page_count = 1000000");
     upgrade(old.db);
     EXPECT_EQ(version(old.db), SCHEMA_VERSION);
-    EXPECT_EQ(chunk_store::verify(old.db), std::vector<std::string>{});
+    EXPECT_EQ(schema::verify(old.db), std::vector<std::string>{});
 }
 
 TEST(schema, makes_an_index_where_a_killed_run_left_a_blank_file) {

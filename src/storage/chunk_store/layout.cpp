@@ -1,7 +1,7 @@
 #include <sqlite3.h>
 
 #include "storage/chunk_store.hpp"
-#include "storage/chunk_store/unchunked_files.hpp"
+#include "storage/chunk_store/compressed/unchunked_files.hpp"
 #include "storage/chunk_store/writer.hpp"
 
 namespace codetext::chunk_store {

@@ -3,14 +3,14 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "storage/chunk_store/packed_frame.hpp"
-#include "storage/chunk_store/trigrams.hpp"
+#include "storage/chunk_store/compressed/packed_frame.hpp"
+#include "storage/chunk_store/compressed/trigrams.hpp"
 #include "storage/chunk_store/writer.hpp"
 
 namespace codetext::chunk_store {
 
 std::size_t PackedFile::size_bytes() const {
-    std::size_t size = sizeof *this + lines.size() * sizeof(Lines) +
+    std::size_t size = sizeof *this + lines.size() * sizeof(LineRange) +
                        (trigrams.size() + trigram_counts.size()) * sizeof(std::uint32_t);
     for (const Frame& frame : frames) size += sizeof frame + frame.body.size();
     for (const std::string& text : texts) size += sizeof text + text.size();

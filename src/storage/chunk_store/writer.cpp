@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "storage/chunk_store/packed_frame.hpp"
-#include "storage/chunk_store/trigram_segment.hpp"
-#include "storage/chunk_store/trigram_upkeep.hpp"
+#include "storage/chunk_store/compressed/packed_frame.hpp"
+#include "storage/chunk_store/compressed/trigram_shard.hpp"
+#include "storage/chunk_store/compressed/trigram_upkeep.hpp"
 
 namespace codetext::chunk_store {
 
@@ -50,7 +50,7 @@ class Writer::Impl {
     void flush() {
         if (_compressed && _pending > 0) {
             _segment.flush();
-            keep_segments_few(*_db);
+            keep_shards_few(*_db);
         }
         _pending = 0;
     }
@@ -81,7 +81,7 @@ class Writer::Impl {
         for (std::size_t i = 0; i < file.lines.size(); ++i) {
             const std::int64_t rowid = file_id * CHUNK_STRIDE + static_cast<std::int64_t>(i);
             const std::string& text = file.texts[i];
-            const PackedFile::Lines& lines = file.lines[i];
+            const PackedFile::LineRange& lines = file.lines[i];
             if (text.find('\0') == std::string::npos) {
                 _db->execute(SQL, {rowid, lines.start_line, lines.end_line, text, nullptr});
             } else {
@@ -93,7 +93,7 @@ class Writer::Impl {
 
     Database* _db;
     bool _compressed;
-    SegmentWriter _segment;
+    ShardWriter _segment;
     std::int64_t _pending = 0;
 };
 

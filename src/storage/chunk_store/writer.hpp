@@ -47,11 +47,11 @@ struct PackedFile {
         std::int64_t first_chunk;  ///< number of its first chunk in the file, from 0
         std::string body;
     };
-    struct Lines {
+    struct LineRange {
         std::int64_t start_line, end_line;
     };
-    std::vector<Lines> lines;   ///< of each chunk
-    std::vector<Frame> frames;  ///< compressed layout: several chunks each
+    std::vector<LineRange> lines;  ///< of each chunk
+    std::vector<Frame> frames;     ///< compressed layout: several chunks each
     std::vector<std::uint32_t>
         trigrams;  ///< compressed layout: distinct a chunk, chunk after chunk
     std::vector<std::uint32_t> trigram_counts;  ///< compressed layout: how many a chunk
@@ -80,7 +80,7 @@ class Packer {
 };
 
 /// Chunks gathered before the trigram index gets a new segment: about 64 MB of source text.
-inline constexpr std::int64_t SEGMENT_CHUNKS = 32768;
+inline constexpr std::int64_t SHARD_CHUNKS = 32768;
 
 /// Stores and drops the chunks of files, within the caller's transaction. Once flushed it may serve
 /// the next one, and keeps its memory for it; after a transaction that was rolled back it must go.
@@ -96,7 +96,7 @@ class Writer {
     /// Drops the file's chunks, if it has any.
     void drop(std::int64_t file_id);
     /// Chunks put since the last flush. A caller that commits in batches flushes and commits when
-    /// this reaches SEGMENT_CHUNKS.
+    /// this reaches SHARD_CHUNKS.
     std::int64_t pending_chunks() const;
     /// Makes what was put findable. REQUIRES: called after the last put of a transaction.
     void flush();

@@ -47,7 +47,7 @@ CandidateChunks::Entries grouped(const std::vector<Row>& rows, std::vector<std::
         if (!std::binary_search(searched.begin(), searched.end(), file_id)) continue;
         found[file_id].emplace(
             rowid, segment_of({rowid, row.integer(1), row.integer(2),
-                               chunk_store::ChunkText(row.text(3)), row.integer(4) != 0}));
+                               chunk_store::StoredText(row.text(3)), row.integer(4) != 0}));
     }
     CandidateChunks::Entries entries;
     for (auto& [file_id, chunks] : found) {

@@ -55,7 +55,7 @@ std::int64_t stored_text_bytes(std::string text) {
     return static_cast<std::int64_t>(joined->size()) - 2 * lone_surrogates(*joined);
 }
 
-Lines _chunk_lines(std::int64_t start_line, std::int64_t end_line, chunk_store::ChunkText text) {
+Lines _chunk_lines(std::int64_t start_line, std::int64_t end_line, chunk_store::StoredText text) {
     return end_line < start_line ? Lines() : Lines(std::move(text));
 }
 

@@ -30,6 +30,6 @@ std::int64_t stored_text_bytes(std::string text);
 
 /// The lines of one stored chunk: none when `end_line` is less than `start_line` (the text is not
 /// looked at), otherwise the text split at every LF. The numbers are not compared further.
-Lines _chunk_lines(std::int64_t start_line, std::int64_t end_line, chunk_store::ChunkText text);
+Lines _chunk_lines(std::int64_t start_line, std::int64_t end_line, chunk_store::StoredText text);
 
 }  // namespace codetext::code_text

@@ -7,11 +7,11 @@
 
 namespace codetext::code_text {
 
-Lines::Lines() : _list(std::make_shared<List>(List{true, chunk_store::ChunkText(""), {}})) {}
+Lines::Lines() : _list(std::make_shared<List>(List{true, chunk_store::StoredText(""), {}})) {}
 
-Lines::Lines(std::string joined) : Lines(chunk_store::ChunkText(std::move(joined))) {}
+Lines::Lines(std::string joined) : Lines(chunk_store::StoredText(std::move(joined))) {}
 
-Lines::Lines(chunk_store::ChunkText joined)
+Lines::Lines(chunk_store::StoredText joined)
     : _list(std::make_shared<List>(List{false, std::move(joined), {}})) {}
 
 Lines Lines::from(std::optional<std::string> joined) {

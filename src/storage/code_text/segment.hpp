@@ -31,7 +31,7 @@ class Lines {
     Lines();
     /// Splits at every LF, and only there: k LFs give k + 1 lines, the empty text one empty line.
     explicit Lines(std::string joined);
-    explicit Lines(chunk_store::ChunkText joined);
+    explicit Lines(chunk_store::StoredText joined);
     /// As the constructor for a text, the empty list for none.
     static Lines from(std::optional<std::string> joined);
 
@@ -54,7 +54,7 @@ class Lines {
   private:
     struct List {
         bool empty;
-        chunk_store::ChunkText text;
+        chunk_store::StoredText text;
         mutable std::vector<std::size_t> starts;  ///< where each line begins, once asked for
     };
     const std::vector<std::size_t>& _starts() const;

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "storage/chunk_store/unchunked_files.hpp"
+#include "storage/chunk_store/compressed/unchunked_files.hpp"
 #include "storage/code_text/candidate_chunks.hpp"
 
 namespace codetext::code_text {

@@ -5,9 +5,9 @@
 #include <map>
 #include <random>
 
-#include "storage/chunk_store/packed_frame.hpp"
-#include "storage/chunk_store/verify.hpp"
+#include "storage/chunk_store/compressed/packed_frame.hpp"
 #include "storage/temp_index.hpp"
+#include "storage/verify.hpp"
 #include "utils/unicode.hpp"
 
 namespace codetext::chunk_store {
@@ -78,7 +78,7 @@ TEST(chunk_store, agrees_with_a_plain_store_through_edits) {
     for (const char* needle : {"foo", "line 64", "ine 700", "int main", "x_y", "no such", "ab"}) {
         expect_superset(index, model, needle);
     }
-    EXPECT_EQ(verify(index.db), std::vector<std::string>{});
+    EXPECT_EQ(schema::verify(index.db), std::vector<std::string>{});
     // Sixty runs, and yet few segments to ask.
     EXPECT_LT(index.db.fetchone("SELECT count(*) FROM trigram_segments")->integer(0), 30);
 }
@@ -117,7 +117,7 @@ TEST(chunk_store, damage_is_noticed) {
         } catch (const DamagedChunk& error) {
             EXPECT_NE(std::string(error.what()).find(std::to_string(CHUNK_STRIDE)),
                       std::string::npos);
-            EXPECT_NE(verify(index.db), std::vector<std::string>{});
+            EXPECT_NE(schema::verify(index.db), std::vector<std::string>{});
         }
     };
     expect_whole_or_noticed(body);
@@ -166,7 +166,7 @@ TEST(chunk_store, verify_tells_of_every_damage_that_it_meets) {
         "UPDATE chunk_frames SET body = substr(body, 1, length(body) - 9) WHERE id = ?",
         {2 * CHUNK_STRIDE});
     index.db.execute("UPDATE trigram_lists SET body = substr(body, 1, length(body) / 2)");
-    const std::vector<std::string> problems = verify(index.db);
+    const std::vector<std::string> problems = schema::verify(index.db);
     ASSERT_EQ(problems.size(), 2u) << ::testing::PrintToString(problems);
     EXPECT_EQ(problems[0].rfind("damaged: damaged chunk frame", 0), 0u) << problems[0];
     EXPECT_EQ(problems[1].rfind("damaged trigram block", 0), 0u) << problems[1];

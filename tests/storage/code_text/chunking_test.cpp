@@ -48,8 +48,8 @@ TEST(chunking, reads_back_the_lines_of_any_text) {
         std::int64_t next = 1, bytes = -1;
         for (const Chunk& chunk : code_chunks(text)) {
             EXPECT_EQ(chunk.start_line, next);
-            const Strings lines = test_support::strings(
-                _chunk_lines(chunk.start_line, chunk.end_line, chunk_store::ChunkText(chunk.text)));
+            const Strings lines = test_support::strings(_chunk_lines(
+                chunk.start_line, chunk.end_line, chunk_store::StoredText(chunk.text)));
             EXPECT_EQ(static_cast<std::int64_t>(lines.size()),
                       chunk.end_line - chunk.start_line + 1);
             EXPECT_LE(lines.size(), 64u);
@@ -64,7 +64,7 @@ TEST(chunking, reads_back_the_lines_of_any_text) {
 
 TEST(chunking, chunk_lines_looks_at_nothing_but_line_feeds) {
     const auto chunk_lines = [](std::int64_t start, std::int64_t end, std::string text) {
-        return test_support::strings(_chunk_lines(start, end, chunk_store::ChunkText(text)));
+        return test_support::strings(_chunk_lines(start, end, chunk_store::StoredText(text)));
     };
     EXPECT_EQ(chunk_lines(1, 64, "a\rb\n"), (Strings{"a\rb", ""}));
     EXPECT_EQ(chunk_lines(5, 5, ""), Strings{""});

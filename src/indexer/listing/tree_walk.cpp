@@ -1,0 +1,184 @@
+#include "indexer/listing/tree_walk.hpp"
+
+#include <dirent.h>
+#include <fcntl.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string_view>
+#include <thread>
+
+#include "utils/descriptor.hpp"
+
+namespace codetext::indexer {
+namespace {
+
+struct Directory;
+
+struct Entry {
+    std::string name;  ///< with a final "/" for a directory, so that names sort as paths do
+    std::int64_t size = 0;
+    std::int64_t mtime_ns = 0;
+    std::unique_ptr<Directory> directory;
+};
+
+struct Directory {
+    std::string path;  ///< empty for the root, else with a final "/"
+    std::vector<Entry> entries;
+    bool is_repository = false;
+    std::string warning;
+};
+
+struct CloseDirectory {
+    void operator()(DIR* stream) const { ::closedir(stream); }
+};
+using DirectoryStream = std::unique_ptr<DIR, CloseDirectory>;
+
+constexpr int OPEN_DIRECTORY = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+/// Whether the error says that a directory is no longer what its parent's listing said it was.
+bool went_away(int error) { return error == ENOENT || error == ENOTDIR || error == ELOOP; }
+
+void warn(Directory& directory, int error) {
+    if (went_away(error)) return;
+    directory.warning = "cannot read the directory " + directory.path + ": " +
+                        std::system_category().message(error);
+}
+
+bool is_dot_entry(std::string_view name) { return name == "." || name == ".."; }
+
+/// The kind of an entry, with its size and time when it is a regular file. None when it is neither
+/// a regular file nor a directory, or gone.
+std::optional<Entry> look_at(int directory, const dirent& found) {
+    Entry entry;
+    entry.name = static_cast<const char*>(found.d_name);
+    const bool may_be_file = found.d_type == DT_REG || found.d_type == DT_UNKNOWN;
+    if (!may_be_file && found.d_type != DT_DIR) return std::nullopt;
+    struct stat status {};
+    if (may_be_file) {
+        if (::fstatat(directory, entry.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == -1) {
+            return std::nullopt;
+        }
+        entry.size = status.st_size;
+        entry.mtime_ns = nanoseconds(status.st_mtim);
+        if (S_ISREG(status.st_mode)) return entry;
+        if (!S_ISDIR(status.st_mode)) return std::nullopt;
+    }
+    entry.name += '/';
+    entry.directory = std::make_unique<Directory>();
+    return entry;
+}
+
+bool marks_repository(int directory, const Entry& entry) {
+    return entry.name == ".git" ||
+           (entry.name == ".git/" && ::faccessat(directory, ".git/HEAD", F_OK, 0) == 0);
+}
+
+bool is_private(const Entry& entry) { return entry.name == ".git/" || entry.name == ".codetext/"; }
+
+void read_entries(DIR* stream, Directory& directory) {
+    const int number = ::dirfd(stream);
+    errno = 0;
+    while (const dirent* found = ::readdir(stream)) {
+        if (is_dot_entry(static_cast<const char*>(found->d_name))) continue;
+        std::optional<Entry> entry = look_at(number, *found);
+        errno = 0;
+        if (!entry) continue;
+        directory.is_repository = directory.is_repository || marks_repository(number, *entry);
+        if (is_private(*entry)) continue;
+        if (entry->directory) entry->directory->path = directory.path + entry->name;
+        directory.entries.push_back(std::move(*entry));
+        errno = 0;
+    }
+    if (errno != 0) warn(directory, errno);
+}
+
+/// Reads one directory, in the order of the paths below it; its subdirectories are yet to be read.
+void read_directory(const Descriptor& root, Directory& directory) {
+    const std::string path =
+        directory.path.empty() ? "." : directory.path.substr(0, directory.path.size() - 1);
+    Descriptor descriptor(::openat(root.number(), path.c_str(), OPEN_DIRECTORY));
+    if (!descriptor) return warn(directory, errno);
+    const DirectoryStream stream(::fdopendir(descriptor.number()));
+    if (!stream) return warn(directory, errno);
+    descriptor.release();
+    read_entries(stream.get(), directory);
+    if (directory.is_repository) directory.entries.clear();
+    std::ranges::sort(directory.entries, {}, &Entry::name);
+}
+
+/// The directories that are yet to be read, for several threads.
+class Pending {
+  public:
+    explicit Pending(Directory& root) : _directories{&root}, _unfinished(1) {}
+
+    /// The next directory; null when every one is read.
+    Directory* take() {
+        std::unique_lock lock(_mutex);
+        _changed.wait(lock, [this] { return !_directories.empty() || _unfinished == 0; });
+        if (_directories.empty()) return nullptr;
+        Directory* directory = _directories.back();
+        _directories.pop_back();
+        return directory;
+    }
+
+    /// Puts the directory's subdirectories in its place.
+    void finish(const Directory& directory) {
+        const std::lock_guard lock(_mutex);
+        for (const Entry& entry : directory.entries) {
+            if (!entry.directory) continue;
+            _directories.push_back(entry.directory.get());
+            ++_unfinished;
+        }
+        --_unfinished;
+        _changed.notify_all();
+    }
+
+  private:
+    std::mutex _mutex;
+    std::condition_variable _changed;
+    std::vector<Directory*> _directories;
+    std::int64_t _unfinished;
+};
+
+void gather(Directory& directory, TreeWalk& walk) {
+    if (!directory.warning.empty()) walk.warnings.push_back(std::move(directory.warning));
+    if (directory.is_repository) {
+        walk.repositories.push_back(directory.path.substr(0, directory.path.size() - 1));
+    }
+    for (Entry& entry : directory.entries) {
+        if (entry.directory) {
+            gather(*entry.directory, walk);
+        } else {
+            walk.files.push_back({directory.path + entry.name, entry.size, entry.mtime_ns});
+        }
+    }
+}
+
+}  // namespace
+
+TreeWalk walk_tree(const std::filesystem::path& root, unsigned threads) {
+    const Descriptor opened(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!opened) throw_system_error("cannot open " + root.string());
+    Directory top;
+    Pending pending(top);
+    const auto work = [&] {
+        while (Directory* directory = pending.take()) {
+            read_directory(opened, *directory);
+            pending.finish(*directory);
+        }
+    };
+    {
+        std::vector<std::jthread> helpers;
+        for (unsigned i = 1; i < threads; ++i) helpers.emplace_back(work);
+        work();
+    }
+    TreeWalk walk;
+    gather(top, walk);
+    return walk;
+}
+
+}  // namespace codetext::indexer

@@ -1,0 +1,27 @@
+#pragma once
+
+// Every regular file below a directory that is no git work tree, with its size and time. Hidden
+// files are among them; symbolic links are not followed, and directories named `.git` and
+// `.codetext` are not entered.
+//
+//   for (const FileEntry& file : walk_tree(root, 2).files) use(file.path);
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "indexer/listing/file_entry.hpp"
+
+namespace codetext::indexer {
+
+struct TreeWalk {
+    std::vector<FileEntry> files;           ///< ascending by path
+    std::vector<std::string> repositories;  ///< directories that are git roots; not entered
+    std::vector<std::string> warnings;      ///< directories that could not be read, and why
+};
+
+/// Walks the directory `root` with `threads` threads. A file that goes away meanwhile is left out.
+/// Throws std::system_error when `root` itself cannot be opened.
+TreeWalk walk_tree(const std::filesystem::path& root, unsigned threads);
+
+}  // namespace codetext::indexer

@@ -1,0 +1,152 @@
+#include "indexer/plan/change_plan.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "indexer/plan/language.hpp"
+#include "storage/chunk_store/compressed/unchunked_files.hpp"
+
+namespace codetext::indexer {
+namespace {
+
+/// Finds paths in an ascending list; quickly when they are asked for in its order.
+class PathFinder {
+  public:
+    explicit PathFinder(const std::vector<FileEntry>& files) : _files(&files) {}
+
+    std::optional<std::size_t> find(std::string_view path) {
+        if (_next < _files->size() && (*_files)[_next].path == path) return _next++;
+        const auto at = std::lower_bound(
+            _files->begin(), _files->end(), path,
+            [](const FileEntry& file, std::string_view wanted) { return file.path < wanted; });
+        if (at == _files->end() || at->path != path) return std::nullopt;
+        const auto index = static_cast<std::size_t>(at - _files->begin());
+        _next = index + 1;
+        return index;
+    }
+
+  private:
+    const std::vector<FileEntry>* _files;
+    std::size_t _next = 0;
+};
+
+bool is_unchanged(const FileEntry& file, std::int64_t size, std::int64_t mtime_ns) {
+    return file.size == size && file.mtime_ns == mtime_ns;
+}
+
+class Planner {
+  public:
+    Planner(const Database& db, chunk_store::Layout layout, std::vector<FileEntry> files)
+        : _db(db), _files(std::move(files)), _seen(_files.size(), false) {
+        _without_chunks = files_without_chunks(db, layout);
+    }
+
+    ChangePlan plan() {
+        _compare_files();
+        _compare_skipped();
+        for (std::size_t index = 0; index < _files.size(); ++index) {
+            if (!_seen[index]) _plan(index, std::nullopt, std::nullopt);
+        }
+        return std::move(_result);
+    }
+
+  private:
+    void _compare_files() {
+        PathFinder finder(_files);
+        _db.each(
+            "SELECT id, path, language, size, mtime_ns, content_hash, text_on_disk FROM files "
+            "ORDER BY id",
+            {}, [&](const RowView& row) {
+                const std::optional<std::size_t> index = finder.find(row.text(1));
+                if (index) {
+                    _compare(*index, row);
+                } else {
+                    _result.gone.push_back(row.integer(0));
+                }
+                return Visit::CONTINUE;
+            });
+    }
+
+    void _compare(std::size_t index, const RowView& row) {
+        _seen[index] = true;
+        KnownFile known{.id = row.integer(0),
+                        .size = row.integer(3),
+                        .mtime_ns = row.integer(4),
+                        .content_hash = row.integer(5),
+                        .text_on_disk = row.integer(6) != 0};
+        known.text_is_stored = !std::ranges::binary_search(_without_chunks, known.id);
+        known.language_is_current = row.text(2) == language_of(_files[index].path);
+        if (known.text_is_stored && known.language_is_current &&
+            is_unchanged(_files[index], known.size, known.mtime_ns)) {
+            ++_result.unchanged;
+            _result.unchanged_kept_on_disk += known.text_on_disk ? 1 : 0;
+        } else {
+            _plan(index, known, std::nullopt);
+        }
+    }
+
+    void _compare_skipped() {
+        PathFinder finder(_files);
+        _db.each("SELECT path, reason, size, mtime_ns FROM skipped_files ORDER BY path", {},
+                 [&](const RowView& row) {
+                     const std::optional<std::size_t> index = finder.find(row.text(0));
+                     if (index && !_seen[*index]) {
+                         _compare_skipped(
+                             *index, {std::string(row.text(1)), row.integer(2), row.integer(3)});
+                     } else {
+                         _result.gone_skipped.emplace_back(row.text(0));
+                     }
+                     return Visit::CONTINUE;
+                 });
+    }
+
+    void _compare_skipped(std::size_t index, SkippedFile skipped) {
+        _seen[index] = true;
+        if (skipped.reason == SKIPPED_BINARY &&
+            is_unchanged(_files[index], skipped.size, skipped.mtime_ns)) {
+            ++_result.unchanged_binary;
+        } else {
+            _plan(index, std::nullopt, std::move(skipped));
+        }
+    }
+
+    void _plan(std::size_t index, std::optional<KnownFile> known,
+               std::optional<SkippedFile> skipped) {
+        FileEntry& file = _files[index];
+        // The path stays in the list too, where later rows are looked for.
+        _result.to_read.push_back({file, language_of(file.path), known, std::move(skipped)});
+    }
+
+    const Database& _db;
+    std::vector<FileEntry> _files;
+    std::vector<bool> _seen;  ///< of each file: a row of either table has its path
+    std::vector<std::int64_t> _without_chunks;
+    ChangePlan _result;
+};
+
+}  // namespace
+
+std::vector<std::int64_t> files_without_chunks(const Database& db, chunk_store::Layout layout) {
+    const bool compressed = layout == chunk_store::COMPRESSED;
+    const std::string sql = fmt::format(
+        "SELECT f.id FROM {} WHERE f.text_on_disk = 0 AND NOT EXISTS "
+        "(SELECT 1 FROM {} c WHERE c.{} = f.id * {}) ORDER BY f.id",
+        chunk_store::perhaps_unchunked_files(db),
+        compressed ? chunk_store::COMPRESSED_TABLE : "code_chunks", compressed ? "id" : "rowid",
+        chunk_store::CHUNK_STRIDE);
+    std::vector<std::int64_t> ids;
+    db.each(sql, {}, [&ids](const RowView& row) {
+        ids.push_back(row.integer(0));
+        return Visit::CONTINUE;
+    });
+    return ids;
+}
+
+ChangePlan plan_changes(const Database& db, chunk_store::Layout layout,
+                        std::vector<FileEntry> files) {
+    return Planner(db, layout, std::move(files)).plan();
+}
+
+}  // namespace codetext::indexer

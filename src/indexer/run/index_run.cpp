@@ -1,0 +1,170 @@
+#include "indexer/run/index_run.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+#include "indexer/listing/file_list.hpp"
+#include "indexer/plan/change_plan.hpp"
+#include "indexer/run/dictionary_sample.hpp"
+#include "indexer/run/index_lock.hpp"
+#include "indexer/run/index_store.hpp"
+#include "indexer/run/parse_pipeline.hpp"
+
+namespace codetext::indexer {
+namespace {
+
+/// How long the run waits, at its end, for searches to leave the write-ahead log.
+constexpr int CHECKPOINT_WAIT_MS = 1000;
+
+unsigned thread_count(const IndexOptions& options) {
+    return options.threads > 0 ? options.threads
+                               : std::max(1U, std::thread::hardware_concurrency());
+}
+
+std::vector<schema::UpgradeStep> upgrade_if_older(Database& db) {
+    if (schema::version(db) == schema::SCHEMA_VERSION) return {};
+    return schema::upgrade(db);
+}
+
+Database open_or_create(const std::filesystem::path& root, const IndexOptions& options,
+                        IndexReport& report) {
+    Database db = schema::open_or_create_index(root, options.layout);
+    report.upgrade_steps = upgrade_if_older(db);
+    return db;
+}
+
+chunk_store::Layout layout_of(const Database& db, const IndexOptions& options) {
+    const std::optional<chunk_store::Layout> layout = chunk_store::layout(db);
+    if (!layout) {
+        throw std::runtime_error(
+            fmt::format("the index {} has no table of the files' text: remove it and index anew",
+                        db.db_path().string()));
+    }
+    if (options.layout && *options.layout != *layout) {
+        throw std::invalid_argument(
+            fmt::format("the index {} has the layout {}: remove it to make one with the layout {}",
+                        db.db_path().string(), layout->name, options.layout->name));
+    }
+    return *layout;
+}
+
+chunk_store::DictionaryHandle dictionary_for(Database& db, chunk_store::Layout layout,
+                                             const std::filesystem::path& root,
+                                             const std::vector<PlannedFile>& files) {
+    if (layout != chunk_store::COMPRESSED || files.empty()) return nullptr;
+    if (auto dictionary = chunk_store::load_dictionary(db)) return dictionary;
+    const std::vector<std::string> samples = sample_chunks(root, files);
+    if (samples.empty()) return nullptr;
+    Transaction transaction(db, Transaction::Kind::WRITE);
+    auto dictionary = chunk_store::train_dictionary(db, samples);
+    transaction.commit();
+    return dictionary;
+}
+
+void count_text(const PlannedFile& file, IndexReport& report) {
+    ++report.files;
+    if (file.known && file.known->text_is_stored) {
+        ++report.changed_files;
+    } else {
+        ++report.new_files;
+    }
+}
+
+/// Counts what became of one file.
+void count(const PlannedFile& file, const ParsedFile& parsed, IndexReport& report) {
+    switch (parsed.outcome) {
+        case Outcome::CHUNKS:
+            return count_text(file, report);
+        case Outcome::KEPT_ON_DISK:
+            ++report.kept_on_disk;
+            return count_text(file, report);
+        case Outcome::SAME_TEXT:
+            ++report.files;
+            report.kept_on_disk += file.known->text_on_disk ? 1 : 0;
+            return;
+        case Outcome::BINARY:
+            ++report.binary_files;
+            break;
+        case Outcome::UNREADABLE:
+            report.unreadable.push_back({file.entry.path, parsed.error});
+            break;
+    }
+    if (file.known && file.known->text_is_stored) ++report.gone_files;
+}
+
+void count_unchanged(const ChangePlan& plan, IndexReport& report) {
+    report.files = plan.unchanged;
+    report.kept_on_disk = plan.unchanged_kept_on_disk;
+    report.binary_files = plan.unchanged_binary;
+    report.gone_files = static_cast<std::int64_t>(plan.gone.size());
+}
+
+/// Reads and stores the plan's files; each count of the report is of what is in the index then.
+void read_files(Database& db, IndexStore& store, chunk_store::Layout layout,
+                const std::filesystem::path& root, const ChangePlan& plan,
+                const IndexOptions& options, IndexReport& report) {
+    ParsePipeline pipeline(root, plan.to_read, layout,
+                           dictionary_for(db, layout, root, plan.to_read), thread_count(options));
+    const auto total = static_cast<std::int64_t>(plan.to_read.size());
+    std::int64_t done = 0;
+    for (const PlannedFile& file : plan.to_read) {
+        ParsedFile parsed = pipeline.next();
+        count(file, parsed, report);
+        store.put(file, std::move(parsed));
+        if (options.progress) options.progress(++done, total);
+    }
+}
+
+/// Moves the log into the database file, which searches then read alone. Searches that still read
+/// the log put that off to the next run, and so does a full disk, which is what is returned then:
+/// whatever is in the log is committed.
+std::optional<std::string> checkpoint(Database& db) {
+    constexpr int FULL = 13, WRITE_ERROR = 778;  // SQLITE_FULL, SQLITE_IOERR_WRITE
+    db.set_busy_timeout(CHECKPOINT_WAIT_MS);
+    try {
+        db.fetchone("PRAGMA wal_checkpoint(TRUNCATE)");
+        return std::nullopt;
+    } catch (const DatabaseError& error) {
+        if (error.code() != FULL && error.code() != WRITE_ERROR) throw;
+        return fmt::format("all is stored, but stays in the log until a later run: {}",
+                           error.what());
+    }
+}
+
+}  // namespace
+
+IndexReport index_repository(const std::filesystem::path& root, const IndexOptions& options) {
+    const IndexLock lock(root);
+    IndexReport report;
+    Database db = open_or_create(root, options, report);
+    const chunk_store::Layout layout = layout_of(db, options);
+    FileList list = list_files(root, thread_count(options));
+    report.warnings = std::move(list.warnings);
+    ChangePlan plan = plan_changes(db, layout, std::move(list.files));
+    count_unchanged(plan, report);
+
+    IndexStore store(db, layout);
+    store.begin_changes(plan);
+    read_files(db, store, layout, root, plan, options, report);
+    store.commit();
+    schema::set_filled(db);
+    if (!store.has_written()) return report;
+    if (auto warning = checkpoint(db)) report.warnings.push_back(std::move(*warning));
+    return report;
+}
+
+std::vector<schema::UpgradeStep> upgrade_index(const std::filesystem::path& root) {
+    const IndexLock lock(root);
+    Database db = schema::open_any_version(schema::index_path(root), Access::READ_WRITE);
+    std::vector<schema::UpgradeStep> steps = upgrade_if_older(db);
+    if (steps.empty()) return steps;
+    if (const auto warning = checkpoint(db)) steps.back().what += "; " + *warning;
+    return steps;
+}
+
+}  // namespace codetext::indexer

@@ -1,0 +1,92 @@
+#include "indexer/run/parse_file.hpp"
+
+#include <xxhash.h>
+
+#include <cerrno>
+#include <chrono>
+#include <span>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "storage/code_text/chunk_rows.hpp"
+#include "storage/code_text/chunking.hpp"
+#include "utils/fsio.hpp"
+#include "utils/unicode.hpp"
+
+namespace codetext::indexer {
+namespace {
+
+std::int64_t now_ns() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
+}
+
+std::int64_t hash_of(std::string_view bytes) {
+    return static_cast<std::int64_t>(XXH3_64bits(bytes.data(), bytes.size()));
+}
+
+/// What stored_text_bytes gives for the text that was cut into these chunks.
+std::int64_t stored_bytes(std::span<const Chunk> chunks) {
+    std::size_t bytes = chunks.size() - 1;
+    for (const Chunk& chunk : chunks) bytes += chunk.text.size();
+    return static_cast<std::int64_t>(bytes);
+}
+
+bool stays_on_disk(const PlannedFile& file, std::span<const Chunk> chunks) {
+    return static_cast<std::int64_t>(chunks.size()) > chunk_store::MAX_FILE_CHUNKS ||
+           code_text::text_kept_on_disk(file.language, stored_bytes(chunks));
+}
+
+/// Whether the index holds what a file with this hash gives.
+bool holds(const KnownFile& known, std::int64_t content_hash) {
+    return known.text_is_stored && known.language_is_current && known.content_hash == content_hash;
+}
+
+/// Whether the process itself, not the file, is why a read failed.
+bool is_shortage(const std::error_code& code) {
+    return code.value() == EMFILE || code.value() == ENFILE || code.value() == ENOMEM;
+}
+
+void parse_text(const PlannedFile& file, std::string bytes, chunk_store::Packer& packer,
+                ParsedFile& parsed) {
+    parsed.outcome = Outcome::KEPT_ON_DISK;
+    if (static_cast<std::int64_t>(bytes.size()) > MAX_CHUNKED_FILE_BYTES) return;
+    const std::vector<Chunk> chunks = code_text::code_chunks(unicode::decode(std::move(bytes)));
+    if (stays_on_disk(file, chunks)) return;
+    parsed.packed = packer.pack(chunks);
+    parsed.outcome = Outcome::CHUNKS;
+}
+
+}  // namespace
+
+bool is_binary(std::string_view bytes) {
+    return bytes.substr(0, BINARY_TEST_BYTES).find('\0') != std::string_view::npos;
+}
+
+ParsedFile parse_file(const std::filesystem::path& root, const PlannedFile& file,
+                      chunk_store::Packer& packer) {
+    ParsedFile parsed;
+    fsio::FileContent content;
+    const std::int64_t read_at_ns = now_ns();
+    try {
+        content = fsio::read_file_no_follow(root / file.entry.path);
+    } catch (const std::system_error& error) {
+        if (is_shortage(error.code())) throw;
+        parsed.error = error.code().message();
+        return parsed;
+    }
+    parsed.size = content.size_bytes;
+    parsed.mtime_ns = remembered_mtime_ns(content.mtime_ns, read_at_ns);
+    parsed.content_hash = hash_of(content.bytes);
+    if (is_binary(content.bytes)) {
+        parsed.outcome = Outcome::BINARY;
+    } else if (file.known && holds(*file.known, parsed.content_hash)) {
+        parsed.outcome = Outcome::SAME_TEXT;
+    } else {
+        parse_text(file, std::move(content.bytes), packer, parsed);
+    }
+    return parsed;
+}
+
+}  // namespace codetext::indexer

@@ -1,0 +1,51 @@
+#pragma once
+
+// What becomes of one file: read, looked at, cut into chunks and packed. Needs no database, so that
+// any thread can do it.
+//
+//   chunk_store::Packer packer(layout, dictionary);
+//   ParsedFile parsed = parse_file(root, planned, packer);
+//   if (parsed.outcome == Outcome::CHUNKS) writer.put(id, std::move(parsed.packed));
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "indexer/plan/change_plan.hpp"
+#include "storage/chunk_store/writer.hpp"
+
+namespace codetext::indexer {
+
+/// A NUL among so many first bytes makes a file a binary one.
+inline constexpr std::size_t BINARY_TEST_BYTES = 8000;
+/// A larger file keeps its text on disk: packing one takes several times its size in memory, and a
+/// chunk of its longest lines might not fit a database row.
+inline constexpr std::int64_t MAX_CHUNKED_FILE_BYTES = 256 << 20;
+
+enum class Outcome {
+    CHUNKS,        ///< its text goes into the index
+    KEPT_ON_DISK,  ///< its text stays on disk and is searched there
+    SAME_TEXT,     ///< it holds what the index has; only its size or time may be others
+    BINARY,
+    UNREADABLE,
+};
+
+struct ParsedFile {
+    Outcome outcome = Outcome::UNREADABLE;
+    std::int64_t size = 0;
+    std::int64_t mtime_ns = UNSETTLED_MTIME_NS;  ///< the time to remember
+    std::int64_t content_hash = 0;               ///< XXH3, 64 bits, of the file's bytes
+    chunk_store::PackedFile packed;              ///< for CHUNKS
+    std::string error;                           ///< for UNREADABLE: why
+};
+
+bool is_binary(std::string_view bytes);
+
+/// Reads the file below `root` and does all that storing it needs. A file that cannot be read is
+/// UNREADABLE. Throws std::system_error when the process lacks what reading any file takes
+/// (descriptors, memory).
+ParsedFile parse_file(const std::filesystem::path& root, const PlannedFile& file,
+                      chunk_store::Packer& packer);
+
+}  // namespace codetext::indexer

@@ -1,0 +1,179 @@
+#include "search/files/file_selection.hpp"
+
+#include <algorithm>
+
+namespace codetext::search {
+
+using code_text::FileRow;
+
+namespace {
+
+// Above this part of the files, reading all rows is faster than asking for each by its id.
+constexpr std::int64_t SCAN_FROM_PART = 4;
+
+bool lies_in(std::string_view path, std::string_view directory) {
+    if (directory.empty() || path == directory) return true;
+    return path.size() > directory.size() && path.starts_with(directory) &&
+           path[directory.size()] == '/';
+}
+
+bool globs_pass(const std::vector<Glob>& globs, std::string_view path) {
+    const auto last = std::find_if(globs.rbegin(), globs.rend(),
+                                   [&](const Glob& glob) { return glob.matches(path); });
+    if (last != globs.rend()) return !last->excludes();
+    return std::all_of(globs.begin(), globs.end(), [](const Glob& g) { return g.excludes(); });
+}
+
+// The paths without those that lie in another one of them.
+std::vector<std::string> outermost(std::vector<std::string> paths) {
+    std::sort(paths.begin(), paths.end(),
+              [](const auto& one, const auto& other) { return one.size() < other.size(); });
+    std::vector<std::string> result;
+    for (std::string& path : paths) {
+        const bool inside = std::any_of(result.begin(), result.end(),
+                                        [&](const auto& outer) { return lies_in(path, outer); });
+        if (!inside) result.push_back(std::move(path));
+    }
+    return result;
+}
+
+bool in_paths(const std::vector<std::string>& paths, std::string_view path) {
+    return paths.empty() ||
+           std::any_of(paths.begin(), paths.end(), [&](const auto& p) { return lies_in(path, p); });
+}
+
+// Calls `row` for each file below the filter's paths, once.
+void each_row(const Database& db, const FileFilter& filter,
+              const std::function<Visit(const RowView&)>& row) {
+    const std::vector<std::string> paths = outermost(filter.paths);
+    if (paths.empty() || paths.front().empty()) {
+        return db.each("SELECT id, path, language FROM files", {}, row);
+    }
+    for (const std::string& path : paths) {
+        // "0" is the character behind "/": the range is that of everything in the directory.
+        db.each(
+            "SELECT id, path, language FROM files WHERE path = ?1 "
+            "UNION ALL SELECT id, path, language FROM files WHERE path > ?2 AND path < ?3",
+            {path, path + '/', path + '0'}, row);
+    }
+}
+
+void add_passing(std::vector<FileRow>& files, const FileFilter& filter, std::int64_t id,
+                 std::string_view path, std::string_view language) {
+    if (!passes(filter, path, language)) return;
+    files.push_back({id, std::string(path), std::string(language), std::nullopt});
+}
+
+// Most rows come sorted: an index that is made at once has its files in path order.
+void sort_by_path(std::vector<FileRow>& files) {
+    const auto by_path = [](const FileRow& one, const FileRow& other) {
+        return one.path < other.path;
+    };
+    if (!std::is_sorted(files.begin(), files.end(), by_path)) {
+        std::sort(files.begin(), files.end(), by_path);
+    }
+}
+
+std::vector<FileRow> rows_by_id(const Database& db, const FileFilter& filter,
+                                const std::vector<std::int64_t>& file_ids) {
+    std::vector<FileRow> files;
+    for (std::int64_t id : file_ids) {
+        db.each("SELECT path, language FROM files WHERE id = ?", {id}, [&](const RowView& row) {
+            if (in_paths(filter.paths, row.text(0))) {
+                add_passing(files, filter, id, row.text(0), row.text(1));
+            }
+            return Visit::CONTINUE;
+        });
+    }
+    return files;
+}
+
+std::vector<FileRow> rows_by_scan(const Database& db, const FileFilter& filter,
+                                  const std::vector<std::int64_t>* file_ids) {
+    std::vector<FileRow> files;
+    std::optional<SortedLookup> wanted;
+    if (file_ids) {
+        wanted.emplace(*file_ids);
+        files.reserve(file_ids->size());
+    }
+    each_row(db, filter, [&](const RowView& row) {
+        const std::int64_t id = row.integer(0);
+        if (!wanted || wanted->contains(id)) {
+            add_passing(files, filter, id, row.text(1), row.text(2));
+        }
+        return Visit::CONTINUE;
+    });
+    return files;
+}
+
+}  // namespace
+
+bool has_files_at(const Database& db, const std::string& path) {
+    bool found = false;
+    each_row(db, {.paths = {path}, .globs = {}, .languages = {}}, [&](const RowView&) {
+        found = true;
+        return Visit::STOP;
+    });
+    return found;
+}
+
+bool passes(const FileFilter& filter, std::string_view path, std::string_view language) {
+    const std::vector<std::string>& languages = filter.languages;
+    return (languages.empty() ||
+            std::find(languages.begin(), languages.end(), language) != languages.end()) &&
+           globs_pass(filter.globs, path);
+}
+
+std::vector<FileRow> selected_files(const Database& db, const FileFilter& filter) {
+    std::vector<FileRow> files = rows_by_scan(db, filter, nullptr);
+    sort_by_path(files);
+    return files;
+}
+
+std::vector<FileRow> selected_files(const Database& db, const FileFilter& filter,
+                                    const std::vector<std::int64_t>& file_ids) {
+    // Ids are handed out one by one: the greatest says, near enough, how many files there are.
+    const std::int64_t most =
+        db.fetchone("SELECT coalesce(max(id), 0) FROM files")->integer(0) / SCAN_FROM_PART;
+    std::vector<FileRow> files = static_cast<std::int64_t>(file_ids.size()) <= most
+                                     ? rows_by_id(db, filter, file_ids)
+                                     : rows_by_scan(db, filter, &file_ids);
+    sort_by_path(files);
+    return files;
+}
+
+SelectedFiles::SelectedFiles(const Database& db, const FileFilter& filter,
+                             const std::optional<std::vector<std::int64_t>>& file_ids)
+    : _db(&db), _filter(&filter) {
+    if (file_ids) _wanted.emplace(*file_ids);
+    for (const std::string& path : outermost(_filter->paths)) {
+        if (path.empty()) continue;
+        // What comes right after a path is the path with a NUL; "0" is the character behind "/".
+        _ranges.push_back({path, path + '\0'});
+        _ranges.push_back({path + '/', path + '0'});
+    }
+    // No path holds the byte FF, which is in no UTF-8.
+    if (_ranges.empty()) _ranges.push_back({"", "\xff"});
+    std::sort(_ranges.begin(), _ranges.end(),
+              [](const Paths& one, const Paths& other) { return one.from > other.from; });
+}
+
+std::vector<FileRow> SelectedFiles::next(std::size_t most) {
+    std::vector<FileRow> files;
+    while (files.size() < most && !_ranges.empty()) {
+        const Paths range = _ranges.back();
+        _ranges.pop_back();
+        _db->each("SELECT id, path, language FROM files WHERE path >= ? AND path < ? ORDER BY path",
+                  {range.from, range.before}, [&](const RowView& row) {
+                      const std::int64_t id = row.integer(0);
+                      if (_wanted && !_wanted->contains(id)) return Visit::CONTINUE;
+                      add_passing(files, *_filter, id, row.text(1), row.text(2));
+                      if (files.size() < most) return Visit::CONTINUE;
+                      _ranges.push_back({files.back().path + '\0', range.before});
+                      return Visit::STOP;
+                  });
+    }
+    return files;
+}
+
+}  // namespace codetext::search

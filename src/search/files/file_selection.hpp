@@ -1,0 +1,66 @@
+#pragma once
+
+// Which files of an index a search looks at.
+//
+//   search::FileFilter filter{.paths = {"drivers"}, .languages = {"c"}};
+//   std::vector<code_text::FileRow> files = search::selected_files(db, filter);
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "search/files/glob.hpp"
+#include "storage/code_text.hpp"
+#include "storage/database.hpp"
+#include "utils/sorted_lookup.hpp"
+
+namespace codetext::search {
+
+/// What a file must be to be searched; an empty list demands nothing.
+struct FileFilter {
+    /// Files, or directories with all that lies below, relative to the repository's root; the empty
+    /// path is the root itself.
+    std::vector<std::string> paths;
+    /// The last one that matches decides. A file that none matches is searched if all exclude.
+    std::vector<Glob> globs;
+    std::vector<std::string> languages;  ///< as the indexer names them
+};
+
+/// Whether the filter's globs and languages let the file pass; its paths are not looked at.
+bool passes(const FileFilter& filter, std::string_view path, std::string_view language);
+
+/// The files that the filter selects, ascending by the bytes of their paths.
+std::vector<code_text::FileRow> selected_files(const Database& db, const FileFilter& filter);
+
+/// Those files that the filter selects and that have one of `file_ids` (ascending, each once), in
+/// the same order.
+std::vector<code_text::FileRow> selected_files(const Database& db, const FileFilter& filter,
+                                               const std::vector<std::int64_t>& file_ids);
+
+/// Hands out what selected_files gives, some files at a time, for a search that may need only the
+/// first. What it is made with must outlive it.
+class SelectedFiles {
+  public:
+    /// `file_ids` (ascending, each once) are those that the files are taken of; none: all files.
+    SelectedFiles(const Database& db, const FileFilter& filter,
+                  const std::optional<std::vector<std::int64_t>>& file_ids);
+    /// The next `most` files at most; fewer only at the end.
+    std::vector<code_text::FileRow> next(std::size_t most);
+
+  private:
+    struct Paths {
+        std::string from, before;  ///< ordered by their bytes, half-open
+    };
+    const Database* _db;
+    const FileFilter* _filter;
+    std::optional<SortedLookup> _wanted;
+    std::vector<Paths> _ranges;  ///< what is left, the next one last
+};
+
+/// Whether the index has a file at `path`, or one below it.
+bool has_files_at(const Database& db, const std::string& path);
+
+}  // namespace codetext::search

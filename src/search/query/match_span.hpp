@@ -1,0 +1,33 @@
+#pragma once
+
+// Where on a line a query matches, for columns and highlighting.
+//
+//   for (search::MatchSpan span : search::needle_spans(line, "x =", true)) mark(span.start,
+//   span.end);
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+namespace codetext::search {
+
+/// A part of a line: byte offsets from 0, half-open. Both ends lie between two code points.
+struct MatchSpan {
+    std::size_t start, end;
+    friend bool operator==(const MatchSpan&, const MatchSpan&) = default;
+};
+
+/// Every occurrence of `needle` on `line` that does not overlap the one before it, leftmost first.
+/// The empty needle occurs once before each code point and at the end.
+///
+/// Unless `case_sensitive`, `needle` must be lower-cased, and the line is compared in its
+/// lower-case form; the spans are those of the line itself, and one that begins or ends inside of
+/// what one code point lower-cases to takes in that code point whole.
+std::vector<MatchSpan> needle_spans(std::string_view line, std::string_view needle,
+                                    bool case_sensitive);
+
+/// The offset of the code point after the one that begins at `offset_bytes`, or one past the end of
+/// `text` when none does.
+std::size_t next_code_point(std::string_view text, std::size_t offset_bytes);
+
+}  // namespace codetext::search

@@ -1,0 +1,174 @@
+#include "search/query/pattern.hpp"
+
+#include <re2/re2.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "search/query/pattern_impl.hpp"
+#include "search/query/pattern_text.hpp"
+#include "utils/text_find.hpp"
+#include "utils/unicode.hpp"
+
+namespace codetext::search {
+
+namespace {
+
+constexpr int MIN_ATOM_BYTES = 3;
+constexpr std::int64_t MAX_MEMORY_BYTES = 64 << 20;
+
+RE2::Options re2_options(bool case_sensitive) {
+    RE2::Options options;
+    options.set_case_sensitive(case_sensitive);
+    options.set_never_nl(true);
+    options.set_log_errors(false);
+    options.set_max_mem(MAX_MEMORY_BYTES);
+    return options;
+}
+
+// Each is compiled by itself, so that none leans on what is put around it to be well-formed, and so
+// that an error shows the pattern as it was given.
+void check(const std::string& pattern, const RE2::Options& options) {
+    const RE2 alone(pattern, options);
+    if (!alone.ok()) {
+        throw std::invalid_argument("the pattern does not compile: " + alone.error());
+    }
+}
+
+std::string composed(const std::vector<std::string>& patterns, const PatternOptions& options) {
+    const std::string any = alternatives(patterns);
+    if (options.whole_lines) return whole_line(any);
+    return options.words ? bounded_by_words(any) : any;
+}
+
+bool any_of(const std::vector<std::string>& patterns, bool (*holds)(std::string_view)) {
+    return std::any_of(patterns.begin(), patterns.end(), holds);
+}
+
+std::size_t code_point_before(std::string_view text, std::size_t offset_bytes) {
+    do {
+        --offset_bytes;
+    } while (offset_bytes > 0 && next_code_point(text, offset_bytes - 1) > offset_bytes);
+    return offset_bytes;
+}
+
+// The leftmost match from `from` on, or what its given group took in.
+std::optional<MatchSpan> leftmost(const RE2& re, std::string_view line, std::size_t from,
+                                  int group) {
+    re2::StringPiece groups[2];
+    if (!re.Match(line, from, line.size(), RE2::UNANCHORED, groups, group + 1)) return std::nullopt;
+    const auto start = static_cast<std::size_t>(groups[group].data() - line.data());
+    return MatchSpan{start, start + groups[group].size()};
+}
+
+// Where the line begins that holds `offset_bytes`; one begins at `from`.
+std::size_t line_start(std::string_view text, std::size_t from, std::size_t offset_bytes) {
+    const std::size_t line_feed = text.substr(from, offset_bytes - from).rfind('\n');
+    return line_feed == std::string_view::npos ? from : from + line_feed + 1;
+}
+
+std::string_view line_from(std::string_view text, std::size_t start) {
+    return text.substr(start, text.find('\n', start) - start);
+}
+
+}  // namespace
+
+Pattern::Impl::Impl(const std::vector<std::string>& patterns, PatternOptions options)
+    : _options(std::move(options)),
+      _line_by_line(any_of(patterns, needs_single_lines)),
+      _folds_beyond_ascii(!_options.case_sensitive || any_of(patterns, search::folds_beyond_ascii)),
+      _words(_options.words && !_options.whole_lines),
+      _filter(MIN_ATOM_BYTES) {
+    const RE2::Options re2 = re2_options(_options.case_sensitive);
+    const std::string text = composed(patterns, _options);
+    int id = 0;
+    const bool compiles = _filter.Add("(?m)" + text, re2, &id) == RE2::NoError;
+    if (!compiles || text != patterns.front()) {
+        for (const std::string& pattern : patterns) check(pattern, re2);
+    }
+    if (!compiles) check(text, re2);
+    _filter.Compile(&_filter_atoms);
+    if (patterns.size() == 1 && !_options.literal) {
+        _run = required_bytes(patterns.front(), _options.case_sensitive);
+    }
+    if (_words) _inside_text = "(?m)" + bounded_by_words_inside(alternatives(patterns));
+}
+
+const RE2& Pattern::Impl::_inside() const {
+    std::call_once(_inside_compiled, [this] {
+        _inside_re =
+            std::make_unique<const RE2>(_inside_text, re2_options(_options.case_sensitive));
+    });
+    return *_inside_re;
+}
+
+std::optional<MatchSpan> Pattern::Impl::first_span(std::string_view line) const {
+    return leftmost(_re(), line, 0, _words ? 1 : 0);
+}
+
+std::optional<MatchSpan> Pattern::Impl::next_span(std::string_view line, std::size_t from) const {
+    if (!_words) return leftmost(_re(), line, from, 0);
+    // The character in front of a match takes part in it, and may end the match before.
+    return leftmost(_inside(), line, code_point_before(line, from), 1);
+}
+
+std::optional<std::size_t> Pattern::Impl::next_candidate(std::string_view text,
+                                                         std::size_t from) const {
+    if (_options.literal || _required) {
+        const std::size_t at = _options.literal
+                                   ? text_find::find(text, *_options.literal, from)
+                                   : text_find::find_ignoring_ascii_case(text, *_required, from);
+        return at == text_find::NOT_FOUND ? std::nullopt : std::optional(at);
+    }
+    if (_run) {
+        const std::size_t at = find_required_bytes(text, *_run, from);
+        return at == std::string_view::npos ? std::nullopt : std::optional(at);
+    }
+    if (_line_by_line) return from;
+    const std::optional<MatchSpan> match = leftmost(_re(), text, from, 0);
+    return match ? std::optional(match->start) : std::nullopt;
+}
+
+Pattern::Pattern(const std::vector<std::string>& patterns, PatternOptions options) {
+    const bool has_literal = options.literal.has_value();
+    const auto impl = std::make_shared<Impl>(patterns, std::move(options));
+    _impl = impl;
+    if (!has_literal) impl->require(RequiredAtoms(*this).text_of_every_match());
+}
+
+const std::optional<std::string>& Pattern::text_of_every_match() const { return _impl->required(); }
+
+std::optional<std::int64_t> Pattern::search(std::string_view line) const {
+    const std::optional<MatchSpan> span = _impl->first_span(line);
+    if (!span) return std::nullopt;
+    return unicode::code_points(line.substr(0, span->start));
+}
+
+std::optional<std::size_t> Pattern::search_text(std::string_view text, std::size_t from) const {
+    while (from <= text.size()) {
+        const std::optional<std::size_t> candidate = _impl->next_candidate(text, from);
+        if (!candidate || _impl->candidates_match()) return candidate;
+        const std::size_t start = line_start(text, from, *candidate);
+        const std::string_view line = line_from(text, start);
+        if (auto span = _impl->first_span(line)) return start + span->start;
+        from = start + line.size() + 1;
+    }
+    return std::nullopt;
+}
+
+std::vector<MatchSpan> Pattern::spans(std::string_view line) const {
+    std::vector<MatchSpan> spans;
+    std::optional<MatchSpan> span = _impl->first_span(line);
+    while (span) {
+        const bool touches =
+            span->start == span->end && !spans.empty() && spans.back().end == span->start;
+        if (!touches) spans.push_back(*span);
+        const std::size_t from =
+            span->start == span->end ? next_code_point(line, span->end) : span->end;
+        if (from > line.size()) break;
+        span = _impl->next_span(line, from);
+    }
+    return spans;
+}
+
+}  // namespace codetext::search

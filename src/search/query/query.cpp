@@ -1,0 +1,75 @@
+#include "search/query/query.hpp"
+
+#include <re2/re2.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "search/query/pattern_text.hpp"
+#include "utils/unicode.hpp"
+
+namespace codetext::search {
+
+namespace {
+
+void check_text(const QueryOptions& options) {
+    for (const std::string& pattern : options.patterns) {
+        if (unicode::decode(pattern) != pattern) {
+            throw std::invalid_argument("the pattern is not valid UTF-8");
+        }
+        if (pattern.find('\n') != std::string::npos) {
+            throw std::invalid_argument(
+                "the pattern holds a line break, but lines are searched one by one");
+        }
+    }
+}
+
+bool ignores_case(const QueryOptions& options) {
+    if (options.ignore_case || !options.smart_case) return options.ignore_case;
+    return std::none_of(options.patterns.begin(), options.patterns.end(), [&](const auto& pattern) {
+        return options.fixed_strings ? unicode::lower(pattern) != pattern : has_capital(pattern);
+    });
+}
+
+std::optional<std::string> plain_text(const QueryOptions& options) {
+    if (options.patterns.size() != 1) return std::nullopt;
+    return options.fixed_strings ? options.patterns.front() : literal_of(options.patterns.front());
+}
+
+std::vector<std::string> expressions(const QueryOptions& options) {
+    std::vector<std::string> result = options.patterns;
+    if (options.fixed_strings) {
+        for (std::string& pattern : result) pattern = re2::RE2::QuoteMeta(pattern);
+    }
+    return result;
+}
+
+}  // namespace
+
+Query make_query(const QueryOptions& options) {
+    check_text(options);
+    Query query;
+    query.case_sensitive = !ignores_case(options);
+    query.needle = plain_text(options);
+    if (query.needle && !query.case_sensitive) query.needle = unicode::lower(*query.needle);
+    if (query.needle && !options.words && !options.whole_lines) return query;
+    // An expression folds case one character to one, a needle is compared in full lower case: in a
+    // search that ignores case, a line that matches need not hold the needle.
+    if (!query.case_sensitive) query.needle.reset();
+    query.pattern.emplace(expressions(options),
+                          PatternOptions{.case_sensitive = query.case_sensitive,
+                                         .words = options.words,
+                                         .whole_lines = options.whole_lines,
+                                         .literal = query.needle});
+    if (query.needle) return query;
+    query.needle = query.pattern->text_of_every_match();
+    if (query.needle) query.case_sensitive = false;
+    return query;
+}
+
+std::vector<MatchSpan> match_spans(const Query& query, std::string_view line) {
+    return query.pattern ? query.pattern->spans(line)
+                         : needle_spans(line, *query.needle, query.case_sensitive);
+}
+
+}  // namespace codetext::search

@@ -1,0 +1,48 @@
+#pragma once
+
+// What a search looks for: a plain needle or a regular expression, and how it treats case.
+//
+//   search::Query query = search::make_query({.patterns = {"spin_lock("}, .fixed_strings = true});
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "search/query/match_span.hpp"
+#include "search/query/pattern.hpp"
+
+namespace codetext::search {
+
+/// A query as its user gives it.
+struct QueryOptions {
+    std::vector<std::string> patterns;  ///< at least one; a line matches that any of them matches
+    bool fixed_strings = false;         ///< the patterns are plain text
+    bool ignore_case = false;
+    bool smart_case = false;  ///< ignore case unless a pattern names a capital
+    bool words = false;       ///< matches stand between characters that are no part of a word
+    bool whole_lines = false;
+};
+
+/// A query as a search uses it. Copies share the compiled pattern; safe for use by several threads
+/// at once.
+struct Query {
+    /// Text that every matching line holds. The query itself when there is no pattern; with one, it
+    /// only narrows what is searched.
+    std::optional<std::string> needle;
+    std::optional<Pattern> pattern;
+    /// Of the needle alone: false for one that is lower-cased, to be looked for in lower-cased
+    /// text.
+    bool case_sensitive = true;
+};
+
+/// A single pattern without metacharacters, or one given as plain text, becomes a needle;
+/// everything else a regular expression. Throws std::invalid_argument for a pattern that does not
+/// compile, is not UTF-8, or as plain text holds a line break.
+Query make_query(const QueryOptions& options);
+
+/// Where on a matching line the query matches: at least one span. Only the first is what the search
+/// found; a later one counts if it does not overlap the one before it.
+std::vector<MatchSpan> match_spans(const Query& query, std::string_view line);
+
+}  // namespace codetext::search

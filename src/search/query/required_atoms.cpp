@@ -1,0 +1,105 @@
+#include <algorithm>
+#include <functional>
+#include <set>
+
+#include "search/query/pattern.hpp"
+#include "search/query/pattern_impl.hpp"
+
+namespace codetext::search {
+
+namespace {
+
+constexpr std::size_t MIN_PIECE_BYTES = 3;
+/// Trying one takes a look at every atom.
+constexpr std::size_t MAX_TEXTS_TRIED = 256;
+
+// The filter's atoms are lower-cased by simple folding, an index folds the letters of ASCII. They
+// differ beyond ASCII, and where U+212A stands for a k or U+017F for an s. That is cut out.
+bool folds_plainly(char c, bool beyond_ascii) {
+    return c > 0 && !(beyond_ascii && (c == 'k' || c == 's'));
+}
+
+std::vector<std::string> pieces_of(const std::string& atom, bool beyond_ascii) {
+    std::vector<std::string> pieces;
+    const auto plain = [&](char c) { return folds_plainly(c, beyond_ascii); };
+    auto start = std::find_if(atom.begin(), atom.end(), plain);
+    while (start != atom.end()) {
+        const auto end = std::find_if_not(start, atom.end(), plain);
+        if (static_cast<std::size_t>(end - start) >= MIN_PIECE_BYTES)
+            pieces.emplace_back(start, end);
+        start = std::find_if(end, atom.end(), plain);
+    }
+    return pieces;
+}
+
+std::string longest_shared(const std::string& one, const std::string& other) {
+    std::string longest;
+    for (std::size_t start = 0; start < one.size(); ++start) {
+        while (start + longest.size() < one.size()) {
+            const std::string longer = one.substr(start, longest.size() + 1);
+            if (other.find(longer) == std::string::npos) break;
+            longest = longer;
+        }
+    }
+    return longest;
+}
+
+std::string shared_with_any(const std::string& text, const std::vector<std::string>& pieces) {
+    std::string longest;
+    for (const std::string& piece : pieces) {
+        std::string shared = longest_shared(text, piece);
+        if (shared.size() > longest.size()) longest = std::move(shared);
+    }
+    return longest;
+}
+
+}  // namespace
+
+RequiredAtoms::RequiredAtoms(const Pattern& pattern) : _pattern(pattern) {
+    const std::vector<std::string>& atoms = pattern._impl->filter_atoms();
+    for (std::size_t id = 0; id < atoms.size(); ++id) {
+        std::vector<std::string> pieces = pieces_of(atoms[id], pattern._impl->folds_beyond_ascii());
+        std::vector<int>& ids = pieces.empty() ? _always_present : _atom_ids;
+        ids.push_back(static_cast<int>(id));
+        if (!pieces.empty()) _pieces.push_back(std::move(pieces));
+    }
+}
+
+bool RequiredAtoms::may_match(const std::vector<int>& present) const {
+    std::vector<int> ids = _always_present;
+    for (int position : present) ids.push_back(_atom_ids[static_cast<std::size_t>(position)]);
+    std::vector<int> patterns;
+    _pattern._impl->filter().AllPotentials(ids, &patterns);
+    return !patterns.empty();
+}
+
+bool RequiredAtoms::_matches_without(const std::string& text) const {
+    std::vector<int> others;
+    for (std::size_t i = 0; i < _pieces.size(); ++i) {
+        const bool holds = std::any_of(_pieces[i].begin(), _pieces[i].end(), [&](const auto& p) {
+            return p.find(text) != std::string::npos;
+        });
+        if (!holds) others.push_back(static_cast<int>(i));
+    }
+    return may_match(others);
+}
+
+std::optional<std::string> RequiredAtoms::text_of_every_match() const {
+    if (_pieces.empty()) return std::nullopt;
+    std::set<std::string> distinct;
+    // Of `ab[12]c` the atoms are "ab1c" and "ab2c": what all atoms share may be needed too.
+    std::string shared = _pieces.front().front();
+    for (const std::vector<std::string>& pieces : _pieces) {
+        distinct.insert(pieces.begin(), pieces.end());
+        if (!shared.empty()) shared = shared_with_any(shared, pieces);
+    }
+    if (shared.size() >= MIN_PIECE_BYTES) distinct.insert(shared);
+    std::vector<std::string> longest_first(distinct.begin(), distinct.end());
+    std::ranges::stable_sort(longest_first, std::greater(), &std::string::size);
+    longest_first.resize(std::min(longest_first.size(), MAX_TEXTS_TRIED));
+    const auto needed = std::ranges::find_if_not(
+        longest_first, [this](const std::string& text) { return _matches_without(text); });
+    return needed == longest_first.end() ? std::nullopt : std::optional(*needed);
+}
+
+}  // namespace codetext::search

@@ -1,0 +1,67 @@
+#pragma once
+
+// The search of one file: which of its lines match, with the lines around them.
+//
+//   search::FileResult result;
+//   search::search_file(source, file, query, {.before = 2, .after = 2}, result);
+//   for (const search::ResultLine& line : result.lines) show(line.number, line.text);
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "search/query/query.hpp"
+#include "storage/code_text.hpp"
+
+namespace codetext::search {
+
+inline constexpr std::int64_t NO_LIMIT = std::numeric_limits<std::int64_t>::max();
+
+/// What a search wants to know about a file.
+struct FileWants {
+    std::int64_t before = 0;              ///< context lines in front of a match
+    std::int64_t after = 0;               ///< and behind it
+    std::int64_t max_matches = NO_LIMIT;  ///< matching lines after which the rest is not searched
+    bool lines = true;                    ///< false: the number of matches is enough
+};
+
+/// A line to show. Its text lives as long as the FileResult is not used for another file.
+struct ResultLine {
+    std::int64_t number;  ///< its number in the file, from 1
+    std::int64_t column;  ///< code points before the first match; -1 for a context line
+    std::string_view text;
+    bool is_match() const { return column >= 0; }
+};
+
+struct Stats {
+    std::int64_t files_searched = 0;  ///< whose text was looked at
+    std::int64_t files_with_match = 0;
+    std::int64_t segments = 0;  ///< runs of lines that were searched: chunks, or files
+    std::int64_t segments_without_match = 0;
+    std::int64_t bytes_searched = 0;
+    std::int64_t matched_lines = 0;
+    std::int64_t matches = 0;  ///< several on a line too; counted by an output that shows each
+    std::int64_t elapsed_ns = 0;
+
+    Stats& operator+=(const Stats& other);
+};
+
+/// What the search of one file found. It can be used for one file after the other.
+struct FileResult {
+    const code_text::FileRow* file = nullptr;
+    std::vector<ResultLine> lines;  ///< matches and context, ascending by number, each line once
+    Stats stats;                    ///< of this file alone
+
+    /// What keeps the text of `lines`.
+    code_text::SegmentList segments;
+    code_text::Lines all_lines;
+};
+
+/// Searches one file. `source` may be of any file before; `file` must outlive the result's use.
+/// Passes every failure of the index on.
+void search_file(code_text::TextSource& source, const code_text::FileRow& file, const Query& query,
+                 const FileWants& wants, FileResult& result);
+
+}  // namespace codetext::search

@@ -1,0 +1,81 @@
+#include "search/run/search_batches.hpp"
+
+#include <utility>
+
+#include "search/run/candidate_files.hpp"
+
+namespace codetext::search {
+
+using code_text::FileRow;
+
+namespace {
+
+/// Files of the first scope where there are several, and how many times more each next one has.
+constexpr std::size_t FIRST_FILES = 256;
+constexpr std::size_t GROWTH = 4;
+
+}  // namespace
+
+SearchBatches::SearchBatches(const Database& db, const SearchOptions& options)
+    : _db(&db), _options(&options) {
+    if (options.source != SourceWanted::DISK) _store = chunk_store::layout(db);
+    if (_store == chunk_store::COMPRESSED && !options.files_without_match) {
+        _narrowed = candidate_files(db, options.query);
+    }
+    _start();
+}
+
+std::optional<SearchBatch> SearchBatches::next() {
+    if (_is_done) return std::nullopt;
+    std::vector<FileRow> files = _next_files();
+    code_text::SourceChoice chosen = _choose(files);
+    if (chosen.reason && !_reason) {
+        _reason = std::move(chosen.reason);
+        if (_options->source == SourceWanted::INDEX) {
+            throw IndexCannotAnswer("the index cannot answer this search; it would be " + *_reason);
+        }
+        if (_narrowed) {
+            // The files were narrowed by an index that does not know all of their text.
+            _narrowed.reset();
+            _start();
+            files = _next_files();
+        }
+    }
+    return SearchBatch{std::move(files), std::move(chosen.source)};
+}
+
+void SearchBatches::_start() {
+    _in_order.reset();
+    _count = FIRST_FILES;
+    // In the other layout each scope would cost what all of them cost together.
+    const bool may_end_early = _options->limit != NO_LIMIT && _store != chunk_store::CODE_CHUNKS;
+    if (may_end_early && (!_narrowed || _narrowed->size() > FIRST_FILES)) {
+        _in_order.emplace(*_db, _options->filter, _narrowed);
+    }
+}
+
+std::vector<FileRow> SearchBatches::_next_files() {
+    if (_in_order) {
+        std::vector<FileRow> files = _in_order->next(_count);
+        _is_done = files.size() < _count;
+        _count *= GROWTH;
+        return files;
+    }
+    _is_done = true;
+    return _narrowed ? selected_files(*_db, _options->filter, *_narrowed)
+                     : selected_files(*_db, _options->filter);
+}
+
+code_text::SourceChoice SearchBatches::_choose(const std::vector<FileRow>& files) const {
+    const Query& query = _options->query;
+    if (_options->source == SourceWanted::DISK) {
+        // A pattern is tried on every line, so that nothing but the pattern decides.
+        code_text::SourceChoice disk =
+            code_text::text_source(*_db, {}, query.pattern ? std::nullopt : query.needle,
+                                   query.case_sensitive, std::nullopt);
+        return {std::move(disk.source), std::nullopt};
+    }
+    return code_text::text_source(*_db, files, query.needle, query.case_sensitive, _store);
+}
+
+}  // namespace codetext::search

@@ -1,0 +1,133 @@
+#include "search/run/search_run.hpp"
+
+#include <algorithm>
+#include <thread>
+#include <utility>
+
+#include "search/run/search_batches.hpp"
+#include "utils/sorted_lookup.hpp"
+
+namespace codetext::search {
+
+using code_text::FileRow;
+
+namespace {
+
+constexpr std::size_t FILES_WORTH_THREADS = 32;
+
+// Ids of the files in which something can match; none: any of them.
+std::optional<std::vector<std::int64_t>> possible_files(const code_text::TextSource& source) {
+    const auto* chunks = std::get_if<code_text::ChunkText>(&source);
+    return chunks ? std::optional(chunks->possible_files()) : std::nullopt;
+}
+
+bool holds(const std::vector<std::int64_t>& ids, std::int64_t id) {
+    return std::binary_search(ids.begin(), ids.end(), id);
+}
+
+// The search of one scope.
+class Run {
+  public:
+    Run(const SearchOptions& options, const Render& render, SearchBatch scope)
+        : _options(&options),
+          _render(&render),
+          _scope(std::move(scope)),
+          _possible(possible_files(_scope.source)) {
+        if (!_possible || options.files_without_match) return;
+        SortedLookup possible(*_possible);
+        std::erase_if(_scope.files,
+                      [&](const FileRow& file) { return !possible.contains(file.file_id); });
+    }
+
+    /// Adds to what earlier scopes gave; false when the search is at its end.
+    bool run(const Emit& emit, SearchResult& result) {
+        const std::size_t count = _scope.files.size();
+        OrderedWork work(count, _work_options(), [this] { return _make_worker(); });
+        for (std::size_t item = 0; item < count; ++item) {
+            Rendered file = work.next();
+            if (_results(file.stats) > _options->limit - result.results) {
+                file = _searched_up_to(item, _options->limit - result.results);
+            }
+            result.stats += file.stats;
+            result.results += _results(file.stats);
+            if (_results(file.stats) > 0) result.stopped = emit(file.out) == Visit::STOP;
+            if (result.stopped || result.results == _options->limit) return false;
+        }
+        return true;
+    }
+
+  private:
+    std::int64_t _results(const Stats& stats) const {
+        if (_options->files_without_match) return stats.files_with_match > 0 ? 0 : 1;
+        return stats.matched_lines;
+    }
+
+    OrderedWorkOptions _work_options() const {
+        OrderedWorkOptions options;
+        if (_scope.files.size() < FILES_WORTH_THREADS) return options;
+        const unsigned cores =
+            _options->threads > 0 ? _options->threads : std::thread::hardware_concurrency();
+        if (cores > 1) options.threads = cores;
+        // What is searched beyond the last result is lost.
+        if (_options->limit != NO_LIMIT) {
+            options.batch_items = 1;
+            options.window_items = std::size_t{2} * std::max(cores, 1U);
+        }
+        return options;
+    }
+
+    OrderedWork::Worker _make_worker() const {
+        FileWants wants = _options->wants;
+        wants.max_matches = std::min(wants.max_matches, _options->limit);
+        return [this, wants, source = _scope.source, result = FileResult()](
+                   std::size_t item) mutable { return _searched(item, source, wants, result); };
+    }
+
+    Rendered _searched(std::size_t item, code_text::TextSource& source, const FileWants& wants,
+                       FileResult& result) const {
+        const FileRow& file = _scope.files[item];
+        Rendered rendered;
+        if (_possible && !holds(*_possible, file.file_id)) {
+            result = FileResult();
+            result.file = &file;
+        } else {
+            search_file(source, file, _options->query, wants, result);
+        }
+        rendered.stats = result.stats;
+        if (_results(result.stats) > 0) (*_render)(result, rendered);
+        return rendered;
+    }
+
+    Rendered _searched_up_to(std::size_t item, std::int64_t max_matches) const {
+        FileWants wants = _options->wants;
+        wants.max_matches = max_matches;
+        code_text::TextSource source = _scope.source;
+        FileResult result;
+        return _searched(item, source, wants, result);
+    }
+
+    const SearchOptions* _options;
+    const Render* _render;
+    SearchBatch _scope;
+    std::optional<std::vector<std::int64_t>> _possible;
+};
+
+}  // namespace
+
+SearchResult run_search(Database& db, const SearchOptions& options, const Render& render,
+                        const Emit& emit) {
+    const Transaction snapshot(db, Transaction::Kind::READ);
+    SearchResult result;
+    SearchBatches scopes(db, options);
+    bool goes_on = true;
+    while (goes_on) {
+        std::optional<SearchBatch> scope = scopes.next();
+        if (!scope) break;
+        result.from_index = std::holds_alternative<code_text::ChunkText>(scope->source);
+        goes_on = options.limit > 0 && Run(options, render, *std::move(scope)).run(emit, result);
+    }
+    result.reason = scopes.reason();
+    return result;
+}
+
+}  // namespace codetext::search

@@ -1,0 +1,66 @@
+#pragma once
+
+// One search over an index: which files, read from where, their results in path order.
+//
+//   search::SearchResult result = search::run_search(db, {.query = query}, render, emit);
+//   if (result.reason) report(*result.reason);
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "search/files/file_selection.hpp"
+#include "search/query/query.hpp"
+#include "search/run/file_search.hpp"
+#include "search/run/ordered_work.hpp"
+#include "storage/database.hpp"
+
+namespace codetext::search {
+
+enum class SourceWanted {
+    AUTO,   ///< the index; the disk when the index cannot answer
+    INDEX,  ///< the index or a failure
+    DISK,   ///< every file from disk
+};
+
+struct SearchOptions {
+    Query query;
+    FileFilter filter;
+    SourceWanted source = SourceWanted::AUTO;
+    FileWants wants;
+    bool files_without_match = false;  ///< the results are the files in which nothing matches
+    /// Results after which the search ends: matching lines, or files without a match.
+    std::int64_t limit = NO_LIMIT;
+    unsigned threads = 0;  ///< 0: one a core
+};
+
+/// Makes output of what a search found in a file; it may count the matches too. `rendered` comes
+/// with no output and the file's stats. Called by several threads at once.
+using Render = std::function<void(const FileResult& result, Rendered& rendered)>;
+/// Takes the output for one file, in path order, on the thread that runs the search.
+using Emit = std::function<Visit(std::string_view out)>;
+
+struct SearchResult {
+    Stats stats;                        ///< of the files up to the last one that was emitted
+    bool from_index = false;            ///< the index answered
+    std::optional<std::string> reason;  ///< why the disk was read although the index was asked
+    std::int64_t results = 0;           ///< matching lines, or files without a match
+    bool stopped = false;               ///< `emit` said STOP
+};
+
+/// The index cannot answer a search that wants it to; the message holds the reason.
+class IndexCannotAnswer : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Runs the search in one read transaction on `db`, which must not be inside one. `emit` gets what
+/// `render` makes of each file that has a result, an empty text included. Throws IndexCannotAnswer;
+/// passes on what `render` and `emit` throw, and every failure of the index.
+SearchResult run_search(Database& db, const SearchOptions& options, const Render& render,
+                        const Emit& emit);
+
+}  // namespace codetext::search

@@ -1,0 +1,79 @@
+#include "storage/chunk_store/compressed/dictionary.hpp"
+
+#define ZDICT_STATIC_LINKING_ONLY  // for the trainer's parameters
+#include <zdict.h>
+
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
+namespace codetext::chunk_store {
+
+namespace {
+
+/// How far back LZ4 reaches; more would be dead weight.
+constexpr std::size_t MAX_DICTIONARY_BYTES = 64 << 10;
+/// A dictionary should be trained on about a hundred times its size.
+constexpr std::size_t SAMPLES_PER_DICTIONARY_BYTE = 64;
+
+/// What the trainer looks for: pieces of 64 bytes whose sequences of six bytes come often. Shorter
+/// pieces than zstd would take, which suits LZ4: the kernel's frames are 1% smaller than with what
+/// ZDICT_trainFromBuffer finds by trial, in a sixth of its time.
+ZDICT_fastCover_params_t trainer() {
+    ZDICT_fastCover_params_t parameters{};
+    parameters.k = 64;
+    parameters.d = 6;
+    parameters.f = 20;
+    parameters.accel = 2;
+    return parameters;
+}
+
+/// The text of a dictionary as zstd trains it, without the tables before it, which are zstd's own.
+/// The best of it stands at the end, next to the frame.
+std::string content_of(std::string_view trained) {
+    const std::size_t header = ZDICT_getDictHeaderSize(trained.data(), trained.size());
+    return std::string(trained.substr(ZDICT_isError(header) ? 0 : header));
+}
+
+}  // namespace
+
+DictionaryHandle DictionaryShelf::find(const Database& db, std::int64_t id) {
+    if (id == 0) return nullptr;
+    const std::lock_guard lock(_mutex);
+    if (auto found = _dictionaries.find(id); found != _dictionaries.end()) return found->second;
+    auto row = db.fetchone("SELECT body FROM chunk_dictionaries WHERE id = ?", {id});
+    if (!row) return nullptr;
+    return _dictionaries.emplace(id, std::make_shared<const Dictionary>(id, row->blob(0)))
+        .first->second;
+}
+
+DictionaryHandle load_dictionary(const Database& db) {
+    if (layout(db) != COMPRESSED) return nullptr;
+    auto row = db.fetchone("SELECT id, body FROM chunk_dictionaries ORDER BY id DESC LIMIT 1");
+    if (!row) return nullptr;
+    return std::make_shared<const Dictionary>(row->integer(0), row->blob(1));
+}
+
+DictionaryHandle train_dictionary(Database& db, std::span<const std::string> samples) {
+    std::string joined;
+    std::vector<std::size_t> sizes;
+    for (const std::string& sample : samples) {
+        if (sample.empty()) continue;
+        if (joined.size() + sample.size() > DICTIONARY_SAMPLE_BYTES) break;
+        joined += sample;
+        sizes.push_back(sample.size());
+    }
+    if (joined.size() < DICTIONARY_MIN_BYTES) return nullptr;
+    std::string trained(std::min(MAX_DICTIONARY_BYTES, joined.size() / SAMPLES_PER_DICTIONARY_BYTE),
+                        '\0');
+    const std::size_t size =
+        ZDICT_trainFromBuffer_fastCover(trained.data(), trained.size(), joined.data(), sizes.data(),
+                                        static_cast<unsigned>(sizes.size()), trainer());
+    if (ZDICT_isError(size)) return nullptr;
+    trained.resize(size);
+    std::string content = content_of(trained);
+    db.execute("INSERT INTO chunk_dictionaries(body) VALUES (?)", {BlobView{content}});
+    return std::make_shared<const Dictionary>(db.last_insert_rowid(), std::move(content));
+}
+
+}  // namespace codetext::chunk_store

@@ -1,0 +1,177 @@
+#include "storage/chunk_store/compressed/packed_frame.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+
+#include "storage/chunk_store/compressed/byte_codec.hpp"
+
+namespace codetext::chunk_store {
+
+namespace {
+
+/// Two searches a position. Four (level 3) pack 3% smaller and take a fifth longer; plain LZ4 packs
+/// a quarter larger.
+constexpr int COMPRESSION_LEVEL = 2;
+constexpr std::string_view WHAT = "chunk frame";
+
+std::uint64_t hash_of(std::string_view head, std::string_view texts) {
+    const std::uint64_t seed = XXH3_64bits(head.data(), head.size());
+    return XXH3_64bits_withSeed(texts.data(), texts.size(), seed);
+}
+
+/// Room for texts right behind a copy of the dictionary, where LZ4 takes it for text that it has
+/// unpacked itself: 4.5 GB/s, copy included, against 2.6 with the dictionary elsewhere.
+class RoomBehindDictionary {
+  public:
+    char* of(const DictionaryHandle& dictionary, std::size_t size_bytes) {
+        const std::string& bytes = dictionary->bytes();
+        if (_dictionary != dictionary || _size < bytes.size() + size_bytes) {
+            const std::size_t size = bytes.size() + std::max(size_bytes, USUAL_BYTES);
+            _buffer.reset(new char[size]);
+            std::memcpy(_buffer.get(), bytes.data(), bytes.size());
+            _size = size;
+            _dictionary = dictionary;
+        }
+        return _buffer.get() + bytes.size();
+    }
+
+  private:
+    static constexpr std::size_t USUAL_BYTES = 256 << 10;
+    DictionaryHandle _dictionary;
+    std::size_t _size = 0;
+    std::unique_ptr<char[]> _buffer;
+};
+
+/// Frames beyond this are unpacked where they stay; a thread keeps no more room than this.
+constexpr std::size_t MAX_ROOM_BYTES = 1 << 20;
+
+bool unpack(std::string_view packed, const DictionaryHandle& dictionary, char* texts,
+            std::size_t texts_size) {
+    thread_local RoomBehindDictionary room;
+    const bool in_room = dictionary && texts_size <= MAX_ROOM_BYTES;
+    char* target = in_room ? room.of(dictionary, texts_size) : texts;
+    const std::string_view before = dictionary ? dictionary->bytes() : std::string_view();
+    const int size = LZ4_decompress_safe_usingDict(
+        packed.data(), target, static_cast<int>(packed.size()), static_cast<int>(texts_size),
+        in_room ? target - before.size() : before.data(), static_cast<int>(before.size()));
+    if (size < 0 || static_cast<std::size_t>(size) != texts_size) return false;
+    if (in_room) std::memcpy(texts, target, texts_size);
+    return true;
+}
+
+}  // namespace
+
+FramePacker::FramePacker(DictionaryHandle dictionary)
+    : _dictionary(std::move(dictionary)),
+      _after_dictionary(LZ4_createStreamHC()),
+      _stream(LZ4_createStreamHC()) {
+    if (!_after_dictionary || !_stream) throw std::bad_alloc();
+    LZ4_resetStreamHC_fast(_after_dictionary.get(), COMPRESSION_LEVEL);
+    if (_dictionary) {
+        LZ4_loadDictHC(_after_dictionary.get(), _dictionary->bytes().data(),
+                       static_cast<int>(_dictionary->bytes().size()));
+    }
+}
+
+std::string FramePacker::pack(std::span<const Chunk> chunks, bool ends_file) {
+    std::string body;
+    put_varint(body, chunks.size() * 2 + (ends_file ? 1 : 0));
+    put_varint(body, static_cast<std::uint64_t>(chunks.front().start_line));
+    put_varint(body, _dictionary ? static_cast<std::uint64_t>(_dictionary->id()) : 0);
+    _texts.clear();
+    for (const Chunk& chunk : chunks) {
+        put_varint(body, static_cast<std::uint64_t>(chunk.end_line - chunk.start_line + 1));
+        put_varint(body, chunk.text.size());
+        _texts += chunk.text;
+    }
+    if (_texts.size() > MAX_FRAME_BYTES) throw std::length_error("chunks of more than 2 GB");
+    put_hash(body, hash_of(body, _texts));
+    const std::size_t head = body.size();
+    const int texts_size = static_cast<int>(_texts.size());
+    body.resize(head + static_cast<std::size_t>(LZ4_compressBound(texts_size)));
+    // A copy of the stream that has read the dictionary, so that it is read once a packer, not once
+    // a frame.
+    std::memcpy(_stream.get(), _after_dictionary.get(), sizeof(LZ4_streamHC_t));
+    const int size = LZ4_compress_HC_continue(_stream.get(), _texts.data(), body.data() + head,
+                                              texts_size, static_cast<int>(body.size() - head));
+    if (size <= 0) throw std::runtime_error("LZ4 cannot compress a frame");
+    body.resize(head + static_cast<std::size_t>(size));
+    body.shrink_to_fit();
+    return body;
+}
+
+PackedFrame::PackedFrame(const Database& db, std::int64_t rowid, std::string body)
+    : _rowid(rowid), _body(std::move(body)) {
+    ByteReader reader(_body, WHAT, _rowid);
+    const std::uint64_t head = reader.varint();
+    const std::uint64_t chunks = head / 2;
+    _ends_file = head % 2 == 1;
+    if (chunks == 0 || chunks > FRAME_CHUNKS) reader.damaged("its number of chunks is wrong");
+    std::uint64_t line = reader.varint();
+    const auto dictionary_id = static_cast<std::int64_t>(reader.varint());
+    _parts.reserve(chunks);
+    for (std::uint64_t i = 0; i < chunks; ++i) {
+        const std::uint64_t lines = reader.varint();
+        const std::uint64_t size = reader.varint();
+        if (size > MAX_FRAME_BYTES - _texts_size) reader.damaged("its texts are too large");
+        // Unsigned: the numbers of a damaged head may be too large for their sum.
+        _parts.push_back({static_cast<std::int64_t>(line),
+                          static_cast<std::int64_t>(line + lines - 1), _texts_size, size});
+        line += lines;
+        _texts_size += size;
+    }
+    _head_size = _body.size() - reader.rest().size();
+    reader.take(HASH_BYTES);
+    if (dictionary_id == 0) return;
+    const auto shelf = db.kept<DictionaryShelf>([] { return std::make_shared<DictionaryShelf>(); });
+    _dictionary = shelf->find(db, dictionary_id);
+    if (!_dictionary) reader.damaged("its dictionary is missing");
+}
+
+bool PackedFrame::shows(std::int64_t rowid) const {
+    const std::int64_t position = rowid - _rowid;
+    if (position >= static_cast<std::int64_t>(_parts.size())) return false;
+    const Part& part = _parts[static_cast<std::size_t>(position)];
+    return part.start_line <= part.end_line;
+}
+
+void PackedFrame::check() {
+    if (!_unpacked) _unpack();
+}
+
+std::string_view PackedFrame::text(std::size_t position) {
+    check();
+    return {_texts.get() + _parts[position].offset, _parts[position].size};
+}
+
+void PackedFrame::_unpack() {
+    const std::string_view head = std::string_view(_body).substr(0, _head_size);
+    const std::string_view hash = std::string_view(_body).substr(_head_size, HASH_BYTES);
+    const std::string_view packed = std::string_view(_body).substr(_head_size + HASH_BYTES);
+    const ByteReader reader(packed, WHAT, _rowid);
+    // Not a std::string, which would be zeroed first.
+    std::unique_ptr<char[]> texts(new char[_texts_size + 1]);
+    if (!unpack(packed, _dictionary, texts.get(), _texts_size)) {
+        reader.damaged("it does not unpack to its texts");
+    }
+    if (hash_of(head, {texts.get(), _texts_size}) != read_hash(hash)) {
+        reader.damaged("its hash is another");
+    }
+    _texts = std::move(texts);
+    _unpacked = true;
+    std::string().swap(_body);
+}
+
+StoredText::StoredText(std::string text)
+    : _text(std::make_shared<const std::string>(std::move(text))) {}
+
+StoredText::StoredText(std::shared_ptr<PackedFrame> frame, std::size_t position)
+    : _frame(std::move(frame)), _position(position) {}
+
+std::string_view StoredText::view() const {
+    return _frame ? _frame->text(_position) : std::string_view(*_text);
+}
+
+}  // namespace codetext::chunk_store

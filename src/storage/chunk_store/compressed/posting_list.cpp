@@ -1,0 +1,181 @@
+#include "storage/chunk_store/compressed/posting_list.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace codetext::chunk_store {
+
+namespace {
+
+static_assert(std::endian::native == std::endian::little, "bits are read eight bytes at a time");
+
+constexpr std::uint8_t MAX_PARAMETER = 15;
+
+/// Writes bits, the lowest of each byte first, into memory with eight bytes to spare.
+class BitWriter {
+  public:
+    explicit BitWriter(char* bytes) : _bytes(bytes) {}
+    /// At most 56 bits.
+    void put(std::uint64_t bits, unsigned count) {
+        _pending |= bits << _used;
+        _used += count;
+        std::memcpy(_bytes, &_pending, sizeof _pending);
+        const unsigned whole = _used / 8;
+        _bytes += whole;
+        _pending >>= 8 * whole;
+        _used %= 8;
+    }
+    void put_zeros(std::uint32_t count) {
+        for (; count > 48; count -= 48) put(0, 48);
+        put(0, count);
+    }
+
+  private:
+    char* _bytes;                ///< the byte at hand
+    std::uint64_t _pending = 0;  ///< its bits
+    unsigned _used = 0;          ///< how many, below 8
+};
+
+/// Takes bits from bytes; past their end it gives zeros.
+class BitReader {
+  public:
+    explicit BitReader(std::string_view bytes) : _bytes(bytes) {}
+    /// Number of zeros before the next one, both taken; at most `limit` + 1 when there are more.
+    std::uint32_t take_unary(std::uint32_t limit) {
+        std::uint32_t zeros = 0;
+        while (true) {
+            const std::uint64_t window = _window();
+            if (window != 0) {
+                const auto run = static_cast<unsigned>(std::countr_zero(window));
+                _bit += run + 1;
+                return zeros + run;
+            }
+            zeros += 56;
+            _bit += 56;
+            if (zeros > limit || _bit > _bytes.size() * 8) return limit + 1;
+        }
+    }
+    std::uint32_t take(unsigned count) {
+        const std::uint64_t window = _window();
+        _bit += count;
+        return static_cast<std::uint32_t>(window & ((std::uint64_t{1} << count) - 1));
+    }
+
+  private:
+    /// The next 56 bits or more.
+    std::uint64_t _window() const {
+        const std::size_t byte = _bit / 8;
+        std::uint64_t window = 0;
+        if (byte + 8 <= _bytes.size()) {
+            std::memcpy(&window, _bytes.data() + byte, 8);
+        } else if (byte < _bytes.size()) {
+            std::memcpy(&window, _bytes.data() + byte, _bytes.size() - byte);
+        }
+        return window >> _bit % 8 & ((std::uint64_t{1} << 56) - 1);
+    }
+    std::string_view _bytes;
+    std::size_t _bit = 0;
+};
+
+/// The gaps before the numbers.
+void take_gaps(std::span<const std::uint16_t> numbers, std::vector<std::uint16_t>& gaps) {
+    gaps.resize(numbers.size());
+    std::uint32_t next = 0;
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+        gaps[i] = static_cast<std::uint16_t>(numbers[i] - next);
+        next = numbers[i] + 1u;
+    }
+}
+
+std::uint64_t coded_bits(std::span<const std::uint16_t> gaps, unsigned parameter) {
+    std::uint32_t zeros = 0;  // at most what all numbers have room for, 2^16
+    for (const std::uint16_t gap : gaps) zeros += std::uint32_t{gap} >> parameter;
+    return gaps.size() * (parameter + 1u) + zeros;
+}
+
+struct Code {
+    std::uint8_t parameter;
+    std::uint64_t bits;
+};
+
+/// The best code near the one that suits randomly spread numbers; files make them cluster.
+Code best_code(std::span<const std::uint16_t> gaps, std::uint32_t bound) {
+    const auto count = static_cast<std::uint32_t>(gaps.size());
+    const std::uint32_t mean_gap = (bound - count) / count;
+    auto parameter = static_cast<std::uint8_t>(std::bit_width(mean_gap));
+    parameter = std::min(parameter, MAX_PARAMETER);
+    std::uint64_t bits = coded_bits(gaps, parameter);
+    while (parameter > 0) {
+        const std::uint64_t fewer = coded_bits(gaps, parameter - 1u);
+        if (fewer >= bits) break;
+        bits = fewer;
+        --parameter;
+    }
+    return {parameter, bits};
+}
+
+}  // namespace
+
+std::uint8_t append_postings(std::span<const std::uint16_t> numbers, std::string& bytes) {
+    if (numbers.empty()) return 0;
+    thread_local std::vector<std::uint16_t> gaps;
+    take_gaps(numbers, gaps);
+    const auto [parameter, bits] = best_code(gaps, numbers.back() + 1u);
+    const std::size_t before = bytes.size();
+    const std::size_t size = before + (bits + 7) / 8;
+    bytes.resize(size + sizeof(std::uint64_t));
+    BitWriter writer(bytes.data() + before);
+    const std::uint32_t mask = (1u << parameter) - 1;
+    for (const std::uint32_t gap : gaps) {
+        const std::uint32_t zeros = gap >> parameter;
+        const std::uint64_t tail = std::uint64_t{gap & mask} << 1 | 1;
+        if (zeros < 32) {
+            writer.put(tail << zeros, zeros + 1 + parameter);
+        } else {
+            writer.put_zeros(zeros);
+            writer.put(tail, 1u + parameter);
+        }
+    }
+    bytes.resize(size);
+    return parameter;
+}
+
+namespace {
+
+/// Where gaps have no low bits, each one bit is a number: a bitmap.
+void read_bitmap(std::string_view bytes, std::uint32_t count, std::vector<std::uint16_t>& numbers) {
+    for (std::size_t byte = 0; byte < bytes.size() && numbers.size() < count; byte += 8) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, bytes.data() + byte, std::min<std::size_t>(8, bytes.size() - byte));
+        for (; word != 0; word &= word - 1) {
+            const auto bit = static_cast<std::size_t>(std::countr_zero(word));
+            numbers.push_back(static_cast<std::uint16_t>(byte * 8 + bit));
+        }
+    }
+}
+
+}  // namespace
+
+bool read_postings(const PostingList& list, std::vector<std::uint16_t>& numbers) {
+    constexpr std::uint32_t BOUND = 1u << 16;
+    if (list.count > BOUND || list.parameter > MAX_PARAMETER) return false;
+    numbers.clear();
+    numbers.reserve(list.count);
+    if (list.parameter == 0) {
+        if (list.bytes.size() > BOUND / 8) return false;
+        read_bitmap(list.bytes, list.count, numbers);
+        return numbers.size() == list.count;
+    }
+    BitReader reader(list.bytes);
+    std::uint32_t next = 0;
+    for (std::uint32_t i = 0; i < list.count; ++i) {
+        const std::uint32_t zeros = reader.take_unary(BOUND);
+        next += (zeros << list.parameter) + reader.take(list.parameter);
+        if (next >= BOUND) return false;
+        numbers.push_back(static_cast<std::uint16_t>(next++));
+    }
+    return true;
+}
+
+}  // namespace codetext::chunk_store

@@ -1,0 +1,90 @@
+#pragma once
+
+// Segments of the trigram index. A segment is written once: the chunks that one commit stored are
+// numbered from 0 in the order in which they came, and for each trigram a posting list names those
+// that hold it. A chunk that is replaced or dropped later leaves its numbers behind: every
+// candidate is verified against its text, so stale ones cost time but give no wrong answer.
+//
+// trigram_segments.files: for each run of chunks of one file: varint zigzag of its file id less the
+// id before, varint number of its first chunk in the file, varint number of chunks.
+// trigram_lists: row id = segment * 2^24 + the block's last trigram: looking for the first row
+// from a trigram on reads the one page that holds its list. Body: varint first trigram, varint
+// number of lists, varint bytes of the directory, the directory (for each list: varint trigram less
+// the one before it, varint count * 16 + parameter, varint bytes), then the lists' bytes.
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "storage/chunk_store/compressed/posting_list.hpp"
+#include "storage/database.hpp"
+
+namespace codetext::chunk_store {
+
+class ByteReader;
+
+/// Bits of a list's Rice parameter below its count in a directory.
+inline constexpr unsigned PARAMETER_BITS = 4;
+
+/// Gathers chunks and writes them as segments of at most SHARD_CHUNKS.
+class ShardWriter {
+  public:
+    explicit ShardWriter(Database& db) : _db(&db) {}
+    /// Adds a file's chunk number `chunk` (from 0) with its distinct trigrams. Writes a segment
+    /// when enough are gathered.
+    void add(std::int64_t file_id, std::int64_t chunk, std::span<const std::uint32_t> trigrams);
+    /// Writes what is gathered, if anything.
+    void flush();
+
+  private:
+    struct Run {
+        std::int64_t file_id, first_chunk, chunks;
+    };
+    std::string _coded_runs() const;
+    void _write_blocks(std::int64_t segment);
+    void _clear();
+
+    Database* _db;
+    std::vector<Run> _runs;
+    std::vector<std::uint32_t> _trigrams;         ///< of each chunk, one after the other
+    std::vector<std::uint32_t> _trigrams_before;  ///< where each chunk's begin
+    std::unique_ptr<std::uint32_t[]> _sorted;     ///< room for as many, kept for the next segment
+    std::size_t _sorted_size = 0;
+};
+
+/// A segment as a search reads it.
+class ShardReader {
+  public:
+    ShardReader(const Database& db, std::int64_t id) : _db(&db), _id(id) {}
+    /// The few of the trigrams that fewest of the segment's chunks hold, the rarest first: they do
+    /// nearly all the work of asking for all of them. Throws DamagedChunk.
+    std::vector<std::uint32_t> rarest(std::span<const std::uint32_t> trigrams) const;
+    /// Numbers, ascending, of the segment's chunks that hold every one of the trigrams; a superset
+    /// where a long list would drop few. Throws DamagedChunk.
+    std::vector<std::uint16_t> holding(std::span<const std::uint32_t> trigrams) const;
+    /// Appends the row ids of the chunks with these numbers.
+    void append_rowids(std::span<const std::uint16_t> numbers,
+                       std::vector<std::int64_t>& rowids) const;
+    /// The ids of the files that have chunks in it, in the order in which they came.
+    std::vector<std::int64_t> file_ids() const;
+
+  private:
+    struct StoredList {
+        std::uint32_t count;
+        std::uint8_t parameter;
+        std::string bytes;
+    };
+    /// False when no chunk of the segment holds the trigram.
+    bool _find(std::uint32_t trigram, StoredList& list) const;
+    static bool _find_in_block(ByteReader& block, std::uint32_t trigram, StoredList& list);
+    void _read(const StoredList& list, std::vector<std::uint16_t>& numbers) const;
+    template <typename Visitor>
+    void _each_run(const Visitor& visit) const;
+
+    const Database* _db;
+    std::int64_t _id;
+};
+
+}  // namespace codetext::chunk_store

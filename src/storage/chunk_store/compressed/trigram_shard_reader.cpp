@@ -1,0 +1,133 @@
+#include <algorithm>
+#include <iterator>
+
+#include "storage/chunk_store/compressed/byte_codec.hpp"
+#include "storage/chunk_store/compressed/trigram_shard.hpp"
+#include "storage/chunk_store/compressed/trigrams.hpp"
+
+namespace codetext::chunk_store {
+
+namespace {
+
+/// Trigrams asked for one query.
+constexpr std::size_t MAX_ASKED = 4;
+/// Trigrams of a needle among which the rarest are sought; a longer one has rare ones enough.
+constexpr std::size_t MAX_WEIGHED = 256;
+/// A list this many times longer than what is left costs more to read than it drops.
+constexpr std::size_t NOT_WORTH_READING = 64;
+
+void keep_common(std::vector<std::uint16_t>& numbers, const std::vector<std::uint16_t>& others) {
+    const auto end = std::set_intersection(numbers.begin(), numbers.end(), others.begin(),
+                                           others.end(), numbers.begin());
+    numbers.erase(end, numbers.end());
+}
+
+}  // namespace
+
+bool ShardReader::_find(std::uint32_t trigram, StoredList& list) const {
+    bool found = false;
+    _db->each("SELECT id, body FROM trigram_lists WHERE id >= ? AND id < ? ORDER BY id LIMIT 1",
+              {_id * TRIGRAMS + trigram, (_id + 1) * TRIGRAMS}, [&](const RowView& row) {
+                  ByteReader reader(row.blob(1), "trigram block", row.integer(0));
+                  reader.take_hash();
+                  found = _find_in_block(reader, trigram, list);
+                  return Visit::STOP;
+              });
+    return found;
+}
+
+bool ShardReader::_find_in_block(ByteReader& block, std::uint32_t trigram, StoredList& list) {
+    std::uint64_t current = block.varint();
+    const std::uint64_t lists = block.varint();
+    ByteReader directory = block.part(block.varint());
+    std::uint64_t offset = 0;
+    for (std::uint64_t i = 0; i < lists && current <= trigram; ++i) {
+        current += directory.varint();
+        const std::uint64_t count = directory.varint();
+        const std::uint64_t size = directory.varint();
+        if (current == trigram) {
+            block.take(offset);
+            list.count = static_cast<std::uint32_t>(count >> PARAMETER_BITS);
+            list.parameter = static_cast<std::uint8_t>(count & ((1u << PARAMETER_BITS) - 1));
+            list.bytes = block.take(size);
+            return true;
+        }
+        offset += size;
+    }
+    return false;
+}
+
+void ShardReader::_read(const StoredList& list, std::vector<std::uint16_t>& numbers) const {
+    if (!read_postings({list.count, list.parameter, list.bytes}, numbers)) {
+        throw DamagedChunk(
+            fmt::format("damaged trigram index: a posting list of segment {} is cut short", _id));
+    }
+}
+
+std::vector<std::uint32_t> ShardReader::rarest(std::span<const std::uint32_t> trigrams) const {
+    trigrams = trigrams.first(std::min(trigrams.size(), MAX_WEIGHED));
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> weighed;
+    for (const std::uint32_t trigram : trigrams) {
+        StoredList list{0, 0, ""};
+        _find(trigram, list);
+        weighed.emplace_back(list.count, trigram);
+    }
+    std::sort(weighed.begin(), weighed.end());
+    weighed.resize(std::min(weighed.size(), MAX_ASKED));
+    std::vector<std::uint32_t> rare;
+    for (const auto& [count, trigram] : weighed) rare.push_back(trigram);
+    return rare;
+}
+
+std::vector<std::uint16_t> ShardReader::holding(std::span<const std::uint32_t> trigrams) const {
+    std::vector<StoredList> lists(trigrams.size());
+    for (std::size_t i = 0; i < trigrams.size(); ++i) {
+        if (!_find(trigrams[i], lists[i])) return {};
+    }
+    std::sort(lists.begin(), lists.end(),
+              [](const StoredList& a, const StoredList& b) { return a.count < b.count; });
+    std::vector<std::uint16_t> numbers;
+    _read(lists.front(), numbers);
+    std::vector<std::uint16_t> others;
+    for (std::size_t i = 1; i < lists.size(); ++i) {
+        if (lists[i].count > numbers.size() * NOT_WORTH_READING) break;
+        _read(lists[i], others);
+        keep_common(numbers, others);
+    }
+    return numbers;
+}
+
+template <typename Visitor>
+void ShardReader::_each_run(const Visitor& visit) const {
+    auto row = _db->fetchone("SELECT files FROM trigram_segments WHERE id = ?", {_id});
+    if (!row) return;
+    ByteReader reader(row->blob(0), "trigram segment", _id);
+    reader.take_hash();
+    std::int64_t file_id = 0;
+    while (!reader.at_end()) {
+        file_id += unzigzag(reader.varint());
+        const auto first_chunk = static_cast<std::int64_t>(reader.varint());
+        const auto chunks = static_cast<std::int64_t>(reader.varint());
+        visit(file_id, first_chunk, chunks);
+    }
+}
+
+void ShardReader::append_rowids(std::span<const std::uint16_t> numbers,
+                                std::vector<std::int64_t>& rowids) const {
+    std::int64_t begin = 0;
+    std::size_t next = 0;
+    _each_run([&](std::int64_t file_id, std::int64_t first_chunk, std::int64_t chunks) {
+        for (; next < numbers.size() && numbers[next] < begin + chunks; ++next) {
+            rowids.push_back(file_id * CHUNK_STRIDE + first_chunk + numbers[next] - begin);
+        }
+        begin += chunks;
+    });
+}
+
+std::vector<std::int64_t> ShardReader::file_ids() const {
+    std::vector<std::int64_t> ids;
+    _each_run([&](std::int64_t file_id, std::int64_t, std::int64_t) { ids.push_back(file_id); });
+    return ids;
+}
+
+}  // namespace codetext::chunk_store

@@ -1,0 +1,187 @@
+#include <algorithm>
+#include <array>
+
+#include "storage/chunk_store/compressed/byte_codec.hpp"
+#include "storage/chunk_store/compressed/trigram_shard.hpp"
+#include "storage/chunk_store/compressed/trigrams.hpp"
+#include "storage/chunk_store/writer.hpp"
+
+namespace codetext::chunk_store {
+
+namespace {
+
+/// A block that just fits a page (of 32,768 bytes, less what SQLite keeps in it) wastes nothing.
+constexpr std::size_t BLOCK_BYTES = 32'700;
+/// Most bytes of a directory entry and of what stands before the directory.
+constexpr std::size_t ENTRY_BYTES = 20;
+/// Where lists are short, a directory of this many is still read through in microseconds.
+constexpr std::size_t BLOCK_LISTS = 4096;
+
+/// Trigrams after which a segment is written though its chunks are few: they are large then.
+constexpr std::size_t MAX_GATHERED = 32 << 20;
+
+/// Bits of a trigram that choose its bucket; the rest sort within it.
+constexpr unsigned BUCKET_BITS = 12;
+constexpr std::uint32_t BUCKETS = 1u << BUCKET_BITS;
+constexpr std::uint32_t LOW_MASK = BUCKETS - 1;
+/// Below this many entries, sorting beats counting into 4,096 places.
+constexpr std::size_t SMALL_BUCKET = 4096;
+
+static_assert(SHARD_CHUNKS <= 1 << 16, "a chunk's number has 16 bits");
+
+/// The low bits of a trigram above the number of a chunk that holds it.
+using Entry = std::uint32_t;
+
+/// Sorts a bucket by trigram; entries of one trigram come, and stay, in the chunks' order.
+void sort_bucket(std::span<Entry> bucket, std::vector<Entry>& scratch) {
+    if (bucket.size() < SMALL_BUCKET) {
+        std::sort(bucket.begin(), bucket.end());
+        return;
+    }
+    std::array<std::uint32_t, BUCKETS + 1> place{};
+    for (const Entry entry : bucket) ++place[(entry >> 16) + 1];
+    for (std::size_t i = 1; i < place.size(); ++i) place[i] += place[i - 1];
+    scratch.resize(bucket.size());
+    for (const Entry entry : bucket) scratch[place[entry >> 16]++] = entry;
+    std::copy(scratch.begin(), scratch.end(), bucket.begin());
+}
+
+/// The content with its hash before it.
+std::string hashed(const std::string& content) {
+    std::string body;
+    body.reserve(HASH_BYTES + content.size());
+    put_hash(body, XXH3_64bits(content.data(), content.size()));
+    return body += content;
+}
+
+/// Puts posting lists, trigram after trigram, into blocks and stores each block as it fills.
+class BlockWriter {
+  public:
+    BlockWriter(Database& db, std::int64_t segment) : _db(&db), _segment(segment) {}
+
+    void put(std::uint32_t trigram, std::span<const std::uint16_t> numbers) {
+        _list.clear();
+        const std::uint8_t parameter = append_postings(numbers, _list);
+        const std::size_t size = _bytes.size() + _directory.size() + _list.size();
+        if (_lists == BLOCK_LISTS || size + 2 * ENTRY_BYTES > BLOCK_BYTES) store();
+        if (_lists++ == 0) _first = _last = trigram;
+        put_varint(_directory, trigram - _last);
+        put_varint(_directory, numbers.size() << PARAMETER_BITS | parameter);
+        put_varint(_directory, _list.size());
+        _bytes += _list;
+        _last = trigram;
+    }
+
+    void store() {
+        if (_lists == 0) return;
+        std::string content;
+        put_varint(content, _first);
+        put_varint(content, _lists);
+        put_varint(content, _directory.size());
+        content += _directory;
+        content += _bytes;
+        const std::string body = hashed(content);
+        _db->execute("INSERT INTO trigram_lists(id, body) VALUES (?, ?)",
+                     {_segment * TRIGRAMS + _last, BlobView{body}});
+        _lists = 0;
+        _directory.clear();
+        _bytes.clear();
+    }
+
+  private:
+    Database* _db;
+    std::int64_t _segment;
+    std::size_t _lists = 0;
+    std::uint32_t _first = 0, _last = 0;
+    std::string _directory, _bytes;
+    std::string _list;  ///< the list that is being put
+};
+
+void put_bucket(std::uint32_t bucket, std::span<const Entry> entries, BlockWriter& blocks) {
+    std::vector<std::uint16_t> numbers;
+    for (std::size_t i = 0; i < entries.size();) {
+        const std::uint32_t low = entries[i] >> 16;
+        numbers.clear();
+        for (; i < entries.size() && entries[i] >> 16 == low; ++i) {
+            numbers.push_back(static_cast<std::uint16_t>(entries[i]));
+        }
+        blocks.put(bucket << BUCKET_BITS | low, numbers);
+    }
+}
+
+}  // namespace
+
+void ShardWriter::add(std::int64_t file_id, std::int64_t chunk,
+                      std::span<const std::uint32_t> trigrams) {
+    const bool goes_on = !_runs.empty() && _runs.back().file_id == file_id &&
+                         _runs.back().first_chunk + _runs.back().chunks == chunk;
+    if (goes_on) {
+        ++_runs.back().chunks;
+    } else {
+        _runs.push_back({file_id, chunk, 1});
+    }
+    _trigrams_before.push_back(static_cast<std::uint32_t>(_trigrams.size()));
+    _trigrams.insert(_trigrams.end(), trigrams.begin(), trigrams.end());
+    if (_trigrams_before.size() == SHARD_CHUNKS || _trigrams.size() >= MAX_GATHERED) flush();
+}
+
+void ShardWriter::flush() {
+    if (_trigrams_before.empty()) return;
+    _db->execute(
+        "INSERT INTO trigram_segments(chunks, files) VALUES (?, ?)",
+        {static_cast<std::int64_t>(_trigrams_before.size()), BlobView{hashed(_coded_runs())}});
+    _write_blocks(_db->last_insert_rowid());
+    _clear();
+}
+
+std::string ShardWriter::_coded_runs() const {
+    std::string bytes;
+    std::int64_t previous = 0;
+    for (const Run& run : _runs) {
+        put_varint(bytes, zigzag(run.file_id - previous));
+        put_varint(bytes, static_cast<std::uint64_t>(run.first_chunk));
+        put_varint(bytes, static_cast<std::uint64_t>(run.chunks));
+        previous = run.file_id;
+    }
+    return bytes;
+}
+
+// Two steps of a radix sort: into buckets by the high half of the trigram, then within each bucket.
+void ShardWriter::_write_blocks(std::int64_t segment) {
+    std::vector<std::uint32_t> place(BUCKETS + 1);
+    for (const std::uint32_t trigram : _trigrams) ++place[(trigram >> BUCKET_BITS) + 1];
+    for (std::size_t i = 1; i < place.size(); ++i) place[i] += place[i - 1];
+    const std::vector<std::uint32_t> begins = place;
+
+    if (_sorted_size < _trigrams.size()) {
+        _sorted = std::make_unique_for_overwrite<Entry[]>(_trigrams.capacity());
+        _sorted_size = _trigrams.capacity();
+    }
+    Entry* const entries = _sorted.get();
+    for (std::size_t chunk = 0; chunk < _trigrams_before.size(); ++chunk) {
+        const std::size_t end =
+            chunk + 1 < _trigrams_before.size() ? _trigrams_before[chunk + 1] : _trigrams.size();
+        for (std::size_t i = _trigrams_before[chunk]; i < end; ++i) {
+            const std::uint32_t trigram = _trigrams[i];
+            entries[place[trigram >> BUCKET_BITS]++] =
+                (trigram & LOW_MASK) << 16 | static_cast<std::uint32_t>(chunk);
+        }
+    }
+
+    BlockWriter blocks(*_db, segment);
+    std::vector<Entry> scratch;
+    for (std::uint32_t bucket = 0; bucket < BUCKETS; ++bucket) {
+        const std::span<Entry> own(entries + begins[bucket], begins[bucket + 1] - begins[bucket]);
+        sort_bucket(own, scratch);
+        put_bucket(bucket, own, blocks);
+    }
+    blocks.store();
+}
+
+void ShardWriter::_clear() {
+    _runs.clear();
+    _trigrams.clear();
+    _trigrams_before.clear();
+}
+
+}  // namespace codetext::chunk_store

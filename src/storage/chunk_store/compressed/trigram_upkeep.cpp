@@ -1,0 +1,98 @@
+#include "storage/chunk_store/compressed/trigram_upkeep.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <map>
+#include <vector>
+
+#include "storage/chunk_store.hpp"
+#include "storage/chunk_store/compressed/trigram_shard.hpp"
+#include "storage/chunk_store/compressed/trigrams.hpp"
+#include "storage/chunk_store/writer.hpp"
+
+namespace codetext::chunk_store {
+
+namespace {
+
+/// Segments of about one size that are let stand side by side.
+constexpr std::size_t MAX_OF_A_SIZE = 8;
+/// Sizes are told apart by powers of eight, so that a chunk is moved at most once a power.
+constexpr std::uint64_t LOG2_OF_A_SIZE = 3;
+/// A segment of this many chunks is only ever made anew with all the others.
+constexpr std::int64_t LARGE_SHARD_CHUNKS = SHARD_CHUNKS / 8;
+
+struct ShardSize {
+    std::int64_t id, chunks;
+};
+
+void drop_segment(Database& db, std::int64_t id) {
+    db.execute("DELETE FROM trigram_segments WHERE id = ?", {id});
+    db.execute("DELETE FROM trigram_lists WHERE id >= ? AND id < ?",
+               {id * TRIGRAMS, (id + 1) * TRIGRAMS});
+}
+
+/// Puts the chunks that the segments' files have now into new segments, in place of these.
+void make_anew(Database& db, const std::vector<std::int64_t>& segments) {
+    std::vector<std::int64_t> files;
+    for (const std::int64_t id : segments) {
+        const std::vector<std::int64_t> own = ShardReader(db, id).file_ids();
+        files.insert(files.end(), own.begin(), own.end());
+        drop_segment(db, id);
+    }
+    std::sort(files.begin(), files.end());
+    files.erase(std::unique(files.begin(), files.end()), files.end());
+
+    TrigramCollector collector;
+    ShardWriter writer(db);
+    std::vector<std::uint32_t> trigrams;
+    for (const std::int64_t file_id : files) {
+        const std::int64_t first = file_id * CHUNK_STRIDE;
+        for (const ChunkRow& row : file_rows(db, first, first + CHUNK_STRIDE)) {
+            trigrams.clear();
+            collector.append(row.text.view(), trigrams);
+            writer.add(file_id, row.rowid - first, trigrams);
+        }
+    }
+    writer.flush();
+}
+
+std::vector<ShardSize> shard_sizes(const Database& db) {
+    std::vector<ShardSize> sizes;
+    db.each("SELECT id, chunks FROM trigram_segments ORDER BY id", {}, [&](const RowView& row) {
+        sizes.push_back({row.integer(0), row.integer(1)});
+        return Visit::CONTINUE;
+    });
+    return sizes;
+}
+
+bool mostly_stale(const Database& db, const std::vector<ShardSize>& sizes) {
+    std::int64_t named = 0;
+    for (const ShardSize& size : sizes) named += size.chunks;
+    if (named <= 2 * LARGE_SHARD_CHUNKS) return false;
+    return named > 2 * db.fetchone("SELECT count(*) FROM chunks")->integer(0);
+}
+
+}  // namespace
+
+void keep_shards_few(Database& db) {
+    const std::vector<ShardSize> sizes = shard_sizes(db);
+    if (mostly_stale(db, sizes)) {
+        std::vector<std::int64_t> all;
+        for (const ShardSize& size : sizes) all.push_back(size.id);
+        return make_anew(db, all);
+    }
+    std::map<std::uint64_t, std::vector<std::int64_t>> by_size;
+    for (const ShardSize& size : sizes) {
+        if (size.chunks >= LARGE_SHARD_CHUNKS) continue;
+        const auto power =
+            static_cast<std::uint64_t>(std::bit_width(static_cast<std::uint64_t>(size.chunks))) /
+            LOG2_OF_A_SIZE;
+        by_size[power].push_back(size.id);
+    }
+    for (const auto& [power, segments] : by_size) {
+        if (segments.size() > MAX_OF_A_SIZE) return make_anew(db, segments);
+    }
+}
+
+}  // namespace codetext::chunk_store

@@ -1,0 +1,97 @@
+#include "utils/process.hpp"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+
+#include <array>
+
+#include "utils/descriptor.hpp"
+
+namespace codetext {
+namespace {
+
+constexpr std::size_t READ_BYTES = 256 << 10;
+
+struct Pipe {
+    Descriptor read_end, write_end;
+};
+
+Pipe make_pipe() {
+    std::array<int, 2> ends{};
+    if (::pipe2(ends.data(), O_CLOEXEC) == -1) throw_system_error("cannot make a pipe");
+    return {Descriptor(ends[0]), Descriptor(ends[1])};
+}
+
+std::vector<char*> pointers(const std::vector<std::string>& strings) {
+    std::vector<char*> result;
+    for (const std::string& string : strings) result.push_back(const_cast<char*>(string.c_str()));
+    result.push_back(nullptr);
+    return result;
+}
+
+class FileActions {
+  public:
+    FileActions() { ::posix_spawn_file_actions_init(&_actions); }
+    FileActions(const FileActions&) = delete;
+    FileActions& operator=(const FileActions&) = delete;
+    ~FileActions() { ::posix_spawn_file_actions_destroy(&_actions); }
+
+    void open_null(int target) {
+        ::posix_spawn_file_actions_addopen(&_actions, target, "/dev/null", O_RDONLY, 0);
+    }
+    void redirect(int target, const Descriptor& source) {
+        ::posix_spawn_file_actions_adddup2(&_actions, source.number(), target);
+    }
+    const posix_spawn_file_actions_t* get() const { return &_actions; }
+
+  private:
+    posix_spawn_file_actions_t _actions;
+};
+
+std::string read_to_end(const Descriptor& source) {
+    std::string bytes;
+    while (true) {
+        const std::size_t filled = bytes.size();
+        bytes.resize(filled + READ_BYTES);
+        const ssize_t got = ::read(source.number(), bytes.data() + filled, READ_BYTES);
+        if (got == -1 && errno != EINTR) throw_system_error("cannot read a program's output");
+        bytes.resize(filled + static_cast<std::size_t>(got == -1 ? 0 : got));
+        if (got == 0) return bytes;
+    }
+}
+
+int wait_for(pid_t process) {
+    int status = 0;
+    while (::waitpid(process, &status, 0) == -1) {
+        if (errno != EINTR) throw_system_error("cannot wait for a program");
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+}  // namespace
+
+ProcessResult run_process(const std::vector<std::string>& arguments,
+                          const std::vector<std::string>& environment) {
+    // Standard error goes to a file, so that reading the one pipe to its end is never held up.
+    const Descriptor errors(::memfd_create("errors", MFD_CLOEXEC));
+    if (!errors) throw_system_error("cannot make a file in memory");
+    Pipe output = make_pipe();
+    FileActions actions;
+    actions.open_null(STDIN_FILENO);
+    actions.redirect(STDOUT_FILENO, output.write_end);
+    actions.redirect(STDERR_FILENO, errors);
+
+    pid_t process = 0;
+    errno = ::posix_spawnp(&process, arguments[0].c_str(), actions.get(), nullptr,
+                           pointers(arguments).data(), pointers(environment).data());
+    if (errno != 0) throw_system_error("cannot run " + arguments[0]);
+    output.write_end.close();
+    std::string written = read_to_end(output.read_end);
+    const int status = wait_for(process);
+    ::lseek(errors.number(), 0, SEEK_SET);
+    return {std::move(written), read_to_end(errors), status};
+}
+
+}  // namespace codetext

@@ -1,0 +1,172 @@
+#include "indexer/listing/file_list.hpp"
+
+#include <gmock/gmock.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include "utils/process.hpp"
+#include "utils/reference.hpp"
+#include "utils/temp_folder.hpp"
+
+namespace codetext::indexer {
+namespace {
+
+namespace fs = std::filesystem;
+using test_support::TempFolder;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+// Runs git in `directory` with a configuration of its own.
+void git(const fs::path& directory, const std::vector<std::string>& arguments) {
+    std::vector<std::string> command =
+        reference::words("git -c user.name=t -c user.email=t@t -c protocol.file.allow=always -C");
+    command.push_back(directory);
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    const auto result = run_process(command, {"PATH=/usr/local/bin:/usr/bin:/bin",
+                                              "HOME=/nonexistent", "GIT_CONFIG_NOSYSTEM=1"});
+    if (result.status != 0) throw std::runtime_error(arguments[0] + ": " + result.errors);
+}
+
+// A git work tree whose files are tracked and committed.
+void make_repository(const TempFolder& folder, const std::string& prefix,
+                     const std::vector<std::string>& tracked) {
+    fs::create_directories(folder.path() / prefix);
+    git(folder.path() / prefix, {"init", "-q", "-b", "main"});
+    for (const std::string& name : tracked) folder.write(prefix + name, name + "\n");
+    git(folder.path() / prefix, {"add", "-f", "."});
+    git(folder.path() / prefix, {"commit", "-q", "--allow-empty", "-m", "all"});
+}
+
+std::vector<std::string> paths(const fs::path& root, unsigned threads = 2) {
+    std::vector<std::string> result;
+    for (const FileEntry& file : list_files(root, threads).files) result.push_back(file.path);
+    return result;
+}
+
+void write(const TempFolder& folder, const std::vector<std::string>& names) {
+    for (const std::string& name : names) folder.write(name, name);
+}
+
+void make_fifo(const fs::path& path) { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); }
+
+TEST(file_list, outside_git_is_every_regular_file_in_path_order) {
+    TempFolder folder;
+    write(folder, {"a/b.c", "a.c", "a0", "a/.hidden", "a/b/c/d", "two\nlines", "z/\xC3\xA9",
+                   ".git/config", ".codetext/index/code.db", "a/.codetext/x", "a/.git/x"});
+    fs::create_symlink("a.c", folder.path() / "link");
+    fs::create_symlink("a", folder.path() / "a_link");
+    fs::create_directory(folder.path() / "empty");
+    make_fifo(folder.path() / "fifo");
+    for (const unsigned threads : {1U, 4U}) {
+        EXPECT_THAT(
+            paths(folder.path(), threads),
+            ElementsAre("a.c", "a/.hidden", "a/b.c", "a/b/c/d", "a0", "two\nlines", "z/\xC3\xA9"))
+            << threads << " threads";
+    }
+}
+
+TEST(file_list, has_size_and_time_and_reports_paths_that_are_no_utf8) {
+    for (const bool in_git : {false, true}) {
+        TempFolder folder;
+        write(folder, {"caf\xE9", "d/\xFF/x", "plain"});
+        if (in_git) make_repository(folder, "", {});
+        const FileList list = list_files(folder.path(), 2);
+        EXPECT_THAT(list.warnings, ElementsAre(HasSubstr("caf\uFFFD"), HasSubstr("d/\uFFFD/x")));
+        ASSERT_EQ(list.files.size(), 1U);
+        struct stat status {};
+        ASSERT_EQ(::lstat((folder.path() / "plain").c_str(), &status), 0);
+        EXPECT_EQ(list.files[0].size, 5);
+        EXPECT_EQ(list.files[0].mtime_ns, nanoseconds(status.st_mtim));
+    }
+}
+
+TEST(file_list, in_git_is_what_git_names_and_is_a_regular_file) {
+    TempFolder folder;
+    make_repository(folder, "",
+                    {".gitignore", "sub/kept.log", "gone", "now_link", "now_fifo", "now_directory",
+                     "behind/a_link", "src/main.c", ".codetext/forced"});
+    folder.write(".gitignore", "*.log\nbuild/\n");
+    write(folder, {"new", "src/two\nlines", "ignored.log", "build/out", "elsewhere/a_link"});
+    for (const char* name : {"gone", "now_link", "now_fifo", "now_directory", "behind"}) {
+        fs::remove_all(folder.path() / name);
+    }
+    fs::create_symlink("new", folder.path() / "now_link");
+    fs::create_directory(folder.path() / "now_directory");
+    fs::create_directory_symlink("elsewhere", folder.path() / "behind");
+    make_fifo(folder.path() / "now_fifo");
+    make_fifo(folder.path() / "fifo");
+
+    EXPECT_THAT(paths(folder.path()), ElementsAre(".gitignore", "elsewhere/a_link", "new",
+                                                  "src/main.c", "src/two\nlines", "sub/kept.log"));
+    EXPECT_THAT(paths(folder.path() / "src"), ElementsAre("main.c", "two\nlines"));
+}
+
+TEST(file_list, repositories_inside_follow_their_own_rules) {
+    TempFolder folder;
+    make_repository(folder, "module/", {"m.c"});
+    make_repository(folder, "top/", {"t.c"});
+    make_repository(folder, "top/clone/", {"c.c", "deep/.gitignore"});
+    make_repository(folder, "top/clone/deep/inner/", {"i.c"});
+    write(folder, {"plain", "top/clone/new.c", "top/clone/deep/x.o", "top/new.o"});
+    folder.write("top/clone/deep/.gitignore", "*.o\n");
+    for (const char* name : {"sub", "bare"}) {
+        git(folder.path() / "top", {"submodule", "add", "-q", folder.path() / "module", name});
+    }
+    fs::remove_all(folder.path() / "top/bare");
+    fs::create_directory(folder.path() / "top/bare");
+    git(folder.path() / "top", {"worktree", "add", "-q", "tree"});
+
+    const std::vector<std::string> top = reference::words(
+        ".gitmodules clone/c.c clone/deep/.gitignore clone/deep/inner/i.c clone/new.c new.o "
+        "sub/m.c "
+        "t.c tree/t.c");
+    EXPECT_EQ(paths(folder.path() / "top"), top);
+    std::vector<std::string> all = {"module/m.c", "plain"};
+    for (const std::string& path : top) all.push_back("top/" + path);
+    EXPECT_EQ(paths(folder.path()), all) << "from a directory that is no work tree";
+}
+
+TEST(file_list, a_broken_repository_inside_is_left_out_with_a_warning) {
+    TempFolder folder;
+    EXPECT_TRUE(list_files(folder.path(), 2).files.empty());
+    EXPECT_THROW(list_files(folder.path() / "none", 2), std::runtime_error);
+    write(folder, {"a", "broken/.git/HEAD", "broken/b"});
+    const FileList list = list_files(folder.path(), 2);
+    EXPECT_EQ(list.files.size(), 1U);
+    EXPECT_THAT(list.warnings, ElementsAre(HasSubstr("broken")));
+    EXPECT_THROW(list_files(folder.path() / "broken", 2), std::runtime_error);
+}
+
+TEST(file_list, names_a_path_in_conflict_once) {
+    TempFolder folder;
+    make_repository(folder, "", {"both"});
+    for (const std::string branch : {"left", "right"}) {
+        git(folder.path(), {"checkout", "-q", "-b", branch, "main"});
+        folder.write("both", branch);
+        git(folder.path(), {"commit", "-q", "-a", "-m", branch});
+    }
+    EXPECT_THROW(git(folder.path(), {"merge", "left"}), std::runtime_error);
+    EXPECT_THAT(paths(folder.path()), ElementsAre("both"));
+}
+
+TEST(file_list, is_not_redirected_by_the_environment) {
+    TempFolder folder;
+    make_repository(folder, "here/", {"here.c", "forced.o"});
+    make_repository(folder, "there/", {"there.c"});
+    folder.write("here/.git/info/exclude", "*.o\n");
+    folder.write("here/skip.o", "");
+    const std::string there = folder.path() / "there";
+    const std::pair<const char*, std::string> VARIABLES[] = {
+        {"GIT_DIR", there + "/.git"},
+        {"GIT_WORK_TREE", there},
+        {"GIT_INDEX_FILE", there + "/.git/index"},
+        {"GIT_CONFIG_PARAMETERS", "'core.worktree'='" + there + "'"}};
+    for (const auto& [name, value] : VARIABLES) {
+        ::setenv(name, value.c_str(), 1);
+        EXPECT_THAT(paths(folder.path() / "here"), ElementsAre("forced.o", "here.c")) << name;
+        ::unsetenv(name);
+    }
+}
+
+}  // namespace
+}  // namespace codetext::indexer

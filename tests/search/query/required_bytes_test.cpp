@@ -1,0 +1,74 @@
+#include "search/query/required_bytes.hpp"
+
+#include <gtest/gtest.h>
+
+#include "utils/reference.hpp"
+
+namespace codetext::search {
+namespace {
+
+std::string members(const std::bitset<256>& bytes) {
+    std::string all;
+    for (std::size_t byte = 0; byte < 256; ++byte) {
+        if (bytes[byte]) all += static_cast<char>(byte);
+    }
+    return all;
+}
+
+TEST(required_bytes, is_seen_only_where_every_match_has_it) {
+    const struct {
+        std::string pattern;
+        std::size_t length;  ///< 0: no run
+        std::string bytes;
+    } CASES[] = {
+        {"[0-9]{7,}", 7, "0123456789"},
+        {"\\d\\d-?\\d{2,3}", 4, "-0123456789"},
+        {"\\w+[0-9]{5}", 5, "0123456789"},
+        {"x*[ab-d]{6}?\\.", 7, ".abcd"},
+        {"^[!-#]{9}$", 9, "!\"#"},
+        {"[a-c]{4}.[x-z]{9}", 9, "xyz"},
+        {"[ab]{4,}[0-9]*[ab]{3}", 4, "ab"},
+        {"0[0-9]{7}", 0, ""},
+        {"[0-9]{1,7}", 0, ""},
+        {"\\w{10}", 0, ""},
+        {"([0-9]{7})?", 0, ""},
+        {"[0-9]{7}|x", 0, ""},
+        {"[^0-9]{7}", 0, ""},
+        {"[0-9]{7", 0, ""},
+        {"[0-9]{,7}", 0, ""},
+        {"[0-9]{7,x}", 0, ""},
+        {"[0-9\u00e9]{7}", 0, ""},
+        {"[\\d]{7}", 0, ""},
+        {"[0-9]{0}[ab]", 0, ""},
+        {"[0-9]{07}", 0, ""},
+        {"[0-9]{4,05}", 0, ""},
+        {"[0-9]{4,9999999999}", 0, ""},
+        {"[0-9]*", 0, ""},
+        {"[[:digit:]]{9}", 0, ""},
+        {"[0-9]{3}.[0-9]{3}", 0, ""},
+    };
+    for (const auto& [pattern, length, bytes] : CASES) {
+        const auto run = required_bytes(pattern, true);
+        EXPECT_EQ(run ? run->length : 0, length) << pattern;
+        EXPECT_EQ(run ? members(run->bytes) : "", bytes) << pattern;
+    }
+    EXPECT_EQ(members(required_bytes("[a-c]{7}", false)->bytes), "ABCabc");
+    EXPECT_FALSE(required_bytes("[j-l]{7}", false)) << "U+212A is a k";
+}
+
+TEST(required_bytes, is_found_where_a_scan_finds_it) {
+    const RequiredBytes run = *required_bytes("[ab]{4,}", true);
+    reference::for_texts({"a", "b", "c"}, 8, [&](const std::string& text) {
+        for (std::size_t from = 0; from <= text.size(); ++from) {
+            std::size_t at = from;
+            while (at < text.size() && text.substr(at, 4).find_first_not_of("ab") < 4) ++at;
+            const bool found =
+                at + 4 <= text.size() && text.substr(at, 4).find('c') == std::string::npos;
+            ASSERT_EQ(find_required_bytes(text, run, from), found ? at : std::string::npos) << text;
+            if (text.size() > 8) break;
+        }
+    });
+}
+
+}  // namespace
+}  // namespace codetext::search

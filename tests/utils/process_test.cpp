@@ -1,0 +1,31 @@
+#include "utils/process.hpp"
+
+#include <gtest/gtest.h>
+
+#include <system_error>
+
+namespace codetext {
+namespace {
+
+ProcessResult run_shell(const std::string& script) {
+    return run_process({"sh", "-c", script}, {"PATH=/usr/bin:/bin", "GREETING=hello"});
+}
+
+TEST(process, gives_output_errors_and_status) {
+    const ProcessResult result = run_shell("echo \"$GREETING\"; echo oh >&2; cat; exit 3");
+    EXPECT_EQ(result.output, "hello\n");
+    EXPECT_EQ(result.errors, "oh\n");
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(run_shell("kill -9 $$").status, 128 + 9);
+    EXPECT_THROW(run_process({"codetext-no-such-program"}, {}), std::system_error);
+}
+
+TEST(process, is_not_held_up_by_output_larger_than_a_pipe) {
+    const ProcessResult result =
+        run_shell("head -c 1000000 /dev/zero >&2; head -c 2000000 /dev/zero");
+    EXPECT_EQ(result.output.size(), 2'000'000U);
+    EXPECT_EQ(result.errors.size(), 1'000'000U);
+}
+
+}  // namespace
+}  // namespace codetext
