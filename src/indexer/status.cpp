@@ -31,12 +31,9 @@ void count_chunks(const Database& db, IndexStatus& status) {
         status.without_chunks = status.files - status.kept_on_disk;
         return;
     }
-    // The tokenizer's own table of row ids is far smaller than the one with the texts.
-    status.chunks =
-        db.fetchone(*layout == chunk_store::COMPRESSED ? "SELECT count(*) FROM chunks"
-                                                       : "SELECT count(*) FROM code_chunks_docsize")
-            ->integer(0);
-    status.without_chunks = static_cast<std::int64_t>(files_without_chunks(db, *layout).size());
+    status.chunks = chunk_store::chunk_count(db, *layout);
+    status.without_chunks =
+        static_cast<std::int64_t>(chunk_store::files_without_chunks(db, *layout).size());
 }
 
 void count_skipped(const Database& db, IndexStatus& status) {

@@ -107,7 +107,6 @@ void check_ours(const Database& db, const std::string& path) {
 /// What `use` gives of the database, or UnusableIndex where the file is none.
 template <typename Use>
 auto of_database(const std::filesystem::path& path, const Use& use) {
-    constexpr int NOT_A_DATABASE = 26;  // SQLITE_NOTADB
     std::error_code ignored;
     const auto status = std::filesystem::status(path, ignored);
     if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
@@ -116,7 +115,7 @@ auto of_database(const std::filesystem::path& path, const Use& use) {
     try {
         return use();
     } catch (const DatabaseError& error) {
-        if ((error.code() & 0xFF) != NOT_A_DATABASE) throw;
+        if (error.kind() != DatabaseError::Kind::NOT_A_DATABASE) throw;
         refuse(path.string(), "no SQLite database");
     }
 }

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "storage/chunk_store/code_chunks/table.hpp"
 #include "storage/chunk_store/writer.hpp"
-#include "storage/code_text/chunk_rows.hpp"
 #include "storage/code_text/large_data_upgrade.hpp"
 
 namespace codetext::schema {
@@ -19,25 +19,11 @@ bool has_column(const Database& db, std::string_view table, std::string_view col
         .has_value();
 }
 
-std::vector<std::int64_t> chunked_files(const Database& db) {
-    std::vector<std::int64_t> ids;
-    for (const Row& row :
-         db.fetchall(fmt::format("SELECT id FROM files f WHERE EXISTS (SELECT 1 FROM code_chunks c "
-                                 "WHERE c.rowid = f.id * {}) ORDER BY id",
-                                 code_text::CODE_CHUNK_STRIDE))) {
-        ids.push_back(row.integer(0));
-    }
-    return ids;
-}
-
 std::vector<Chunk> stored_chunks(const Database& db, std::int64_t file_id) {
-    const auto [first, end] = code_text::file_rowids(file_id);
+    const auto [first, end] = chunk_store::file_rowids(file_id);
     std::vector<Chunk> chunks;
-    for (const Row& row : db.fetchall(
-             "SELECT start_line, end_line, coalesce(exact, text) FROM code_chunks WHERE rowid >= ? "
-             "AND rowid < ? ORDER BY rowid",
-             {first, end})) {
-        chunks.push_back({row.integer(0), row.integer(1), row.text(2)});
+    for (const chunk_store::ChunkRow& row : chunk_store::code_chunks::rows(db, first, end)) {
+        chunks.push_back({row.start_line, row.end_line, std::string(row.text.view())});
     }
     return chunks;
 }
@@ -59,7 +45,7 @@ std::vector<std::string> sample_texts(const Database& db, const std::vector<std:
 }
 
 std::size_t move_chunks(Database& db) {
-    const std::vector<std::int64_t> files = chunked_files(db);
+    const std::vector<std::int64_t> files = chunk_store::code_chunks::chunked_files(db);
     chunk_store::create_tables(db, chunk_store::COMPRESSED);
     chunk_store::Packer packer(chunk_store::COMPRESSED,
                                chunk_store::train_dictionary(db, sample_texts(db, files)));
@@ -68,7 +54,7 @@ std::size_t move_chunks(Database& db) {
         writer.put(file_id, packer.pack(stored_chunks(db, file_id)));
     }
     writer.flush();
-    db.execute_script("DROP TABLE code_chunks");
+    chunk_store::code_chunks::drop_table(db);
     return files.size();
 }
 

@@ -4,26 +4,23 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <span>
 #include <unordered_map>
 #include <unordered_set>
 
 #include "storage/chunk_store.hpp"
-#include "storage/chunk_store/compressed/trigram_shard.hpp"
+#include "storage/chunk_store/compressed/tables.hpp"
 #include "storage/chunk_store/compressed/trigrams.hpp"
 #include "storage/chunk_store/compressed/unchunked_files.hpp"
 
 namespace codetext::schema {
 
-using chunk_store::CHUNK_STRIDE;
 using chunk_store::ChunkRow;
 using chunk_store::COMPRESSED;
-using chunk_store::COMPRESSED_TABLE;
 using chunk_store::DamagedChunk;
 using chunk_store::Layout;
-using chunk_store::StoredText;
 using chunk_store::TrigramCollector;
 using chunk_store::TrigramQuery;
-using chunk_store::perhaps_unchunked_files;
 
 namespace {
 
@@ -35,16 +32,16 @@ class Verification {
         check_database();
         // What SQLite finds damaged cannot be read any further.
         if (!_problems.empty()) return std::move(_problems);
-        const auto store = chunk_store::layout(_db);
-        if (!store) return std::move(_problems);
-        check_strays(*store);
-        if (*store == COMPRESSED) check_unchunked();
+        const auto layout = chunk_store::layout(_db);
+        if (!layout) return std::move(_problems);
+        check_strays(*layout);
+        if (*layout == COMPRESSED) check_unchunked();
         _db.each(
             "SELECT id, path, text_on_disk FROM files ORDER BY id", {}, [&](const RowView& row) {
-                check_file(*store, row.integer(0), std::string(row.text(1)), row.integer(2) == 1);
+                check_file(*layout, row.integer(0), std::string(row.text(1)), row.integer(2) == 1);
                 return _problems.size() < MAX_PROBLEMS ? Visit::CONTINUE : Visit::STOP;
             });
-        if (*store == COMPRESSED) check_trigrams();
+        if (*layout == COMPRESSED) check_trigrams();
         return std::move(_problems);
     }
 
@@ -62,47 +59,29 @@ class Verification {
         }
     }
 
-    void check_strays(Layout store) {
-        const std::string sql = fmt::format(
-            "SELECT count(*) FROM {} c WHERE NOT EXISTS "
-            "(SELECT 1 FROM files f WHERE f.id = c.{} / {})",
-            store == COMPRESSED ? COMPRESSED_TABLE : "code_chunks",
-            store == COMPRESSED ? "id" : "rowid", CHUNK_STRIDE);
-        const std::int64_t strays = _db.fetchone(sql)->integer(0);
+    void check_strays(Layout layout) {
+        const std::int64_t strays = chunk_store::stray_chunk_count(_db, layout);
         if (strays > 0) report("{} chunks belong to no file", strays);
     }
 
     // The other way round is no fault: the table says where to look.
     void check_unchunked() {
-        const std::string sql = fmt::format(
-            "SELECT count(*) FROM files f WHERE f.text_on_disk = 0 AND NOT EXISTS (SELECT 1 FROM "
-            "chunks c WHERE c.id = f.id * {}) AND f.id NOT IN (SELECT f.id FROM {})",
-            CHUNK_STRIDE, perhaps_unchunked_files(_db));
-        const std::int64_t missed = _db.fetchone(sql)->integer(0);
-        if (missed > 0) report("{} files without chunks are not known to be", missed);
+        const std::int64_t unlisted = chunk_store::unlisted_unchunked_count(_db);
+        if (unlisted > 0) report("{} files without chunks are not listed as such", unlisted);
     }
 
-    std::vector<ChunkRow> rows_of(Layout store, std::int64_t first) {
-        if (store == COMPRESSED) return chunk_store::file_rows(_db, first, first + CHUNK_STRIDE);
-        std::vector<ChunkRow> rows;
-        for (const Row& row :
-             _db.fetchall("SELECT rowid, start_line, end_line, coalesce(exact, text) FROM "
-                          "code_chunks WHERE rowid >= ? AND rowid < ? ORDER BY rowid",
-                          {first, first + CHUNK_STRIDE})) {
-            rows.push_back(
-                {row.integer(0), row.integer(1), row.integer(2), StoredText(row.text(3)), false});
-        }
-        return rows;
-    }
-
-    void check_file(Layout store, std::int64_t file_id, const std::string& path, bool on_disk) {
+    void check_file(Layout layout, std::int64_t file_id, const std::string& path, bool on_disk) {
         try {
-            const std::int64_t first = file_id * CHUNK_STRIDE;
-            const std::vector<ChunkRow> rows = rows_of(store, first);
+            const auto [first, end] = chunk_store::file_rowids(file_id);
+            const std::vector<ChunkRow> rows =
+                chunk_store::stored_rows(_db, layout, first, end, _dictionaries);
             if (on_disk && !rows.empty()) report("{}: kept on disk, and has chunks", path);
             if (!on_disk && rows.empty()) report("{}: has no chunks yet", path);
             check_rows(rows, first, path);
-            if (store == COMPRESSED) check_narrow_rows(rows, first, path);
+            if (layout == COMPRESSED &&
+                !chunk_store::compressed::narrow_rows_agree(_db, file_id, rows)) {
+                report("{}: its chunk rows and frames differ", path);
+            }
         } catch (const DamagedChunk& damage) {
             report("{}: {}", path, damage.what());
         }
@@ -126,21 +105,6 @@ class Verification {
             _chunks += 1;
             note_trigrams(row.rowid, text);
         }
-    }
-
-    void check_narrow_rows(const std::vector<ChunkRow>& rows, std::int64_t first,
-                           const std::string& path) {
-        std::size_t next = 0;
-        bool same = true;
-        _db.each("SELECT id, start_line, end_line FROM chunks WHERE id >= ? AND id < ? ORDER BY id",
-                 {first, first + CHUNK_STRIDE}, [&](const RowView& row) {
-                     same = same && next < rows.size() && rows[next].rowid == row.integer(0) &&
-                            rows[next].start_line == row.integer(1) &&
-                            rows[next].end_line == row.integer(2);
-                     ++next;
-                     return Visit::CONTINUE;
-                 });
-        if (!same || next != rows.size()) report("{}: its chunk rows and frames differ", path);
     }
 
     // Trigrams are compared by sampling chunks: reading every list for every chunk would take too
@@ -168,9 +132,10 @@ class Verification {
         }
         std::unordered_set<std::int64_t> missing;
         for (const auto& [trigram, rowids] : wanted) {
-            const auto found = chunk_store::candidate_rowids(_db, TrigramQuery{{trigram}});
+            const auto found = chunk_store::candidates(_db, TrigramQuery{{trigram}});
+            const std::span<const std::int64_t> named = found.rowids();
             for (const std::int64_t rowid : rowids) {
-                if (!std::binary_search(found->begin(), found->end(), rowid)) missing.insert(rowid);
+                if (!std::binary_search(named.begin(), named.end(), rowid)) missing.insert(rowid);
             }
         }
         for (const std::int64_t rowid : missing) {
@@ -179,6 +144,7 @@ class Verification {
     }
 
     const Database& _db;
+    chunk_store::DictionariesHandle _dictionaries = chunk_store::make_dictionaries();
     std::vector<std::string> _problems;
     TrigramCollector _collector;
     std::unordered_map<std::int64_t, std::vector<std::uint32_t>> _samples;

@@ -1,12 +1,10 @@
 #include "indexer/plan/change_plan.hpp"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <utility>
 
 #include "indexer/plan/language.hpp"
-#include "storage/chunk_store/compressed/unchunked_files.hpp"
+#include "storage/chunk_store/inventory.hpp"
 
 namespace codetext::indexer {
 namespace {
@@ -40,7 +38,7 @@ class Planner {
   public:
     Planner(const Database& db, chunk_store::Layout layout, std::vector<FileEntry> files)
         : _db(db), _files(std::move(files)), _seen(_files.size(), false) {
-        _without_chunks = files_without_chunks(db, layout);
+        _without_chunks = chunk_store::files_without_chunks(db, layout);
     }
 
     ChangePlan plan() {
@@ -127,22 +125,6 @@ class Planner {
 };
 
 }  // namespace
-
-std::vector<std::int64_t> files_without_chunks(const Database& db, chunk_store::Layout layout) {
-    const bool compressed = layout == chunk_store::COMPRESSED;
-    const std::string sql = fmt::format(
-        "SELECT f.id FROM {} WHERE f.text_on_disk = 0 AND NOT EXISTS "
-        "(SELECT 1 FROM {} c WHERE c.{} = f.id * {}) ORDER BY f.id",
-        chunk_store::perhaps_unchunked_files(db),
-        compressed ? chunk_store::COMPRESSED_TABLE : "code_chunks", compressed ? "id" : "rowid",
-        chunk_store::CHUNK_STRIDE);
-    std::vector<std::int64_t> ids;
-    db.each(sql, {}, [&ids](const RowView& row) {
-        ids.push_back(row.integer(0));
-        return Visit::CONTINUE;
-    });
-    return ids;
-}
 
 ChangePlan plan_changes(const Database& db, chunk_store::Layout layout,
                         std::vector<FileEntry> files) {

@@ -80,7 +80,4 @@ struct ChangePlan {
 ChangePlan plan_changes(const Database& db, chunk_store::Layout layout,
                         std::vector<FileEntry> files);
 
-/// Ids, ascending, of the files that should have chunks and lack their first.
-std::vector<std::int64_t> files_without_chunks(const Database& db, chunk_store::Layout layout);
-
 }  // namespace codetext::indexer

@@ -124,13 +124,15 @@ void read_files(Database& db, IndexStore& store, chunk_store::Layout layout,
 /// the log put that off to the next run, and so does a full disk, which is what is returned then:
 /// whatever is in the log is committed.
 std::optional<std::string> checkpoint(Database& db) {
-    constexpr int FULL = 13, WRITE_ERROR = 778;  // SQLITE_FULL, SQLITE_IOERR_WRITE
     db.set_busy_timeout(CHECKPOINT_WAIT_MS);
     try {
         db.fetchone("PRAGMA wal_checkpoint(TRUNCATE)");
         return std::nullopt;
     } catch (const DatabaseError& error) {
-        if (error.code() != FULL && error.code() != WRITE_ERROR) throw;
+        if (error.kind() != DatabaseError::Kind::DISK_FULL &&
+            error.kind() != DatabaseError::Kind::WRITE_FAILED) {
+            throw;
+        }
         return fmt::format("all is stored, but stays in the log until a later run: {}",
                            error.what());
     }

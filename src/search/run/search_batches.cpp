@@ -1,8 +1,11 @@
 #include "search/run/search_batches.hpp"
 
+#include <algorithm>
+#include <iterator>
+#include <span>
 #include <utility>
 
-#include "search/run/candidate_files.hpp"
+#include "search/run/candidate_chunks.hpp"
 
 namespace codetext::search {
 
@@ -18,11 +21,27 @@ constexpr std::size_t GROWTH = 4;
 
 SearchBatches::SearchBatches(const Database& db, const SearchOptions& options)
     : _db(&db), _options(&options) {
-    if (options.source != SourceWanted::DISK) _store = chunk_store::layout(db);
-    if (_store == chunk_store::COMPRESSED && !options.files_without_match) {
-        _narrowed = candidate_files(db, options.query);
+    if (options.source != SourceWanted::DISK) _layout = chunk_store::layout(db);
+    if (_layout && chunk_store::asks_before_reading(*_layout)) {
+        _candidates = candidate_chunks(db, options.query);
     }
+    if (_candidates && !options.files_without_match) _narrowed = _files_worth_searching();
     _start();
+}
+
+// Files kept on disk have no chunk, and may hold anything.
+std::vector<std::int64_t> SearchBatches::_files_worth_searching() const {
+    std::vector<std::int64_t> on_disk;
+    _db->each("SELECT id FROM files WHERE text_on_disk = 1 ORDER BY id", {},
+              [&](const RowView& row) {
+                  on_disk.push_back(row.integer(0));
+                  return Visit::CONTINUE;
+              });
+    const std::span<const std::int64_t> chunked = _candidates->file_ids();
+    std::vector<std::int64_t> files;
+    std::set_union(chunked.begin(), chunked.end(), on_disk.begin(), on_disk.end(),
+                   std::back_inserter(files));
+    return files;
 }
 
 std::optional<SearchBatch> SearchBatches::next() {
@@ -37,6 +56,7 @@ std::optional<SearchBatch> SearchBatches::next() {
         if (_narrowed) {
             // The files were narrowed by an index that does not know all of their text.
             _narrowed.reset();
+            _candidates.reset();
             _start();
             files = _next_files();
         }
@@ -48,7 +68,7 @@ void SearchBatches::_start() {
     _in_order.reset();
     _count = FIRST_FILES;
     // In the other layout each scope would cost what all of them cost together.
-    const bool may_end_early = _options->limit != NO_LIMIT && _store != chunk_store::CODE_CHUNKS;
+    const bool may_end_early = _options->limit != NO_LIMIT && (!_layout || chunk_store::asks_before_reading(*_layout));
     if (may_end_early && (!_narrowed || _narrowed->size() > FIRST_FILES)) {
         _in_order.emplace(*_db, _options->filter, _narrowed);
     }
@@ -75,7 +95,7 @@ code_text::SourceChoice SearchBatches::_choose(const std::vector<FileRow>& files
                                    query.case_sensitive, std::nullopt);
         return {std::move(disk.source), std::nullopt};
     }
-    return code_text::text_source(*_db, files, query.needle, query.case_sensitive, _store);
+    return code_text::text_source(*_db, files, query.needle, query.case_sensitive, _layout, _candidates);
 }
 
 }  // namespace codetext::search

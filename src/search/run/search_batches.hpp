@@ -43,13 +43,15 @@ class SearchBatches {
 
   private:
     void _start();
+    std::vector<std::int64_t> _files_worth_searching() const;
     std::vector<code_text::FileRow> _next_files();
     code_text::SourceChoice _choose(const std::vector<code_text::FileRow>& files) const;
 
     const Database* _db;
     const SearchOptions* _options;
-    std::optional<chunk_store::Layout> _store;
-    std::optional<std::vector<std::int64_t>> _narrowed;  ///< ids of the files worth searching
+    std::optional<chunk_store::Layout> _layout;
+    std::optional<chunk_store::Candidates> _candidates;  ///< none: the index narrows nothing
+    std::optional<std::vector<std::int64_t>> _narrowed;  ///< then: ids of the files worth searching
     std::optional<SelectedFiles> _in_order;              ///< when they come few by few
     std::size_t _count;                                  ///< of files in the next scope then
     bool _is_done = false;

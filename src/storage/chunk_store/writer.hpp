@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "storage/chunk.hpp"
-#include "storage/chunk_store.hpp"
+#include "storage/chunk_store/layout.hpp"
 
 namespace codetext::chunk_store {
 
@@ -79,7 +79,7 @@ class Packer {
     std::unique_ptr<Impl> _impl;
 };
 
-/// Chunks gathered before the trigram index gets a new segment: about 64 MB of source text.
+/// Chunks gathered before the trigram index gets a new shard: about 64 MB of source text.
 inline constexpr std::int64_t SHARD_CHUNKS = 32768;
 
 /// Stores and drops the chunks of files, within the caller's transaction. Once flushed it may serve

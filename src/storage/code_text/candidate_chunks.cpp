@@ -4,7 +4,6 @@
 #include <map>
 
 #include "storage/code_text/chunking.hpp"
-#include "utils/unicode.hpp"
 
 namespace codetext::code_text {
 
@@ -17,13 +16,6 @@ constexpr std::string_view CHUNKS_LIKE =
     "SELECT c.rowid, c.start_line, c.end_line, coalesce(c.exact, c.text), NOT EXISTS (SELECT 1 "
     "FROM code_chunks n WHERE n.rowid = c.rowid + 1) FROM code_chunks c WHERE c.text LIKE ?";
 
-/// Whether the trigram index gives a superset of the chunks that match. It folds the case of ASCII
-/// letters only, and holds a NUL as a space.
-bool narrows(const std::optional<std::string>& needle, bool case_sensitive) {
-    return needle && needle->find('\0') == std::string::npos &&
-           (case_sensitive || unicode::is_ascii(*needle));
-}
-
 Segment segment_of(const chunk_store::ChunkRow& row) {
     return {row.start_line, _chunk_lines(row.start_line, row.end_line, row.text), row.last};
 }
@@ -33,17 +25,12 @@ std::vector<Row> code_chunks_rows(const Database& db, const std::optional<std::s
     return db.fetchall(CHUNKS_LIKE, {"%" + *needle + "%"});
 }
 
-/// The quotient rounded down, so that a row below 0 is no file's.
-std::int64_t file_of(std::int64_t rowid) {
-    return rowid / CODE_CHUNK_STRIDE - (rowid % CODE_CHUNK_STRIDE < 0 ? 1 : 0);
-}
-
 CandidateChunks::Entries grouped(const std::vector<Row>& rows, std::vector<std::int64_t> searched) {
     std::sort(searched.begin(), searched.end());
     std::unordered_map<std::int64_t, std::map<std::int64_t, Segment>> found;
     for (const Row& row : rows) {
         const std::int64_t rowid = row.integer(0);
-        const std::int64_t file_id = file_of(rowid);
+        const std::int64_t file_id = chunk_store::file_of_row(rowid);
         if (!std::binary_search(searched.begin(), searched.end(), file_id)) continue;
         found[file_id].emplace(
             rowid, segment_of({rowid, row.integer(1), row.integer(2),
@@ -81,13 +68,20 @@ std::vector<std::int64_t> CandidateChunks::file_ids() const {
     return ids;
 }
 
+const chunk_store::DictionariesHandle& CandidateChunks::dictionaries() const {
+    static const chunk_store::DictionariesHandle NONE;
+    return _rows ? _rows->dictionaries() : NONE;
+}
+
 CandidateChunks _candidate_chunks(const Database& db, chunk_store::Layout store,
                                   std::span<const FileRow> files,
-                                  const std::optional<std::string>& needle, bool case_sensitive) {
+                                  const std::optional<std::string>& needle, bool case_sensitive,
+                                  const std::optional<chunk_store::Candidates>& asked) {
     std::vector<std::int64_t> searched;
     searched.reserve(files.size());
     for (const FileRow& file : files) searched.push_back(file.file_id);
-    const bool may_narrow = narrows(needle, case_sensitive);
+    if (asked) return CandidateChunks(chunk_store::matching_rows(db, asked, std::move(searched)));
+    const bool may_narrow = needle && chunk_store::narrows(*needle, case_sensitive);
     if (store == chunk_store::COMPRESSED) {
         const auto match = may_narrow ? chunk_store::trigram_query(*needle) : std::nullopt;
         return CandidateChunks(chunk_store::matching_rows(db, match, std::move(searched)));

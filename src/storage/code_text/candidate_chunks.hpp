@@ -20,15 +20,19 @@ namespace codetext::code_text {
 /// searched files with at least one candidate have an entry. Copies share one mapping and may be
 /// read by several threads at once.
 ///
-/// In the compressed layout an entry is read when it is looked up, so that a search that stops
-/// early reads no more than it looked at, and nothing is held for it here.
+/// In the compressed layout the mapping holds row ids, and reads an entry's text when somebody looks
+/// it up: a search that stops early reads no more than it looked at, and a common needle's texts
+/// need not fit the memory. An index that has changed in between is noticed, see find.
 class CandidateChunks {
   public:
-    /// The file's candidates; none when it has no entry. Each call may make a new list.
+    /// The file's candidates; none when it has no entry. Each call may make a new list. Throws
+    /// chunk_store::IndexChanged when the index is no longer the one that was asked.
     std::optional<SegmentList> find(std::int64_t file_id) const;
     /// Ids of the files that may have an entry, ascending: all that have one, and in the compressed
     /// layout those whose entry is not read yet.
     std::vector<std::int64_t> file_ids() const;
+    /// What further chunks of the same search are best unpacked with; may be null.
+    const chunk_store::DictionariesHandle& dictionaries() const;
 
     using Entries = std::unordered_map<std::int64_t, SegmentList>;
     explicit CandidateChunks(Entries entries)
@@ -44,8 +48,12 @@ class CandidateChunks {
 /// Asks the index once which chunks of `files` may hold a match: through the trigram index where it
 /// narrows soundly, every chunk otherwise (no needle; a needle with a NUL; a non-ASCII needle in a
 /// search that ignores case). Passes every failure of the index on.
-CandidateChunks _candidate_chunks(const Database& db, chunk_store::Layout store,
-                                  std::span<const FileRow> files,
-                                  const std::optional<std::string>& needle, bool case_sensitive);
+///
+/// `asked` is the answer of a caller that has asked the index already; the index is not asked again
+/// then, nor is the needle looked at.
+CandidateChunks _candidate_chunks(
+    const Database& db, chunk_store::Layout store, std::span<const FileRow> files,
+    const std::optional<std::string>& needle, bool case_sensitive,
+    const std::optional<chunk_store::Candidates>& asked = std::nullopt);
 
 }  // namespace codetext::code_text

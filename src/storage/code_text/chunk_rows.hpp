@@ -7,9 +7,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
-#include "storage/chunk_store.hpp"
+#include "storage/chunk_store/layout.hpp"
 
 namespace codetext::code_text {
 
@@ -31,10 +30,8 @@ struct FileRow {
     std::optional<std::string> note;
 };
 
-/// The first row id of the file's block and the first one after it.
-constexpr std::pair<std::int64_t, std::int64_t> file_rowids(std::int64_t file_id) {
-    return {file_id * CODE_CHUNK_STRIDE, (file_id + 1) * CODE_CHUNK_STRIDE};
-}
+/// The first row id of a file's block and the first one after it.
+using chunk_store::file_rowids;
 
 /// Whether the index keeps the file's text on disk rather than in chunks. `text_bytes` is what
 /// stored_text_bytes gives for the text; the language is compared exactly.

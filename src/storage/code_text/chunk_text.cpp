@@ -30,11 +30,12 @@ class JoinedChunks {
     std::optional<std::string> _joined;
 };
 
-Lines read_lines(const Database& db, chunk_store::Layout store, std::int64_t file_id) {
+Lines read_lines(const Database& db, chunk_store::Layout store, std::int64_t file_id,
+                 const chunk_store::DictionariesHandle& dictionaries) {
     const auto [first, end] = file_rowids(file_id);
     JoinedChunks chunks;
     if (store == chunk_store::COMPRESSED) {
-        for (const auto& row : chunk_store::file_rows(db, first, end)) {
+        for (const auto& row : chunk_store::file_rows(db, first, end, dictionaries)) {
             chunks.add(row.start_line, row.end_line, row.text.view());
         }
     } else {
@@ -71,7 +72,7 @@ SegmentList ChunkText::segments(std::int64_t file_id, const std::string& path) {
 Lines ChunkText::lines(std::int64_t file_id, const std::string& path) {
     if (_on_disk->contains(file_id)) return _disk.lines(file_id, path);
     if (!_read || _read->first != file_id) {
-        _read.emplace(file_id, read_lines(*_db, _store, file_id));
+        _read.emplace(file_id, read_lines(*_db, _store, file_id, _candidates.dictionaries()));
     }
     return _read->second;
 }

@@ -3,44 +3,62 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <mutex>
 #include <stdexcept>
 
 namespace codetext::code_text {
 
-Lines::Lines() : _list(std::make_shared<List>(List{true, chunk_store::StoredText(""), {}})) {}
+/// The one list behind the handles.
+class Lines::List {
+  public:
+    List() : _empty(true), _text("") {}
+    explicit List(chunk_store::StoredText text) : _empty(false), _text(std::move(text)) {}
+
+    bool empty() const { return _empty; }
+    std::string_view text() const { return _empty ? std::string_view() : _text.view(); }
+
+    /// Where each line begins. Found by the first thread that asks, while others wait.
+    const std::vector<std::size_t>& starts() const {
+        std::call_once(_indexed, [this] {
+            const std::string_view joined = text();
+            _starts.push_back(0);
+            for (std::size_t at = joined.find('\n'); at != joined.npos;
+                 at = joined.find('\n', at + 1)) {
+                _starts.push_back(at + 1);
+            }
+        });
+        return _starts;
+    }
+
+  private:
+    bool _empty;
+    chunk_store::StoredText _text;
+    mutable std::once_flag _indexed;
+    mutable std::vector<std::size_t> _starts;
+};
+
+Lines::Lines() : _list(std::make_shared<const List>()) {}
 
 Lines::Lines(std::string joined) : Lines(chunk_store::StoredText(std::move(joined))) {}
 
 Lines::Lines(chunk_store::StoredText joined)
-    : _list(std::make_shared<List>(List{false, std::move(joined), {}})) {}
+    : _list(std::make_shared<const List>(std::move(joined))) {}
 
 Lines Lines::from(std::optional<std::string> joined) {
     return joined ? Lines(*std::move(joined)) : Lines();
 }
 
-std::string_view Lines::text() const {
-    return _list->empty ? std::string_view() : _list->text.view();
-}
+bool Lines::empty() const { return _list->empty(); }
 
-const std::vector<std::size_t>& Lines::_starts() const {
-    if (_list->starts.empty()) {
-        const std::string_view joined = text();
-        _list->starts.push_back(0);
-        for (std::size_t at = joined.find('\n'); at != joined.npos;
-             at = joined.find('\n', at + 1)) {
-            _list->starts.push_back(at + 1);
-        }
-    }
-    return _list->starts;
-}
+std::string_view Lines::text() const { return _list->text(); }
 
-std::size_t Lines::size() const { return _list->empty ? 0 : _starts().size(); }
+std::size_t Lines::size() const { return empty() ? 0 : _list->starts().size(); }
 
 std::string_view Lines::operator[](std::size_t line_index) const {
     if (line_index >= size()) {
         throw std::out_of_range(fmt::format("line {} of {}", line_index, size()));
     }
-    const std::vector<std::size_t>& starts = _starts();
+    const std::vector<std::size_t>& starts = _list->starts();
     const std::string_view joined = text();
     const std::size_t end =
         line_index + 1 < starts.size() ? starts[line_index + 1] - 1 : joined.size();
@@ -49,7 +67,7 @@ std::string_view Lines::operator[](std::size_t line_index) const {
 
 Lines::Iterator Lines::begin() const {
     Iterator it;
-    if (_list->empty) return it;
+    if (empty()) return it;
     it._rest = text();
     it._at_end = false;
     it._measure();

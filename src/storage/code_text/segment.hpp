@@ -15,14 +15,14 @@
 #include <string_view>
 #include <vector>
 
-#include "storage/chunk_store.hpp"
+#include "storage/chunk_store/chunk_row.hpp"
 
 namespace codetext::code_text {
 
 /// Lines in a row, without their boundaries: one text in which LF alone separates them.
 ///
-/// The text behind it may be unpacked only when it is first looked at; views stay valid as long as
-/// this handle or a copy of it lives. Elements are UTF-8. Not for use by several threads at once.
+/// The text behind it may be unpacked when somebody first looks at it; views stay valid as long as
+/// this handle or a copy of it lives. Elements are UTF-8. Several threads may read one list.
 class Lines {
   public:
     class Iterator;
@@ -35,12 +35,12 @@ class Lines {
     /// As the constructor for a text, the empty list for none.
     static Lines from(std::optional<std::string> joined);
 
-    bool empty() const { return _list->empty; }
+    bool empty() const;
     /// Number of lines. Linear in the text at the first call of this or of operator[].
     std::size_t size() const;
     /// The line at `line_index`, from 0. Throws std::out_of_range.
     std::string_view operator[](std::size_t line_index) const;
-    /// All lines in order; costs nothing for lines that are not come to.
+    /// All lines in order; lines that the caller does not reach cost nothing.
     Iterator begin() const;
     std::default_sentinel_t end() const { return {}; }
 
@@ -52,12 +52,7 @@ class Lines {
     friend bool operator==(const Lines& one, const Lines& other);
 
   private:
-    struct List {
-        bool empty;
-        chunk_store::StoredText text;
-        mutable std::vector<std::size_t> starts;  ///< where each line begins, once asked for
-    };
-    const std::vector<std::size_t>& _starts() const;
+    class List;
     std::shared_ptr<const List> _list;
 };
 

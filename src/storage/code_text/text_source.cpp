@@ -9,7 +9,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "storage/chunk_store/compressed/unchunked_files.hpp"
+#include "storage/chunk_store/inventory.hpp"
 #include "storage/code_text/candidate_chunks.hpp"
 
 namespace codetext::code_text {
@@ -19,15 +19,10 @@ namespace {
 constexpr std::string_view NO_TEXT_TABLE =
     "read from the files on disk: this index has no table of the files' text";
 
-std::string state_statement(const Database& db, chunk_store::Layout store) {
-    const bool compressed = store == chunk_store::COMPRESSED;
+std::string state_statement(chunk_store::Layout store) {
     return fmt::format(
-        "SELECT (SELECT COUNT(*) FROM {} WHERE f.text_on_disk = 0 AND NOT EXISTS (SELECT 1 "
-        "FROM {} c WHERE c.{} = f.id * {})), (SELECT group_concat(id) FROM files WHERE "
-        "text_on_disk = 1)",
-        chunk_store::perhaps_unchunked_files(db),
-        compressed ? chunk_store::COMPRESSED_TABLE : "code_chunks", compressed ? "id" : "rowid",
-        CODE_CHUNK_STRIDE);
+        "SELECT (SELECT COUNT(*) {}), (SELECT group_concat(id) FROM files WHERE text_on_disk = 1)",
+        chunk_store::from_files_without_chunks(store));
 }
 
 /// The decimal numbers of a text in which "," separates them; empty pieces are dropped.
@@ -59,7 +54,7 @@ Lines lines(TextSource& source, std::int64_t file_id, const std::string& path) {
 }
 
 ChunkState _chunk_state(const Database& db, chunk_store::Layout store) {
-    const std::optional<Row> row = db.fetchone(state_statement(db, store));
+    const std::optional<Row> row = db.fetchone(state_statement(store));
     if (!row) return {0, std::make_shared<const FileIds>()};
     const std::string joined = row->is_null(1) ? "" : row->text(1);
     return {row->integer(0), std::make_shared<const FileIds>(parse_ids(joined))};
@@ -67,7 +62,8 @@ ChunkState _chunk_state(const Database& db, chunk_store::Layout store) {
 
 SourceChoice text_source(const Database& db, std::span<const FileRow> files,
                          const std::optional<std::string>& needle, bool case_sensitive,
-                         std::optional<chunk_store::Layout> store) {
+                         std::optional<chunk_store::Layout> store,
+                         const std::optional<chunk_store::Candidates>& asked) {
     const std::filesystem::path root = db.db_path().parent_path().parent_path().parent_path();
     DiskText disk(root, needle, case_sensitive);
     if (!store) return {std::move(disk), std::string(NO_TEXT_TABLE)};
@@ -77,7 +73,8 @@ SourceChoice text_source(const Database& db, std::span<const FileRow> files,
             "{} indexed file(s) have no chunks yet (the next index pass parses them)", unchunked);
         return {std::move(disk), "read from the files on disk: " + reason};
     }
-    CandidateChunks candidates = _candidate_chunks(db, *store, files, needle, case_sensitive);
+    CandidateChunks candidates =
+        _candidate_chunks(db, *store, files, needle, case_sensitive, asked);
     return {ChunkText(db, *store, std::move(candidates), std::move(disk), std::move(on_disk)),
             std::nullopt};
 }

@@ -36,10 +36,16 @@ struct SourceChoice {
 ///
 /// `needle` is none for a regular-expression search, and lower-cased by the caller when the search
 /// ignores case. The repository's root is three levels above the database file. Opens no
-/// transaction: a caller that wants one snapshot holds one. Passes every failure on.
+/// transaction: a caller that wants one snapshot holds one. Without one, a source that finds the
+/// index changed since throws chunk_store::IndexChanged when it is asked for segments. Passes every
+/// failure on.
+///
+/// `asked` saves asking the trigram index again: the chunks that may match, from a caller that had
+/// to know them to choose `files`. Only where chunk_store::asks_before_reading(store).
 SourceChoice text_source(const Database& db, std::span<const FileRow> files,
                          const std::optional<std::string>& needle, bool case_sensitive,
-                         std::optional<chunk_store::Layout> store);
+                         std::optional<chunk_store::Layout> store,
+                         const std::optional<chunk_store::Candidates>& asked = std::nullopt);
 
 struct ChunkState {
     std::int64_t unchunked;  ///< files that should have chunks and lack their first

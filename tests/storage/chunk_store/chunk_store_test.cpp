@@ -185,7 +185,7 @@ TEST(chunk_store, a_flipped_bit_of_the_trigram_index_is_noticed) {
             std::string flipped = body;
             flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << bit % 8));
             index.db.execute("UPDATE " + table + " SET " + name + " = ?", {BlobView{flipped}});
-            EXPECT_THROW(candidate_rowids(index.db, query), DamagedChunk) << column << " " << bit;
+            EXPECT_THROW(candidates(index.db, query), DamagedChunk) << column << " " << bit;
         }
         index.db.execute("UPDATE " + table + " SET " + name + " = ?", {BlobView{body}});
     }

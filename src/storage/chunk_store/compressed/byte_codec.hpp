@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "storage/chunk_store.hpp"
+#include "storage/chunk_store/chunk_row.hpp"
 
 namespace codetext::chunk_store {
 

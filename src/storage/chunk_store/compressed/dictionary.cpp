@@ -37,7 +37,9 @@ std::string content_of(std::string_view trained) {
 
 }  // namespace
 
-DictionaryHandle DictionaryShelf::find(const Database& db, std::int64_t id) {
+DictionariesHandle make_dictionaries() { return std::make_shared<Dictionaries>(); }
+
+DictionaryHandle Dictionaries::find(const Database& db, std::int64_t id) {
     if (id == 0) return nullptr;
     const std::lock_guard lock(_mutex);
     if (auto found = _dictionaries.find(id); found != _dictionaries.end()) return found->second;

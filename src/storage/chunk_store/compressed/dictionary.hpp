@@ -9,6 +9,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "storage/chunk_store/matching_rows.hpp"
 #include "storage/chunk_store/writer.hpp"
 #include "storage/database.hpp"
 
@@ -27,8 +28,8 @@ class Dictionary {
     std::string _bytes;
 };
 
-/// The dictionaries of one database, each read when a frame first asks for it.
-class DictionaryShelf {
+/// The dictionaries of one database. May be asked by several threads at once.
+class Dictionaries {
   public:
     /// Null for id 0 (no dictionary) and for one that the index does not hold.
     DictionaryHandle find(const Database& db, std::int64_t id);

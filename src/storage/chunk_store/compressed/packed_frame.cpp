@@ -102,7 +102,8 @@ std::string FramePacker::pack(std::span<const Chunk> chunks, bool ends_file) {
     return body;
 }
 
-PackedFrame::PackedFrame(const Database& db, std::int64_t rowid, std::string body)
+PackedFrame::PackedFrame(const Database& db, Dictionaries& dictionaries, std::int64_t rowid,
+                         std::string body)
     : _rowid(rowid), _body(std::move(body)) {
     ByteReader reader(_body, WHAT, _rowid);
     const std::uint64_t head = reader.varint();
@@ -125,8 +126,7 @@ PackedFrame::PackedFrame(const Database& db, std::int64_t rowid, std::string bod
     _head_size = _body.size() - reader.rest().size();
     reader.take(HASH_BYTES);
     if (dictionary_id == 0) return;
-    const auto shelf = db.kept<DictionaryShelf>([] { return std::make_shared<DictionaryShelf>(); });
-    _dictionary = shelf->find(db, dictionary_id);
+    _dictionary = dictionaries.find(db, dictionary_id);
     if (!_dictionary) reader.damaged("its dictionary is missing");
 }
 
@@ -138,7 +138,7 @@ bool PackedFrame::shows(std::int64_t rowid) const {
 }
 
 void PackedFrame::check() {
-    if (!_unpacked) _unpack();
+    std::call_once(_unpacked, [this] { _unpack(); });
 }
 
 std::string_view PackedFrame::text(std::size_t position) {
@@ -160,7 +160,6 @@ void PackedFrame::_unpack() {
         reader.damaged("its hash is another");
     }
     _texts = std::move(texts);
-    _unpacked = true;
     std::string().swap(_body);
 }
 

@@ -15,11 +15,13 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "storage/chunk.hpp"
+#include "storage/chunk_store/chunk_row.hpp"
 #include "storage/chunk_store/compressed/dictionary.hpp"
 #include "storage/chunk_store/writer.hpp"
 
@@ -49,12 +51,14 @@ class FramePacker {
     std::string _texts;
 };
 
-/// A frame as it was read, unpacked when a text of it is first asked for.
+/// A frame as it was read, unpacked when somebody first asks for one of its texts. Several threads
+/// may ask at once.
 class PackedFrame {
   public:
-    /// `rowid` is the row id of its first chunk. The database is asked for the dictionary alone.
-    /// Throws DamagedChunk.
-    PackedFrame(const Database& db, std::int64_t rowid, std::string body);
+    /// `rowid` is the row id of its first chunk. Reads nothing from the database but a dictionary
+    /// that `dictionaries` does not hold yet. Throws DamagedChunk.
+    PackedFrame(const Database& db, Dictionaries& dictionaries, std::int64_t rowid,
+                std::string body);
 
     struct Part {
         std::int64_t start_line, end_line;
@@ -79,7 +83,7 @@ class PackedFrame {
     std::vector<Part> _parts;
     std::size_t _texts_size = 0;
     bool _ends_file = false;
-    bool _unpacked = false;
+    std::once_flag _unpacked;
     DictionaryHandle _dictionary;
     std::unique_ptr<char[]> _texts;
 };

@@ -15,7 +15,7 @@
 
 namespace codetext::chunk_store {
 
-/// A coded list. Numbers are below 2^16: those of chunks in one segment.
+/// A coded list. Numbers are below 2^16: those of chunks in one shard.
 struct PostingList {
     std::uint32_t count = 0;     ///< how many numbers
     std::uint8_t parameter = 0;  ///< of the Rice code

@@ -1,13 +1,13 @@
 #pragma once
 
-// Segments of the trigram index. A segment is written once: the chunks that one commit stored are
+// Shards of the trigram index. A shard is written once: the chunks that one commit stored are
 // numbered from 0 in the order in which they came, and for each trigram a posting list names those
 // that hold it. A chunk that is replaced or dropped later leaves its numbers behind: every
 // candidate is verified against its text, so stale ones cost time but give no wrong answer.
 //
 // trigram_segments.files: for each run of chunks of one file: varint zigzag of its file id less the
 // id before, varint number of its first chunk in the file, varint number of chunks.
-// trigram_lists: row id = segment * 2^24 + the block's last trigram: looking for the first row
+// trigram_lists: row id = shard * 2^24 + the block's last trigram: looking for the first row
 // from a trigram on reads the one page that holds its list. Body: varint first trigram, varint
 // number of lists, varint bytes of the directory, the directory (for each list: varint trigram less
 // the one before it, varint count * 16 + parameter, varint bytes), then the lists' bytes.
@@ -28,40 +28,40 @@ class ByteReader;
 /// Bits of a list's Rice parameter below its count in a directory.
 inline constexpr unsigned PARAMETER_BITS = 4;
 
-/// Gathers chunks and writes them as segments of at most SHARD_CHUNKS.
+/// Gathers chunks and writes them as shards of at most SHARD_CHUNKS.
 class ShardWriter {
   public:
     explicit ShardWriter(Database& db) : _db(&db) {}
-    /// Adds a file's chunk number `chunk` (from 0) with its distinct trigrams. Writes a segment
+    /// Adds a file's chunk number `chunk` (from 0) with its distinct trigrams. Writes a shard
     /// when enough are gathered.
     void add(std::int64_t file_id, std::int64_t chunk, std::span<const std::uint32_t> trigrams);
     /// Writes what is gathered, if anything.
     void flush();
 
   private:
-    struct Run {
+    struct ChunkRange {
         std::int64_t file_id, first_chunk, chunks;
     };
-    std::string _coded_runs() const;
-    void _write_blocks(std::int64_t segment);
+    std::string _coded_ranges() const;
+    void _write_blocks(std::int64_t shard);
     void _clear();
 
     Database* _db;
-    std::vector<Run> _runs;
+    std::vector<ChunkRange> _ranges;
     std::vector<std::uint32_t> _trigrams;         ///< of each chunk, one after the other
     std::vector<std::uint32_t> _trigrams_before;  ///< where each chunk's begin
-    std::unique_ptr<std::uint32_t[]> _sorted;     ///< room for as many, kept for the next segment
+    std::unique_ptr<std::uint32_t[]> _sorted;     ///< room for as many, kept for the next shard
     std::size_t _sorted_size = 0;
 };
 
-/// A segment as a search reads it.
+/// A shard as a search reads it.
 class ShardReader {
   public:
     ShardReader(const Database& db, std::int64_t id) : _db(&db), _id(id) {}
-    /// The few of the trigrams that fewest of the segment's chunks hold, the rarest first: they do
+    /// The few of the trigrams that fewest of the shard's chunks hold, the rarest first: they do
     /// nearly all the work of asking for all of them. Throws DamagedChunk.
     std::vector<std::uint32_t> rarest(std::span<const std::uint32_t> trigrams) const;
-    /// Numbers, ascending, of the segment's chunks that hold every one of the trigrams; a superset
+    /// Numbers, ascending, of the shard's chunks that hold every one of the trigrams; a superset
     /// where a long list would drop few. Throws DamagedChunk.
     std::vector<std::uint16_t> holding(std::span<const std::uint32_t> trigrams) const;
     /// Appends the row ids of the chunks with these numbers.
@@ -76,12 +76,12 @@ class ShardReader {
         std::uint8_t parameter;
         std::string bytes;
     };
-    /// False when no chunk of the segment holds the trigram.
+    /// False when no chunk of the shard holds the trigram.
     bool _find(std::uint32_t trigram, StoredList& list) const;
     static bool _find_in_block(ByteReader& block, std::uint32_t trigram, StoredList& list);
     void _read(const StoredList& list, std::vector<std::uint16_t>& numbers) const;
     template <typename Visitor>
-    void _each_run(const Visitor& visit) const;
+    void _each_range(const Visitor& visit) const;
 
     const Database* _db;
     std::int64_t _id;

@@ -4,6 +4,7 @@
 #include "storage/chunk_store/compressed/byte_codec.hpp"
 #include "storage/chunk_store/compressed/trigram_shard.hpp"
 #include "storage/chunk_store/compressed/trigrams.hpp"
+#include "storage/chunk_store/layout.hpp"
 
 namespace codetext::chunk_store {
 
@@ -60,7 +61,7 @@ bool ShardReader::_find_in_block(ByteReader& block, std::uint32_t trigram, Store
 void ShardReader::_read(const StoredList& list, std::vector<std::uint16_t>& numbers) const {
     if (!read_postings({list.count, list.parameter, list.bytes}, numbers)) {
         throw DamagedChunk(
-            fmt::format("damaged trigram index: a posting list of segment {} is cut short", _id));
+            fmt::format("damaged trigram index: a posting list of shard {} is cut short", _id));
     }
 }
 
@@ -98,10 +99,10 @@ std::vector<std::uint16_t> ShardReader::holding(std::span<const std::uint32_t> t
 }
 
 template <typename Visitor>
-void ShardReader::_each_run(const Visitor& visit) const {
+void ShardReader::_each_range(const Visitor& visit) const {
     auto row = _db->fetchone("SELECT files FROM trigram_segments WHERE id = ?", {_id});
     if (!row) return;
-    ByteReader reader(row->blob(0), "trigram segment", _id);
+    ByteReader reader(row->blob(0), "trigram shard", _id);
     reader.take_hash();
     std::int64_t file_id = 0;
     while (!reader.at_end()) {
@@ -116,9 +117,9 @@ void ShardReader::append_rowids(std::span<const std::uint16_t> numbers,
                                 std::vector<std::int64_t>& rowids) const {
     std::int64_t begin = 0;
     std::size_t next = 0;
-    _each_run([&](std::int64_t file_id, std::int64_t first_chunk, std::int64_t chunks) {
+    _each_range([&](std::int64_t file_id, std::int64_t first_chunk, std::int64_t chunks) {
         for (; next < numbers.size() && numbers[next] < begin + chunks; ++next) {
-            rowids.push_back(file_id * CHUNK_STRIDE + first_chunk + numbers[next] - begin);
+            rowids.push_back(file_rowids(file_id).first + first_chunk + numbers[next] - begin);
         }
         begin += chunks;
     });
@@ -126,7 +127,7 @@ void ShardReader::append_rowids(std::span<const std::uint16_t> numbers,
 
 std::vector<std::int64_t> ShardReader::file_ids() const {
     std::vector<std::int64_t> ids;
-    _each_run([&](std::int64_t file_id, std::int64_t, std::int64_t) { ids.push_back(file_id); });
+    _each_range([&](std::int64_t file_id, std::int64_t, std::int64_t) { ids.push_back(file_id); });
     return ids;
 }
 

@@ -17,7 +17,7 @@ constexpr std::size_t ENTRY_BYTES = 20;
 /// Where lists are short, a directory of this many is still read through in microseconds.
 constexpr std::size_t BLOCK_LISTS = 4096;
 
-/// Trigrams after which a segment is written though its chunks are few: they are large then.
+/// Trigrams after which a shard is written though its chunks are few: they are large then.
 constexpr std::size_t MAX_GATHERED = 32 << 20;
 
 /// Bits of a trigram that choose its bucket; the rest sort within it.
@@ -57,7 +57,7 @@ std::string hashed(const std::string& content) {
 /// Puts posting lists, trigram after trigram, into blocks and stores each block as it fills.
 class BlockWriter {
   public:
-    BlockWriter(Database& db, std::int64_t segment) : _db(&db), _segment(segment) {}
+    BlockWriter(Database& db, std::int64_t shard) : _db(&db), _shard(shard) {}
 
     void put(std::uint32_t trigram, std::span<const std::uint16_t> numbers) {
         _list.clear();
@@ -82,7 +82,7 @@ class BlockWriter {
         content += _bytes;
         const std::string body = hashed(content);
         _db->execute("INSERT INTO trigram_lists(id, body) VALUES (?, ?)",
-                     {_segment * TRIGRAMS + _last, BlobView{body}});
+                     {_shard * TRIGRAMS + _last, BlobView{body}});
         _lists = 0;
         _directory.clear();
         _bytes.clear();
@@ -90,7 +90,7 @@ class BlockWriter {
 
   private:
     Database* _db;
-    std::int64_t _segment;
+    std::int64_t _shard;
     std::size_t _lists = 0;
     std::uint32_t _first = 0, _last = 0;
     std::string _directory, _bytes;
@@ -113,12 +113,12 @@ void put_bucket(std::uint32_t bucket, std::span<const Entry> entries, BlockWrite
 
 void ShardWriter::add(std::int64_t file_id, std::int64_t chunk,
                       std::span<const std::uint32_t> trigrams) {
-    const bool goes_on = !_runs.empty() && _runs.back().file_id == file_id &&
-                         _runs.back().first_chunk + _runs.back().chunks == chunk;
+    const bool goes_on = !_ranges.empty() && _ranges.back().file_id == file_id &&
+                         _ranges.back().first_chunk + _ranges.back().chunks == chunk;
     if (goes_on) {
-        ++_runs.back().chunks;
+        ++_ranges.back().chunks;
     } else {
-        _runs.push_back({file_id, chunk, 1});
+        _ranges.push_back({file_id, chunk, 1});
     }
     _trigrams_before.push_back(static_cast<std::uint32_t>(_trigrams.size()));
     _trigrams.insert(_trigrams.end(), trigrams.begin(), trigrams.end());
@@ -129,25 +129,25 @@ void ShardWriter::flush() {
     if (_trigrams_before.empty()) return;
     _db->execute(
         "INSERT INTO trigram_segments(chunks, files) VALUES (?, ?)",
-        {static_cast<std::int64_t>(_trigrams_before.size()), BlobView{hashed(_coded_runs())}});
+        {static_cast<std::int64_t>(_trigrams_before.size()), BlobView{hashed(_coded_ranges())}});
     _write_blocks(_db->last_insert_rowid());
     _clear();
 }
 
-std::string ShardWriter::_coded_runs() const {
+std::string ShardWriter::_coded_ranges() const {
     std::string bytes;
     std::int64_t previous = 0;
-    for (const Run& run : _runs) {
-        put_varint(bytes, zigzag(run.file_id - previous));
-        put_varint(bytes, static_cast<std::uint64_t>(run.first_chunk));
-        put_varint(bytes, static_cast<std::uint64_t>(run.chunks));
-        previous = run.file_id;
+    for (const ChunkRange& range : _ranges) {
+        put_varint(bytes, zigzag(range.file_id - previous));
+        put_varint(bytes, static_cast<std::uint64_t>(range.first_chunk));
+        put_varint(bytes, static_cast<std::uint64_t>(range.chunks));
+        previous = range.file_id;
     }
     return bytes;
 }
 
 // Two steps of a radix sort: into buckets by the high half of the trigram, then within each bucket.
-void ShardWriter::_write_blocks(std::int64_t segment) {
+void ShardWriter::_write_blocks(std::int64_t shard) {
     std::vector<std::uint32_t> place(BUCKETS + 1);
     for (const std::uint32_t trigram : _trigrams) ++place[(trigram >> BUCKET_BITS) + 1];
     for (std::size_t i = 1; i < place.size(); ++i) place[i] += place[i - 1];
@@ -168,7 +168,7 @@ void ShardWriter::_write_blocks(std::int64_t segment) {
         }
     }
 
-    BlockWriter blocks(*_db, segment);
+    BlockWriter blocks(*_db, shard);
     std::vector<Entry> scratch;
     for (std::uint32_t bucket = 0; bucket < BUCKETS; ++bucket) {
         const std::span<Entry> own(entries + begins[bucket], begins[bucket + 1] - begins[bucket]);
@@ -179,7 +179,7 @@ void ShardWriter::_write_blocks(std::int64_t segment) {
 }
 
 void ShardWriter::_clear() {
-    _runs.clear();
+    _ranges.clear();
     _trigrams.clear();
     _trigrams_before.clear();
 }

@@ -15,40 +15,41 @@ namespace codetext::chunk_store {
 
 namespace {
 
-/// Segments of about one size that are let stand side by side.
+/// Shards of about one size that are let stand side by side.
 constexpr std::size_t MAX_OF_A_SIZE = 8;
 /// Sizes are told apart by powers of eight, so that a chunk is moved at most once a power.
 constexpr std::uint64_t LOG2_OF_A_SIZE = 3;
-/// A segment of this many chunks is only ever made anew with all the others.
+/// A shard of this many chunks is only ever made anew with all the others.
 constexpr std::int64_t LARGE_SHARD_CHUNKS = SHARD_CHUNKS / 8;
 
 struct ShardSize {
     std::int64_t id, chunks;
 };
 
-void drop_segment(Database& db, std::int64_t id) {
+void drop_shard(Database& db, std::int64_t id) {
     db.execute("DELETE FROM trigram_segments WHERE id = ?", {id});
     db.execute("DELETE FROM trigram_lists WHERE id >= ? AND id < ?",
                {id * TRIGRAMS, (id + 1) * TRIGRAMS});
 }
 
-/// Puts the chunks that the segments' files have now into new segments, in place of these.
-void make_anew(Database& db, const std::vector<std::int64_t>& segments) {
+/// Puts the chunks that the shards' files have now into new shards, in place of these.
+void make_anew(Database& db, const std::vector<std::int64_t>& shards) {
     std::vector<std::int64_t> files;
-    for (const std::int64_t id : segments) {
+    for (const std::int64_t id : shards) {
         const std::vector<std::int64_t> own = ShardReader(db, id).file_ids();
         files.insert(files.end(), own.begin(), own.end());
-        drop_segment(db, id);
+        drop_shard(db, id);
     }
     std::sort(files.begin(), files.end());
     files.erase(std::unique(files.begin(), files.end()), files.end());
 
+    const DictionariesHandle dictionaries = make_dictionaries();
     TrigramCollector collector;
     ShardWriter writer(db);
     std::vector<std::uint32_t> trigrams;
     for (const std::int64_t file_id : files) {
-        const std::int64_t first = file_id * CHUNK_STRIDE;
-        for (const ChunkRow& row : file_rows(db, first, first + CHUNK_STRIDE)) {
+        const auto [first, end] = file_rowids(file_id);
+        for (const ChunkRow& row : file_rows(db, first, end, dictionaries)) {
             trigrams.clear();
             collector.append(row.text.view(), trigrams);
             writer.add(file_id, row.rowid - first, trigrams);
@@ -70,7 +71,7 @@ bool mostly_stale(const Database& db, const std::vector<ShardSize>& sizes) {
     std::int64_t named = 0;
     for (const ShardSize& size : sizes) named += size.chunks;
     if (named <= 2 * LARGE_SHARD_CHUNKS) return false;
-    return named > 2 * db.fetchone("SELECT count(*) FROM chunks")->integer(0);
+    return named > 2 * chunk_count(db, COMPRESSED);
 }
 
 }  // namespace
@@ -90,8 +91,8 @@ void keep_shards_few(Database& db) {
             LOG2_OF_A_SIZE;
         by_size[power].push_back(size.id);
     }
-    for (const auto& [power, segments] : by_size) {
-        if (segments.size() > MAX_OF_A_SIZE) return make_anew(db, segments);
+    for (const auto& [power, shards] : by_size) {
+        if (shards.size() > MAX_OF_A_SIZE) return make_anew(db, shards);
     }
 }
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "storage/chunk_store.hpp"
+#include "storage/chunk_store/candidates.hpp"
 #include "utils/text_find.hpp"
 #include "utils/unicode.hpp"
 
@@ -97,6 +97,11 @@ std::uint32_t TrigramCollector::append(std::string_view text,
     }
     trigrams.insert(trigrams.end(), _found.begin(), _found.end());
     return static_cast<std::uint32_t>(trigrams.size() - before);
+}
+
+bool narrows(std::string_view needle, bool case_sensitive) {
+    return needle.find('\0') == std::string_view::npos &&
+           (case_sensitive || unicode::is_ascii(needle));
 }
 
 std::optional<TrigramQuery> trigram_query(std::string_view needle) {

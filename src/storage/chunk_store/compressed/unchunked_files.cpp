@@ -4,15 +4,15 @@
 
 #include <string>
 
-#include "storage/chunk_store.hpp"
+#include "storage/chunk_store/layout.hpp"
 
 namespace codetext::chunk_store {
 
 namespace {
 
-// {0} is the stride of row ids. A file leaves the table with its first chunk, or when it is
-// deleted. ON CONFLICT, since a trigger takes over the OR REPLACE of its cause. Not UPDATE OF id,
-// which an update of the row id by another of its names would pass by.
+// {0} is the stride of row ids. A file leaves the table when it gets its first chunk, and when it
+// is deleted. ON CONFLICT, since a trigger inherits the OR REPLACE of the statement that caused it.
+// Not UPDATE OF id: an update of the row id under another name, such as `rowid`, would escape it.
 constexpr std::string_view DDL = R"(
 CREATE TABLE unchunked_files(file_id INTEGER PRIMARY KEY);
 INSERT INTO unchunked_files SELECT id FROM files WHERE text_on_disk = 0;
@@ -45,11 +45,12 @@ END;
 
 void create_unchunked_files(Database& db) { db.execute_script(fmt::format(DDL, CHUNK_STRIDE)); }
 
-std::string_view perhaps_unchunked_files(const Database& db) {
-    if (!db.fetchone("SELECT 1 FROM sqlite_master WHERE name = 'unchunked_files'")) {
-        return "files f";
-    }
-    return "unchunked_files u CROSS JOIN files f ON f.id = u.file_id";
+std::int64_t unlisted_unchunked_count(const Database& db) {
+    const std::string sql = fmt::format(
+        "SELECT count(*) FROM files f WHERE f.text_on_disk = 0 AND NOT EXISTS (SELECT 1 FROM "
+        "chunks c WHERE c.id = f.id * {}) AND f.id NOT IN (SELECT file_id FROM unchunked_files)",
+        CHUNK_STRIDE);
+    return db.fetchone(sql)->integer(0);
 }
 
 }  // namespace codetext::chunk_store

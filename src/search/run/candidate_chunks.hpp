@@ -1,0 +1,23 @@
+#pragma once
+
+// Which chunks the trigram index says may hold a match, before any file's row is read. Private to
+// search.
+//
+//   if (auto found = search::candidate_chunks(db, query)) read_rows_of(found->file_ids());
+
+#include <optional>
+
+#include "search/query/query.hpp"
+#include "storage/chunk_store/candidates.hpp"
+#include "storage/database.hpp"
+
+namespace codetext::search {
+
+/// The chunks in which the query may match: those that may hold its needle, or a combination of
+/// texts that its pattern needs on one line. None when the trigram index cannot narrow the chunks.
+///
+/// REQUIRES: chunk_store::asks_before_reading holds for the index's layout. Passes every failure of
+/// the index on.
+std::optional<chunk_store::Candidates> candidate_chunks(const Database& db, const Query& query);
+
+}  // namespace codetext::search

@@ -1,0 +1,49 @@
+#pragma once
+
+// A chunk as a reader gets it, whichever layout keeps it.
+//
+//   for (const ChunkRow& row : chunk_store::file_rows(db, first, end))
+//       use(row.start_line, row.text.view());
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace codetext::chunk_store {
+
+/// A stored chunk, or a part of the trigram index, that cannot be read back; the message names its
+/// row.
+class DamagedChunk : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+class PackedFrame;
+
+/// The text of a chunk, unpacked when somebody first looks at it. Copies share one text; several
+/// threads may look at once.
+class StoredText {
+  public:
+    explicit StoredText(std::string text);
+    StoredText(std::shared_ptr<PackedFrame> frame, std::size_t position);
+    /// The text; valid as long as this handle or a copy of it lives. Throws DamagedChunk.
+    std::string_view view() const;
+
+  private:
+    std::shared_ptr<const std::string> _text;
+    std::shared_ptr<PackedFrame> _frame;
+    std::size_t _position = 0;
+};
+
+struct ChunkRow {
+    std::int64_t rowid;
+    std::int64_t start_line;  ///< number of its first line, from 1
+    std::int64_t end_line;    ///< number of its last line, inclusive; start_line - 1 without a line
+    StoredText text;
+    bool last;  ///< no chunk row has the row id one above
+};
+
+}  // namespace codetext::chunk_store

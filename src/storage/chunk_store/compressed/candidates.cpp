@@ -1,0 +1,65 @@
+// The trigram index is asked for the few rarest trigrams of a query, shard after shard. A shard
+// knows its chunks by number, so the answer of each is turned into row ids, and the rows of all are
+// put in order: O(postings read + answer), plus a sort where shards of later runs name files of
+// earlier ones.
+
+#include "storage/chunk_store/candidates.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "storage/chunk_store/compressed/trigram_shard.hpp"
+#include "storage/chunk_store/layout.hpp"
+
+namespace codetext::chunk_store {
+
+namespace {
+
+/// The files of ascending rows, each once.
+std::vector<std::int64_t> files_of(std::span<const std::int64_t> rowids) {
+    std::vector<std::int64_t> files;
+    for (const std::int64_t rowid : rowids) {
+        const std::int64_t file_id = file_of_row(rowid);
+        if (files.empty() || files.back() != file_id) files.push_back(file_id);
+    }
+    return files;
+}
+
+/// The rows that the shards name, in any order, a row perhaps more than once.
+std::vector<std::int64_t> ask_shards(const Database& db,
+                                     std::span<const std::uint32_t> trigrams) {
+    std::vector<std::int64_t> rowids;
+    for (const Row& row : db.fetchall("SELECT id FROM trigram_segments ORDER BY id")) {
+        const ShardReader shard(db, row.integer(0));
+        const std::vector<std::uint16_t> numbers = shard.holding(trigrams);
+        if (!numbers.empty()) shard.append_rowids(numbers, rowids);
+    }
+    return rowids;
+}
+
+}  // namespace
+
+IndexChanged::IndexChanged()
+    : std::runtime_error("the index has changed since this search began; search again") {}
+
+Candidates::Candidates(std::vector<std::int64_t> rowids, ContentStamp stamp) {
+    std::vector<std::int64_t> files = files_of(rowids);
+    _answer = std::make_shared<const Answer>(Answer{std::move(rowids), std::move(files), stamp});
+}
+
+Candidates candidates(const Database& db, const TrigramQuery& query) {
+    // The largest shard tells which trigrams are rare.
+    const std::optional<Row> largest =
+        db.fetchone("SELECT id FROM trigram_segments ORDER BY chunks DESC LIMIT 1");
+    const ContentStamp stamp = db.content_stamp();
+    if (!largest) return {{}, stamp};
+    const auto asked = ShardReader(db, largest->integer(0)).rarest(query.trigrams);
+    std::vector<std::int64_t> rowids = ask_shards(db, asked);
+    // Outside a transaction the statements above may have seen different states.
+    if (db.content_stamp() != stamp) throw IndexChanged();
+    if (!std::is_sorted(rowids.begin(), rowids.end())) std::sort(rowids.begin(), rowids.end());
+    rowids.erase(std::unique(rowids.begin(), rowids.end()), rowids.end());
+    return {std::move(rowids), stamp};
+}
+
+}  // namespace codetext::chunk_store

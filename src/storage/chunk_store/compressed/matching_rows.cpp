@@ -1,0 +1,152 @@
+#include "storage/chunk_store/matching_rows.hpp"
+
+#include <algorithm>
+#include <span>
+
+#include "storage/chunk_store/compressed/dictionary.hpp"
+#include "storage/chunk_store/compressed/packed_frame.hpp"
+#include "storage/chunk_store/layout.hpp"
+
+namespace codetext::chunk_store {
+
+namespace {
+
+/// Row id of the first chunk of the frame that holds chunk row `rowid`.
+std::int64_t frame_rowid(std::int64_t rowid) { return rowid - rowid % CHUNK_STRIDE % FRAME_CHUNKS; }
+
+/// Whether any chunk of the frame at `rowid` satisfies `condition`.
+template <typename Condition>
+bool any_chunk(std::int64_t rowid, const Condition& condition) {
+    for (std::int64_t i = 0; i < FRAME_CHUNKS; ++i) {
+        if (condition(rowid + i)) return true;
+    }
+    return false;
+}
+
+/// The rows from `first` to before `end` for which `wanted` holds. A frame without such a row stays
+/// in the database's memory.
+///
+/// A reader finds most damage when it unpacks a text. Where a damaged head hides a wanted chunk,
+/// nobody would unpack it, so such a frame is checked here: after the statement, during which other
+/// threads wait.
+template <typename Wanted>
+std::vector<ChunkRow> read_rows(const Database& db, std::int64_t first, std::int64_t end,
+                                Dictionaries& dictionaries, const Wanted& wanted) {
+    std::vector<ChunkRow> rows;
+    std::vector<std::shared_ptr<PackedFrame>> doubtful;
+    db.each("SELECT id, body FROM chunk_frames WHERE id >= ? AND id < ? ORDER BY id",
+            {frame_rowid(first), end}, [&](const RowView& row) {
+                const std::int64_t rowid = row.integer(0);
+                if (!any_chunk(rowid, wanted)) return Visit::CONTINUE;
+                const auto frame = std::make_shared<PackedFrame>(db, dictionaries, rowid,
+                                                                 std::string(row.blob(1)));
+                append_rows(frame, rows, wanted);
+                const bool hides_one = any_chunk(
+                    rowid, [&](std::int64_t one) { return wanted(one) && !frame->shows(one); });
+                if (hides_one) doubtful.push_back(frame);
+                return Visit::CONTINUE;
+            });
+    for (const auto& frame : doubtful) frame->check();
+    return rows;
+}
+
+void make_sorted_set(std::vector<std::int64_t>& numbers) {
+    if (!std::is_sorted(numbers.begin(), numbers.end())) std::sort(numbers.begin(), numbers.end());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+}
+
+/// The stamp of the content as a statement that runs now sees it.
+ContentStamp fresh_stamp(const Database& db) {
+    db.fetchone("PRAGMA data_version");  // lets the handle notice what others have committed
+    return db.content_stamp();
+}
+
+}  // namespace
+
+struct MatchingRows::State {
+    const Database* db;
+    std::optional<Candidates> candidates;  ///< none: every row
+    std::vector<std::int64_t> searched;    ///< file ids, ascending, each once
+    ContentStamp stamp;
+    DictionariesHandle dictionaries = make_dictionaries();
+};
+
+MatchingRows matching_rows(const Database& db, const std::optional<Candidates>& candidates,
+                           std::vector<std::int64_t> searched) {
+    make_sorted_set(searched);
+    MatchingRows rows;
+    rows._state = std::make_shared<const MatchingRows::State>(
+        MatchingRows::State{.db = &db,
+                            .candidates = candidates,
+                            .searched = std::move(searched),
+                            .stamp = candidates ? candidates->stamp() : fresh_stamp(db)});
+    return rows;
+}
+
+MatchingRows matching_rows(const Database& db, const std::optional<TrigramQuery>& match,
+                           std::vector<std::int64_t> searched) {
+    std::optional<Candidates> found;
+    if (match) found = candidates(db, *match);
+    return matching_rows(db, found, std::move(searched));
+}
+
+std::vector<ChunkRow> MatchingRows::of_file(std::int64_t file_id) const {
+    const State& state = *_state;
+    if (!std::binary_search(state.searched.begin(), state.searched.end(), file_id)) return {};
+    const auto [first, end] = file_rowids(file_id);
+    std::vector<ChunkRow> rows;
+    if (state.candidates) {
+        const std::span<const std::int64_t> all = state.candidates->rowids();
+        const std::span<const std::int64_t> own(std::lower_bound(all.begin(), all.end(), first),
+                                                std::lower_bound(all.begin(), all.end(), end));
+        if (own.empty()) return {};
+        rows = read_rows(*state.db, own.front(), own.back() + 1, *state.dictionaries,
+                         [own](std::int64_t rowid) {
+                             return std::binary_search(own.begin(), own.end(), rowid);
+                         });
+    } else {
+        rows = file_rows(*state.db, first, end, state.dictionaries);
+    }
+    // Looked at after the read: only the read lets the handle see what others have committed.
+    if (state.db->content_stamp() != state.stamp) throw IndexChanged();
+    return rows;
+}
+
+std::vector<std::int64_t> MatchingRows::file_ids() const {
+    if (!_state->candidates) return _state->searched;
+    const std::span<const std::int64_t> found = _state->candidates->file_ids();
+    std::vector<std::int64_t> ids;
+    std::set_intersection(_state->searched.begin(), _state->searched.end(), found.begin(),
+                          found.end(), std::back_inserter(ids));
+    return ids;
+}
+
+const DictionariesHandle& MatchingRows::dictionaries() const { return _state->dictionaries; }
+
+MatchingRows::Iterator MatchingRows::begin() const {
+    Iterator it;
+    it._range = this;
+    it._files = file_ids();
+    it._next_file();
+    return it;
+}
+
+void MatchingRows::Iterator::_next_file() {
+    _row = 0;
+    _rows.clear();
+    while (_rows.empty() && _file < _files.size()) _rows = _range->of_file(_files[_file++]);
+}
+
+MatchingRows::Iterator& MatchingRows::Iterator::operator++() {
+    if (++_row == _rows.size()) _next_file();
+    return *this;
+}
+
+std::vector<ChunkRow> file_rows(const Database& db, std::int64_t first, std::int64_t end,
+                                DictionariesHandle dictionaries) {
+    if (!dictionaries) dictionaries = make_dictionaries();
+    return read_rows(db, first, end, *dictionaries,
+                     [&](std::int64_t rowid) { return rowid >= first && rowid < end; });
+}
+
+}  // namespace codetext::chunk_store

@@ -1,0 +1,158 @@
+#include "storage/database/connection.hpp"
+
+#include <fmt/format.h>
+
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+namespace codetext {
+
+namespace {
+
+/// Most statements kept prepared; past it they are dropped and prepared anew.
+constexpr std::size_t MAX_IDLE_STATEMENTS = 64;
+constexpr int BUSY_TIMEOUT_MS = 10'000;
+/// Readers rarely revisit a page, and memory for a page costs more than reading it again: a cache
+/// of as many pages as lie between the root of a table and a row.
+constexpr const char* READER_CACHE = "PRAGMA cache_size = 6";
+/// Tries to take the lock before a thread sleeps for it: a statement takes microseconds, and
+/// sleeping takes longer.
+constexpr int SPINS = 200;
+
+/// The path as a URI, as SQLite reads it: "?", "#" and "%" would end or change the path.
+std::string uri_of(const std::filesystem::path& path) {
+    std::string uri = path.is_absolute() ? "file://" : "file:";
+    for (const char c : path.native()) {
+        if (c == '?' || c == '#' || c == '%') {
+            uri += fmt::format("%{:02X}", static_cast<unsigned char>(c));
+        } else {
+            uri += c;
+        }
+    }
+    return uri;
+}
+
+int open_flags(Access access) {
+    const int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_URI;
+    switch (access) {
+        case Access::READ_ONLY:
+            return flags | SQLITE_OPEN_READONLY;
+        case Access::READ_WRITE:
+            return flags | SQLITE_OPEN_READWRITE;
+        case Access::CREATE:
+            return flags | SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+    }
+    throw std::invalid_argument("an unknown kind of access to a database");
+}
+
+/// An immutable database is its file alone. With a log beside it, that file holds old content.
+void check_no_log(const std::filesystem::path& path) {
+    std::filesystem::path log = path;
+    log += "-wal";
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(log, error);
+    if (error == std::errc::no_such_file_or_directory || (!error && size == 0)) return;
+    throw DatabaseError(
+        DatabaseError::Kind::CANNOT_OPEN,
+        fmt::format("cannot read {}: its newest changes are in {}, and reading them needs a user "
+                    "who may write there and room on the disk",
+                    path.string(), log.filename().string()),
+        "");
+}
+
+}  // namespace
+
+void throw_last_error(sqlite3* db, std::string_view doing, std::string_view statement) {
+    const char* path = sqlite3_db_filename(db, "main");
+    const bool has_path = path != nullptr && *path != '\0';
+    throw DatabaseError(sqlite3_extended_errcode(db),
+                        fmt::format("{}{}{}: {}", has_path ? path : "", has_path ? ": " : "", doing,
+                                    sqlite3_errmsg(db)),
+                        statement);
+}
+
+Database::Connection::Connection(const std::filesystem::path& path, Access access) {
+    if (path.native().find('\0') != std::string::npos) {
+        throw std::invalid_argument("a database path with an embedded NUL");
+    }
+    const int flags = open_flags(access);
+    _open(uri_of(path), flags, path);
+    if (access == Access::READ_ONLY && _needs_immutable()) {
+        sqlite3_close_v2(_db);
+        check_no_log(path);
+        _open(uri_of(path) + "?immutable=1", flags, path);
+    }
+    sqlite3_busy_timeout(_db, BUSY_TIMEOUT_MS);
+    sqlite3_rollback_hook(
+        _db, [](void* connection) { static_cast<Connection*>(connection)->note_undo(); }, this);
+    if (access == Access::READ_ONLY) sqlite3_exec(_db, READER_CACHE, nullptr, nullptr, nullptr);
+}
+
+Database::Connection::~Connection() {
+    for (auto& [sql, statement] : _idle) sqlite3_finalize(statement);
+    sqlite3_close_v2(_db);
+}
+
+std::unique_lock<std::recursive_mutex> Database::Connection::lock() const {
+    std::unique_lock lock(_mutex, std::try_to_lock);
+    for (int i = 0; i < SPINS && !lock.owns_lock(); ++i) {
+        std::this_thread::yield();
+        lock.try_lock();
+    }
+    if (!lock.owns_lock()) lock.lock();
+    return lock;
+}
+
+sqlite3_stmt* Database::Connection::take(std::string_view sql) {
+    if (auto found = _idle.find(std::string(sql)); found != _idle.end()) {
+        sqlite3_stmt* statement = found->second;
+        _idle.erase(found);
+        return statement;
+    }
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v3(_db, sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT,
+                           &statement, nullptr) != SQLITE_OK) {
+        throw_last_error(_db, "cannot prepare a statement", sql);
+    }
+    if (!statement) throw DatabaseError(DatabaseError::Kind::MISUSE, "no statement to run", sql);
+    return statement;
+}
+
+void Database::Connection::give_back(std::string_view sql, sqlite3_stmt* statement) noexcept {
+    sqlite3_reset(statement);
+    sqlite3_clear_bindings(statement);
+    if (_idle.size() < MAX_IDLE_STATEMENTS) {
+        _idle.emplace(sql, statement);
+    } else {
+        sqlite3_finalize(statement);
+    }
+}
+
+// The end of a transaction that changed nothing undoes nothing: a reader may go on with what it has.
+void Database::Connection::note_undo() {
+    const std::int64_t changes = sqlite3_total_changes64(_db);
+    if (changes != _changes_at_undo) ++_undone;
+    _changes_at_undo = changes;
+}
+
+void Database::Connection::_open(const std::string& uri, int flags,
+                                 const std::filesystem::path& path) {
+    if (sqlite3_open_v2(uri.c_str(), &_db, flags, nullptr) == SQLITE_OK) return;
+    const DatabaseError error(
+        sqlite3_extended_errcode(_db),
+        fmt::format("cannot open {}: {}", path.string(), sqlite3_errmsg(_db)), "");
+    sqlite3_close_v2(_db);
+    throw error;
+}
+
+// A reader makes files beside a WAL database. A user who may not write there, or has no room on the
+// disk, cannot.
+bool Database::Connection::_needs_immutable() const {
+    const int result =
+        sqlite3_exec(_db, "SELECT 1 FROM sqlite_master LIMIT 1", nullptr, nullptr, nullptr);
+    return (result & 0xFF) == SQLITE_READONLY || (result & 0xFF) == SQLITE_CANTOPEN ||
+           result == SQLITE_IOERR_SHMOPEN || result == SQLITE_IOERR_SHMSIZE;
+}
+
+}  // namespace codetext

@@ -1,0 +1,54 @@
+#pragma once
+
+// The SQLite connection behind a Database, with the prepared statements that no call is using.
+// Private to this folder: it is what keeps sqlite3.h out of database.hpp.
+
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "storage/database/database.hpp"
+
+namespace codetext {
+
+/// Throws DatabaseError for the failure that `db` reported last: the database, what we were doing,
+/// and SQLite's message.
+[[noreturn]] void throw_last_error(sqlite3* db, std::string_view doing, std::string_view statement);
+
+class Database::Connection {
+  public:
+    Connection(const std::filesystem::path& path, Access access);
+    ~Connection();
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    sqlite3* handle() const { return _db; }
+
+    /// One thread at a time is inside SQLite.
+    std::unique_lock<std::recursive_mutex> lock() const;
+
+    /// A prepared statement for `sql`. REQUIRES, as give_back: the lock is held.
+    sqlite3_stmt* take(std::string_view sql);
+    void give_back(std::string_view sql, sqlite3_stmt* statement) noexcept;
+
+    /// Says that changes made since the last call of this may be undone now.
+    void note_undo();
+    /// How often that was so.
+    std::int64_t undone() const { return _undone; }
+
+  private:
+    void _open(const std::string& uri, int flags, const std::filesystem::path& path);
+    bool _needs_immutable() const;
+
+    sqlite3* _db = nullptr;
+    mutable std::recursive_mutex _mutex;
+    std::unordered_multimap<std::string, sqlite3_stmt*> _idle;
+    std::int64_t _undone = 0;
+    std::int64_t _changes_at_undo = 0;
+};
+
+}  // namespace codetext

@@ -1,0 +1,45 @@
+#include "storage/database/error.hpp"
+
+#include <fmt/format.h>
+#include <sqlite3.h>
+
+namespace codetext {
+
+namespace {
+
+DatabaseError::Kind kind_of(int code) {
+    if (code == SQLITE_IOERR_WRITE) return DatabaseError::Kind::WRITE_FAILED;
+    constexpr int PRIMARY_CODE = 0xFF;
+    switch (code & PRIMARY_CODE) {
+        case SQLITE_FULL:
+            return DatabaseError::Kind::DISK_FULL;
+        case SQLITE_NOTADB:
+            return DatabaseError::Kind::NOT_A_DATABASE;
+        case SQLITE_CORRUPT:
+            return DatabaseError::Kind::DAMAGED;
+        case SQLITE_CANTOPEN:
+            return DatabaseError::Kind::CANNOT_OPEN;
+        case SQLITE_MISUSE:
+            return DatabaseError::Kind::MISUSE;
+        default:
+            return DatabaseError::Kind::OTHER;
+    }
+}
+
+}  // namespace
+
+DatabaseError::DatabaseError(int code, Kind kind, const std::string& message,
+                             std::string_view statement)
+    : std::runtime_error(statement.empty() ? message
+                                           : fmt::format("{} (in: {})", message, statement)),
+      _code(code),
+      _kind(kind),
+      _statement(statement) {}
+
+DatabaseError::DatabaseError(int code, const std::string& message, std::string_view statement)
+    : DatabaseError(code, kind_of(code), message, statement) {}
+
+DatabaseError::DatabaseError(Kind kind, const std::string& message, std::string_view statement)
+    : DatabaseError(0, kind, message, statement) {}
+
+}  // namespace codetext
