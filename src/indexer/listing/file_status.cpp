@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "utils/descriptor.hpp"
+#include "utils/threads.hpp"
 
 namespace codetext::indexer {
 namespace {
@@ -100,7 +101,9 @@ PathStatuses look_at_paths(const std::filesystem::path& root, std::span<const st
     };
     {
         std::vector<std::jthread> helpers;
-        for (std::size_t part = 1; part < parts.size(); ++part) helpers.emplace_back(work, part);
+        for (std::size_t part = 1; part < parts.size(); ++part) {
+            if (!add_thread(helpers, [&work, part] { work(part); })) work(part);
+        }
         work(0);
     }
     for (std::size_t part = 1; part < parts.size(); ++part) {

@@ -74,7 +74,8 @@ bool in_git_work_tree(const std::filesystem::path& directory) {
 }
 
 GitPaths git_paths(const std::filesystem::path& directory) {
-    auto untracked = std::async(std::launch::async, [&directory] {
+    // Without a policy, std::async does without a thread where the system has none to give.
+    auto untracked = std::async([&directory] {
         return list(directory, {"--others", "--exclude-standard"});
     });
     const ProcessResult tracked = list(directory, {"--cached"});

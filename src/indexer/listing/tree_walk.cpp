@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "utils/descriptor.hpp"
+#include "utils/threads.hpp"
 
 namespace codetext::indexer {
 namespace {
@@ -173,7 +174,7 @@ TreeWalk walk_tree(const std::filesystem::path& root, unsigned threads) {
     };
     {
         std::vector<std::jthread> helpers;
-        for (unsigned i = 1; i < threads; ++i) helpers.emplace_back(work);
+        while (helpers.size() + 1 < threads && add_thread(helpers, work)) continue;
         work();
     }
     TreeWalk walk;

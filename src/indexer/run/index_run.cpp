@@ -108,8 +108,9 @@ void count_unchanged(const ChangePlan& plan, IndexReport& report) {
 void read_files(Database& db, IndexStore& store, chunk_store::Layout layout,
                 const std::filesystem::path& root, const ChangePlan& plan,
                 const IndexOptions& options, IndexReport& report) {
-    ParsePipeline pipeline(root, plan.to_read, layout,
-                           dictionary_for(db, layout, root, plan.to_read), thread_count(options));
+    ParsePipeline pipeline =
+        parse_files(root, plan.to_read, layout, dictionary_for(db, layout, root, plan.to_read),
+                    thread_count(options));
     const auto total = static_cast<std::int64_t>(plan.to_read.size());
     std::int64_t done = 0;
     for (const PlannedFile& file : plan.to_read) {

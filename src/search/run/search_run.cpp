@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "search/run/search_batches.hpp"
+#include "utils/ordered_pool.hpp"
 #include "utils/sorted_lookup.hpp"
 
 namespace codetext::search {
@@ -14,6 +15,8 @@ using code_text::FileRow;
 namespace {
 
 constexpr std::size_t FILES_WORTH_THREADS = 32;
+/// Files that a thread takes at a time: most are searched faster than a lock is handed over.
+constexpr std::size_t BATCH_FILES = 24;
 
 // Ids of the files in which something can match; none: any of them.
 std::optional<std::vector<std::int64_t>> possible_files(const code_text::TextSource& source) {
@@ -42,7 +45,9 @@ class Run {
     /// Adds to what earlier scopes gave; false when the search is at its end.
     bool run(const Emit& emit, SearchResult& result) {
         const std::size_t count = _scope.files.size();
-        OrderedWork work(count, _work_options(), [this] { return _make_worker(); });
+        OrderedPool<Rendered> work({count, [this] { return _make_worker(); },
+                                    [](const Rendered& rendered) { return rendered.out.size(); }},
+                                   _pool_options());
         for (std::size_t item = 0; item < count; ++item) {
             Rendered file = work.next();
             if (_results(file.stats) > _options->limit - result.results) {
@@ -62,8 +67,8 @@ class Run {
         return stats.matched_lines;
     }
 
-    OrderedWorkOptions _work_options() const {
-        OrderedWorkOptions options;
+    PoolOptions _pool_options() const {
+        PoolOptions options{.batch_items = BATCH_FILES};
         if (_scope.files.size() < FILES_WORTH_THREADS) return options;
         const unsigned cores =
             _options->threads > 0 ? _options->threads : std::thread::hardware_concurrency();
@@ -76,7 +81,7 @@ class Run {
         return options;
     }
 
-    OrderedWork::Worker _make_worker() const {
+    OrderedPool<Rendered>::Worker _make_worker() const {
         FileWants wants = _options->wants;
         wants.max_matches = std::min(wants.max_matches, _options->limit);
         return [this, wants, source = _scope.source, result = FileResult()](

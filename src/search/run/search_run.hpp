@@ -15,7 +15,6 @@
 #include "search/files/file_selection.hpp"
 #include "search/query/query.hpp"
 #include "search/run/file_search.hpp"
-#include "search/run/ordered_work.hpp"
 #include "storage/database.hpp"
 
 namespace codetext::search {
@@ -35,6 +34,12 @@ struct SearchOptions {
     /// Results after which the search ends: matching lines, or files without a match.
     std::int64_t limit = NO_LIMIT;
     unsigned threads = 0;  ///< 0: one a core
+};
+
+/// What a search writes for one file.
+struct Rendered {
+    std::string out;
+    Stats stats;
 };
 
 /// Makes output of what a search found in a file; it may count the matches too. `rendered` comes

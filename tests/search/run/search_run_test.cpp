@@ -225,25 +225,5 @@ TEST(search_run, selects_files_by_path_glob_and_language) {
     }
 }
 
-TEST(ordered_work, gives_a_failure_in_its_item_s_place) {
-    // Each batch handed in whole, or as soon as it has a result.
-    for (const auto& [threads, batch_bytes] :
-         std::vector<std::pair<unsigned, std::size_t>>{{0, 1}, {3, 100}, {3, 1}, {1, 12}}) {
-        OrderedWork work(
-            100,
-            {.threads = threads, .batch_items = 4, .batch_bytes = batch_bytes, .window_bytes = 10},
-            [] {
-                return [](std::size_t item) {
-                    if (item == 37) throw std::runtime_error("37");
-                    return Rendered{std::string(5, 'x') + std::to_string(item), {}};
-                };
-            });
-        for (std::size_t item = 0; item < 37; ++item) {
-            EXPECT_EQ(work.next().out, "xxxxx" + std::to_string(item));
-        }
-        EXPECT_THROW(work.next(), std::runtime_error);
-    }
-}
-
 }  // namespace
 }  // namespace codetext::search

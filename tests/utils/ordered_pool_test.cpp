@@ -1,0 +1,166 @@
+#include "utils/ordered_pool.hpp"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <string>
+
+namespace codetext {
+namespace {
+
+using Pool = OrderedPool<std::string>;
+
+constexpr PoolOptions OPTIONS[] = {
+    {.threads = 0},
+    {.threads = 1, .batch_items = 4, .batch_bytes = 12, .window_bytes = 10},
+    {.threads = 2, .window_items = 1},
+    {.threads = 3, .batch_items = 4, .batch_bytes = 1, .window_items = 3, .window_bytes = 10},
+    {.threads = 3, .batch_items = 7, .window_items = 20},
+    {.threads = 20, .window_bytes = 1},
+};
+
+std::string described(const PoolOptions& options) {
+    return std::to_string(options.threads) + " threads, batches of " +
+           std::to_string(options.batch_items) + ", a window of " +
+           std::to_string(options.window_items);
+}
+
+Pool make_pool(std::size_t items, const Pool::Worker& worker, const PoolOptions& options,
+               std::size_t expected_bytes = 0) {
+    return Pool({items, [&] { return worker; }, [](const std::string& text) { return text.size(); },
+                 [expected_bytes](std::size_t) { return expected_bytes; }},
+                options);
+}
+
+/// Texts of many sizes, some of them empty.
+std::string text_of(std::size_t item) {
+    return std::string(item * 7 % 5, 'x') + (item % 3 == 0 ? "" : std::to_string(item));
+}
+
+void expect_texts(Pool& pool, std::size_t count) {
+    for (std::size_t item = 0; item < count; ++item) {
+        ASSERT_EQ(pool.next(), text_of(item)) << "item " << item;
+    }
+}
+
+TEST(ordered_pool, hands_results_out_in_order_and_a_failure_at_its_item) {
+    for (const PoolOptions& options : OPTIONS) {
+        for (const std::size_t failing : {0U, 37U, 98U, 99U, 100U}) {
+            SCOPED_TRACE(described(options) + ", failing at " + std::to_string(failing));
+            const auto worker = [failing](std::size_t item) {
+                if (item == failing) throw std::runtime_error("item");
+                return text_of(item);
+            };
+            Pool pool = make_pool(100, worker, options, 3);
+            expect_texts(pool, failing);
+            if (failing < 100) {
+                EXPECT_THROW(pool.next(), std::runtime_error);
+            }
+        }
+    }
+}
+
+TEST(ordered_pool, may_go_while_items_are_left) {
+    for (const PoolOptions& options : OPTIONS) {
+        for (const std::size_t taken : {0U, 1U, 50U}) {
+            SCOPED_TRACE(described(options));
+            std::atomic<std::size_t> begun = 0, ended = 0;
+            const auto worker = [&](std::size_t item) {
+                ++begun;
+                std::string text = text_of(item);
+                ++ended;
+                return text;
+            };
+            {
+                Pool pool = make_pool(100'000, worker, options);
+                expect_texts(pool, taken);
+            }
+            EXPECT_EQ(begun, ended);
+            EXPECT_LT(begun, 10'000U);
+        }
+    }
+}
+
+// The pool is left alone until it has begun all that the window has room for, then emptied.
+TEST(ordered_pool, begins_as_much_as_the_window_holds) {
+    struct Case {
+        PoolOptions options;
+        std::size_t result_bytes, expected_bytes;
+        std::size_t begun;       ///< items that are begun before the first next(), at least
+        std::size_t most_ahead;  ///< items by which one that is begun may be ahead of next()
+    };
+    const Case CASES[] = {
+        {{.threads = 3, .window_items = 10}, 1, 0, 10, 9},
+        {{.threads = 3, .batch_items = 4, .window_items = 10}, 1, 0, 10, 9 + 3 + 3},
+        {{.threads = 3, .window_bytes = 100}, 10, 0, 10, 11},
+        {{.threads = 3, .batch_items = 50, .batch_bytes = 10, .window_bytes = 100}, 10, 0, 10, 111},
+        {{.threads = 1, .batch_items = 50, .batch_bytes = 20, .window_bytes = 100}, 10, 0, 10, 11},
+        {{.threads = 3, .window_bytes = 100}, 100, 100, 1, 0},
+        {{.threads = 3, .window_items = 50, .window_bytes = 100}, 1, 40, 50, 49},
+    };
+    for (const Case& c : CASES) {
+        SCOPED_TRACE(described(c.options) + " and " + std::to_string(c.options.window_bytes) +
+                     " bytes, " + std::to_string(c.result_bytes) + " each");
+        std::atomic<std::size_t> asked = 0, begun = 0, most_ahead = 0;
+        const auto worker = [&](std::size_t item) {
+            ++begun;
+            const std::size_t next = asked;
+            const std::size_t ahead = item > next ? item - next : 0;
+            std::size_t most = most_ahead;
+            while (ahead > most && !most_ahead.compare_exchange_weak(most, ahead)) continue;
+            return std::string(c.result_bytes, 'x');
+        };
+        Pool pool = make_pool(400, worker, c.options, c.expected_bytes);
+        for (int i = 0; i < 2'000'000 && begun < c.begun; ++i) std::this_thread::yield();
+        EXPECT_GE(begun, c.begun);
+        for (int item = 0; item < 400; ++item) {
+            ++asked;
+            pool.next();
+        }
+        EXPECT_LE(most_ahead, c.most_ahead);
+    }
+}
+
+#ifdef __GLIBC__
+/// No further thread can be made: its stack would be larger than the address space.
+class NoMoreThreads {
+  public:
+    NoMoreThreads() {
+        ::pthread_getattr_default_np(&_before);
+        pthread_attr_t huge;
+        ::pthread_attr_init(&huge);
+        ::pthread_attr_setstacksize(&huge, std::size_t{1} << 50);
+        ::pthread_setattr_default_np(&huge);
+        ::pthread_attr_destroy(&huge);
+    }
+    NoMoreThreads(const NoMoreThreads&) = delete;
+    NoMoreThreads& operator=(const NoMoreThreads&) = delete;
+    ~NoMoreThreads() {
+        ::pthread_setattr_default_np(&_before);
+        ::pthread_attr_destroy(&_before);
+    }
+
+  private:
+    pthread_attr_t _before;
+};
+
+TEST(ordered_pool, goes_on_with_the_threads_that_can_be_made) {
+    for (const std::size_t can_be_made : {0U, 1U, 3U}) {
+        std::optional<NoMoreThreads> limit;
+        std::size_t workers = 0;
+        const auto make_worker = [&]() -> Pool::Worker {
+            if (workers++ == can_be_made) limit.emplace();
+            return text_of;
+        };
+        Pool pool({100, make_worker, [](const std::string& text) { return text.size(); }},
+                  {.threads = 5});
+        EXPECT_EQ(workers, can_be_made + 1);
+        expect_texts(pool, 100);
+    }
+}
+#endif
+
+}  // namespace
+}  // namespace codetext
