@@ -4,13 +4,21 @@
 #include <array>
 #include <bit>
 #include <cstring>
-#include <optional>
+#include <string>
 #include <utility>
 
 #include "utils/byte_block.hpp"
 
 // A needle is looked for by its two rarest bytes: many places of the text at a time are compared
-// with both, and only where both agree is the whole needle compared.
+// with both, and the whole needle is compared only where both agree. On source text that takes
+// about as long as reading the text.
+//
+// Where the rare bytes turn out to be common, each place could cost as many comparisons as the
+// needle has bytes. So comparisons draw on a budget that grows with the text passed over. When it
+// is spent, memmem goes on from that place, in time linear in text and needle: glibc's uses the
+// two-way algorithm (M. Crochemore and D. Perrin, "Two-way string-matching", Journal of the ACM
+// 38(3), 1991) for a needle above 256 bytes, and a table of skips below. A search that ignores case
+// hands memmem folded copies of one block of the text after the other.
 
 namespace codetext::text_find {
 namespace {
@@ -33,12 +41,12 @@ constexpr std::array<unsigned char, 256> byte_rarity() {
 }
 constexpr std::array<unsigned char, 256> RARITY = byte_rarity();
 
-/// How far into a needle its rare bytes are looked for: a search for each line of a text must not
-/// cost a pass over a long needle.
+/// The rare bytes are chosen among this many first bytes of a needle, so that starting a search,
+/// which happens once for each matching line, costs no pass over a long needle.
 constexpr std::size_t RARE_BYTES_WITHIN = 32;
 
-/// A needle that is not empty, and the offsets in it of two bytes that source text seldom has: the
-/// same offset twice in a needle of one byte.
+/// A needle that is not empty, and the offsets in it of two bytes that are rare in source text. In
+/// a needle of one byte both offsets are the same.
 struct Needle {
     std::string_view bytes;
     std::size_t first_rare;
@@ -61,8 +69,8 @@ Needle with_rare_bytes(std::string_view bytes) {
     return {bytes, first, second};
 }
 
-/// The sixteen places from `at` on where both rare bytes are, as bits. A place where the needle
-/// would pass the end of the text may be among them.
+/// The places among the sixteen from `at` on where both rare bytes are, as bits. At some of them
+/// the needle may reach past the end of the text.
 template <typename Comparison>
 std::uint32_t places(std::string_view text, const Needle& needle, std::size_t at) {
     const auto holds = [&](std::size_t rare) {
@@ -77,7 +85,6 @@ std::uint32_t places(std::string_view text, const Needle& needle, std::size_t at
 }
 
 struct Exact {
-    static constexpr bool GIVES_UP = true;
     static Block seen(Block block) { return block; }
     static bool equal(const char* text, std::string_view needle) {
         return std::memcmp(text, needle.data(), needle.size()) == 0;
@@ -85,8 +92,6 @@ struct Exact {
 };
 
 struct Folding {
-    // Nothing else searches folded text: at worst its time is that of text times needle.
-    static constexpr bool GIVES_UP = false;
     static Block seen(Block block) { return byte_block::folded(block); }
     static bool equal(const char* text, std::string_view needle) {
         return std::equal(needle.begin(), needle.end(), text, [](char wanted, char byte) {
@@ -95,11 +100,33 @@ struct Folding {
     }
 };
 
-/// Failed comparisons of a whole needle after which a search gives up, on top of one in every
-/// PATIENCE_BYTES bytes of text: there the rare bytes are not rare, and each comparison may be as
-/// long as the needle.
-constexpr std::size_t PATIENCE = 64;
-constexpr std::size_t PATIENCE_BYTES = 32;
+/// How many bytes a search compares before it hands over to memmem.
+class Budget {
+  public:
+    /// Whether more was compared than the bytes passed over allow.
+    bool is_spent(std::size_t bytes_passed) const {
+        return _compared_bytes > AT_FIRST + PER_BYTE * bytes_passed;
+    }
+
+    /// Compares the needle piece by piece, so that what it charges is near what was compared.
+    template <typename Comparison>
+    bool equal(const char* text, std::string_view needle) {
+        _compared_bytes += PER_COMPARISON;
+        for (std::size_t at = 0; at < needle.size(); at += PIECE_BYTES) {
+            const std::string_view piece = needle.substr(at, PIECE_BYTES);
+            _compared_bytes += piece.size();
+            if (!Comparison::equal(text + at, piece)) return false;
+        }
+        return true;
+    }
+
+  private:
+    static constexpr std::size_t AT_FIRST = 4096;
+    static constexpr std::size_t PER_BYTE = 2;
+    static constexpr std::size_t PER_COMPARISON = 64;  ///< what a comparison costs in any case
+    static constexpr std::size_t PIECE_BYTES = 64;
+    std::size_t _compared_bytes = 0;
+};
 
 constexpr std::size_t AT_ONCE = 4 * BLOCK_BYTES;
 
@@ -123,27 +150,29 @@ bool passes_over(std::string_view text, const Needle& needle, std::size_t at) {
     return byte_block::bits(any) == 0;
 }
 
-/// The needle's offset or NOT_FOUND; none when the search gave up. The caller ensures that the
-/// needle fits into the text from `from` on.
+/// How a search ended: with the needle's offset or NOT_FOUND, or else with a spent budget.
+struct Outcome {
+    std::size_t offset;
+    bool is_spent;  ///< the needle is not before `offset`; nobody has looked from there on
+};
+
+/// The caller ensures that the needle fits into the text from `from` on.
 template <typename Comparison>
-std::optional<std::size_t> search(std::string_view text, const Needle& needle, std::size_t from) {
+Outcome search(std::string_view text, const Needle& needle, std::size_t from) {
     const std::size_t last = text.size() - needle.bytes.size();
-    std::size_t failed = 0;
+    Budget budget;
     for (std::size_t at = from; at <= last; at += BLOCK_BYTES) {
         while (passes_over<Comparison>(text, needle, at)) at += AT_ONCE;
-        if (at > last) return NOT_FOUND;
+        if (at > last) break;
+        if (budget.is_spent(at - from)) return {at, true};
         std::uint32_t found = places<Comparison>(text, needle, at);
         for (; found != 0; found &= found - 1) {
             const std::size_t place = at + static_cast<std::size_t>(std::countr_zero(found));
-            if (place > last) return NOT_FOUND;
-            if (Comparison::equal(text.data() + place, needle.bytes)) return place;
-            ++failed;
-        }
-        if (Comparison::GIVES_UP && failed > PATIENCE + (at - from) / PATIENCE_BYTES) {
-            return std::nullopt;
+            if (place > last) break;
+            if (budget.equal<Comparison>(text.data() + place, needle.bytes)) return {place, false};
         }
     }
-    return NOT_FOUND;
+    return {NOT_FOUND, false};
 }
 
 std::size_t find_in_repetitive(std::string_view text, std::string_view needle, std::size_t from) {
@@ -151,6 +180,33 @@ std::size_t find_in_repetitive(std::string_view text, std::string_view needle, s
         ::memmem(text.data() + from, text.size() - from, needle.data(), needle.size());
     if (place == nullptr) return NOT_FOUND;
     return static_cast<std::size_t>(static_cast<const char*>(place) - text.data());
+}
+
+std::string folded(std::string_view text) {
+    std::string result(text);
+    for (char& byte : result) {
+        if (byte >= 'A' && byte <= 'Z') byte = static_cast<char>(byte + ('a' - 'A'));
+    }
+    return result;
+}
+
+/// As find_in_repetitive, in the folded form of the text. A block begins where the needle could
+/// still begin after the block before. Blocks grow, so that a needle nearby costs little, and are
+/// several times as long as the needle, so that what two of them share does not count.
+std::size_t find_in_repetitive_folded(std::string_view text, std::string_view needle,
+                                      std::size_t from) {
+    constexpr std::size_t MIN_BYTES = 1 << 12;
+    constexpr std::size_t MAX_BYTES = 1 << 16;
+    std::size_t size = std::max(MIN_BYTES, 2 * needle.size());
+    while (from + needle.size() <= text.size()) {
+        const std::string block = folded(text.substr(from, size));
+        const std::size_t place = find_in_repetitive(block, needle, 0);
+        if (place != NOT_FOUND) return from + place;
+        if (block.size() < size) break;
+        from += size - (needle.size() - 1);
+        size = std::min(2 * size, std::max(MAX_BYTES, 4 * needle.size()));
+    }
+    return NOT_FOUND;
 }
 
 bool fits(std::string_view text, std::string_view needle, std::size_t from) {
@@ -162,15 +218,16 @@ bool fits(std::string_view text, std::string_view needle, std::size_t from) {
 std::size_t find(std::string_view text, std::string_view needle, std::size_t from) {
     if (!fits(text, needle, from)) return NOT_FOUND;
     if (needle.size() < 2) return text.find(needle, from);
-    const auto offset = search<Exact>(text, with_rare_bytes(needle), from);
-    return offset ? *offset : find_in_repetitive(text, needle, from);
+    const auto [offset, is_spent] = search<Exact>(text, with_rare_bytes(needle), from);
+    return is_spent ? find_in_repetitive(text, needle, offset) : offset;
 }
 
 std::size_t find_ignoring_ascii_case(std::string_view text, std::string_view needle,
                                      std::size_t from) {
     if (!fits(text, needle, from)) return NOT_FOUND;
     if (needle.empty()) return from;
-    return search<Folding>(text, with_rare_bytes(needle), from).value_or(NOT_FOUND);
+    const auto [offset, is_spent] = search<Folding>(text, with_rare_bytes(needle), from);
+    return is_spent ? find_in_repetitive_folded(text, needle, offset) : offset;
 }
 
 bool lowers_into_ascii(std::string_view text) {
