@@ -81,9 +81,39 @@ TEST(schema, upgrade_keeps_large_data_on_disk) {
     EXPECT_EQ(schema::verify(old.db), std::vector<std::string>{"no chunk: has no chunks yet"});
     EXPECT_TRUE(upgrade(old.db).empty());
 
+    // No table of chunks is left to look at, or nothing that is not marked already.
     Cursor cursor(old.db);
     EXPECT_EQ(code_text::keep_large_data_on_disk(cursor), 0);
     EXPECT_NO_THROW(open_index(old.db_path, Access::READ_WRITE));
+}
+
+TEST(schema, large_data_step_leaves_marked_files_alone) {
+    OldIndex old;
+    old.put(1, "marked", "json", {{1, 1, std::string(40000, 'x')}});
+    old.put(2, "large", "json", {{1, 1, std::string(40000, 'x')}});
+    old.db.execute_script(
+        "ALTER TABLE files ADD COLUMN text_on_disk INTEGER NOT NULL DEFAULT 0;"
+        "UPDATE files SET text_on_disk = 1 WHERE id = 1");
+    Cursor cursor(old.db);
+    EXPECT_EQ(code_text::keep_large_data_on_disk(cursor), 1);
+    EXPECT_EQ(old.db
+                  .fetchone("SELECT group_concat(path) FROM files f WHERE EXISTS (SELECT 1 FROM "
+                            "code_chunks WHERE rowid = f.id * 1048576)")
+                  ->text(0),
+              "marked");
+    EXPECT_EQ(code_text::keep_large_data_on_disk(cursor), 0);
+}
+
+TEST(schema, upgrade_moves_the_exact_text) {
+    OldIndex old;
+    const std::string exact = "a\nnul here";
+    old.put(1, "nul", "c", {{1, 2, exact}}, true);
+    upgrade(old.db);
+    const auto layout = *chunk_store::layout(old.db);
+    const auto [first, end] = chunk_store::file_rowids(1);
+    const auto rows = chunk_store::stored_rows(old.db, layout, first, end);
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0].text.view(), exact);
 }
 
 TEST(schema, a_step_that_fails_leaves_the_index_as_it_was) {

@@ -72,7 +72,8 @@ SegmentList ChunkText::segments(std::int64_t file_id, const std::string& path) {
 Lines ChunkText::lines(std::int64_t file_id, const std::string& path) {
     if (_on_disk->contains(file_id)) return _disk.lines(file_id, path);
     if (!_read || _read->first != file_id) {
-        _read.emplace(file_id, read_lines(*_db, _store, file_id, _candidates.dictionaries()));
+        Lines lines = read_lines(*_db, _store, file_id, _candidates.dictionaries());
+        _read.emplace(file_id, std::move(lines));
     }
     return _read->second;
 }

@@ -1,16 +1,21 @@
 #include "storage/code_text/disk_text.hpp"
 
-#include "storage/code_text/file_text.hpp"
+#include <utility>
 
 namespace codetext::code_text {
 
 DiskText::DiskText(std::filesystem::path repo_root, std::optional<std::string> needle,
-                   bool case_sensitive)
-    : _root(std::move(repo_root)), _needle(std::move(needle)), _case_sensitive(case_sensitive) {}
+                   bool case_sensitive, FileReader read)
+    : _root(std::move(repo_root)),
+      _needle(std::move(needle)),
+      _case_sensitive(case_sensitive),
+      _read_file(std::move(read)) {}
 
 const std::optional<Lines>& DiskText::_load(std::int64_t file_id, const std::string& path) {
     if (!_read || _read->first != file_id) {
-        _read.emplace(file_id, _lines_holding(_root / path, _needle, _case_sensitive));
+        std::optional<Lines> lines =
+            _lines_holding(_root / path, _needle, _case_sensitive, _read_file);
+        _read.emplace(file_id, std::move(lines));
     }
     return _read->second;
 }

@@ -1,6 +1,9 @@
 #pragma once
 
 // The text source that reads files from disk when the search asks for them.
+//
+//   code_text::DiskText source(root, "needle", true);
+//   for (const Segment& segment : source.segments(file.file_id, file.path)) use(segment.lines);
 
 #include <cstdint>
 #include <filesystem>
@@ -8,19 +11,20 @@
 #include <string>
 #include <utility>
 
+#include "storage/code_text/file_text.hpp"
 #include "storage/code_text/segment.hpp"
 
 namespace codetext::code_text {
 
 /// Reads each file whole, as one segment, and holds the lines of the last one. A file that cannot
-/// be read, or whose text does not hold a plain search's needle, has no segment and no line; that
-/// answer is held too. Serves one search at a time; a copy serves another thread of it.
+/// be read, or whose text does not hold a plain search's needle, has no segment and no line; it
+/// holds that answer too. One source serves one thread; a copy serves another.
 class DiskText {
   public:
     /// `needle` is none for a regular-expression search, and lower-cased by the caller when the
-    /// search ignores case. Reads nothing.
+    /// search ignores case. `read` gives the content of a file. Reads nothing.
     DiskText(std::filesystem::path repo_root, std::optional<std::string> needle,
-             bool case_sensitive);
+             bool case_sensitive, FileReader read = fsio::read_bytes_no_follow);
 
     /// None or one segment. `path` is relative to the root (an absolute one replaces it) and is not
     /// looked at when `file_id` is the file read last.
@@ -34,6 +38,7 @@ class DiskText {
     std::filesystem::path _root;
     std::optional<std::string> _needle;
     bool _case_sensitive;
+    FileReader _read_file;
     std::optional<std::pair<std::int64_t, std::optional<Lines>>> _read;
 };
 

@@ -3,7 +3,6 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "utils/fsio.hpp"
 #include "utils/text_find.hpp"
 #include "utils/unicode.hpp"
 
@@ -11,8 +10,8 @@ namespace codetext::code_text {
 
 namespace {
 
-/// Whether the lower-case form of `text` holds `needle`. Lower-casing is left out where it cannot
-/// matter: the needle is ASCII and so is all of the lower-case form that could be part of it.
+/// Whether the lower-case form of `text` holds `needle`. An ASCII needle in a text whose other
+/// characters lower-case to none in ASCII is found without lower-casing the text.
 bool lower_case_holds(const std::string& text, const std::string& needle) {
     if (unicode::is_ascii(needle) && !text_find::lowers_into_ascii(text)) {
         // A needle with a capital is in no lower-case form.
@@ -24,9 +23,9 @@ bool lower_case_holds(const std::string& text, const std::string& needle) {
 
 }  // namespace
 
-std::optional<std::string> _file_text(const std::filesystem::path& path) {
+std::optional<std::string> _file_text(const std::filesystem::path& path, const FileReader& read) {
     try {
-        return unicode::decode(fsio::read_bytes_no_follow(path));
+        return unicode::decode(read(path));
     } catch (const std::system_error&) {
         return std::nullopt;
     } catch (const std::invalid_argument&) {
@@ -35,8 +34,9 @@ std::optional<std::string> _file_text(const std::filesystem::path& path) {
 }
 
 std::optional<Lines> _lines_holding(const std::filesystem::path& path,
-                                    const std::optional<std::string>& needle, bool case_sensitive) {
-    std::optional<std::string> text = _file_text(path);
+                                    const std::optional<std::string>& needle, bool case_sensitive,
+                                    const FileReader& read) {
+    std::optional<std::string> text = _file_text(path, read);
     if (!text) return std::nullopt;
     if (needle) {
         const bool holds = case_sensitive ? text_find::find(*text, *needle) != text_find::NOT_FOUND

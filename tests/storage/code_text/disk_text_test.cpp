@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
+#include <system_error>
+
 #include "storage/code_text/file_text.hpp"
 #include "storage/temp_index.hpp"
 
@@ -70,6 +73,21 @@ TEST_F(DiskTextTest, holds_the_last_answer_alone) {
     EXPECT_TRUE(disk.lines(3, "later").empty());
     EXPECT_EQ(disk.segments(1, "a").size(), 1u);
     EXPECT_EQ(disk.segments(3, "later").size(), 1u);
+}
+
+TEST_F(DiskTextTest, absorbs_what_is_wrong_with_a_file_and_nothing_else) {
+    const auto failing = [](auto error) {
+        return DiskText("/", std::nullopt, true, [error](const std::filesystem::path& path) {
+            return path.filename() == "good" ? std::string("text") : throw error;
+        });
+    };
+    EXPECT_TRUE(failing(std::system_error(EIO, std::generic_category())).segments(1, "f").empty());
+    EXPECT_TRUE(failing(std::invalid_argument("no such path")).lines(1, "f").empty());
+    DiskText broken = failing(std::bad_alloc());
+    const Lines good = broken.lines(1, "good");
+    EXPECT_THROW(broken.segments(2, "f"), std::bad_alloc);
+    EXPECT_TRUE(broken.lines(1, "?").same_list(good)) << "a failed read replaces nothing";
+    EXPECT_THROW(broken.lines(2, "f"), std::bad_alloc);
 }
 
 TEST_F(DiskTextTest, reads_no_link_and_any_absolute_path) {
