@@ -152,12 +152,12 @@ class SearchCommand {
         render_text(file, _format, _has_context(), rendered.out);
     }
 
-    Visit _emit(std::string_view out) {
-        if (_arguments.quiet) return Visit::CONTINUE;
+    bool _emit(std::string_view out) {
+        if (_arguments.quiet) return true;
         if (_bytes_printed > 0 && !_arguments.json)
             _out.write(file_separator(_format, _has_context()));
         _bytes_printed += static_cast<std::int64_t>(out.size());
-        return _out.write(out) ? Visit::CONTINUE : Visit::STOP;
+        return _out.write(out);
     }
 
     void _finish(const SearchResult& result) {

@@ -48,7 +48,7 @@ std::string found(Database& db, const std::string& pattern, bool ignore_case = f
     };
     const auto result = search::run_search(db, options, render, [&](std::string_view out) {
         all += out;
-        return Visit::CONTINUE;
+        return true;
     });
     return result.from_index ? all : "not from the index: " + result.reason.value_or("");
 }

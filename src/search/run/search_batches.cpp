@@ -13,7 +13,7 @@ using code_text::FileRow;
 
 namespace {
 
-/// Files of the first scope where there are several, and how many times more each next one has.
+/// Files of the first batch where there are several, and how many times as many the next one has.
 constexpr std::size_t FIRST_FILES = 256;
 constexpr std::size_t GROWTH = 4;
 
@@ -67,8 +67,9 @@ std::optional<SearchBatch> SearchBatches::next() {
 void SearchBatches::_start() {
     _in_order.reset();
     _count = FIRST_FILES;
-    // In the other layout each scope would cost what all of them cost together.
-    const bool may_end_early = _options->limit != NO_LIMIT && (!_layout || chunk_store::asks_before_reading(*_layout));
+    // A layout that answers with all texts at once gives them for one batch at the price of all.
+    const bool may_end_early =
+        _options->limit != NO_LIMIT && (!_layout || chunk_store::asks_before_reading(*_layout));
     if (may_end_early && (!_narrowed || _narrowed->size() > FIRST_FILES)) {
         _in_order.emplace(*_db, _options->filter, _narrowed);
     }
@@ -95,7 +96,8 @@ code_text::SourceChoice SearchBatches::_choose(const std::vector<FileRow>& files
                                    query.case_sensitive, std::nullopt);
         return {std::move(disk.source), std::nullopt};
     }
-    return code_text::text_source(*_db, files, query.needle, query.case_sensitive, _layout, _candidates);
+    return code_text::text_source(*_db, files, query.needle, query.case_sensitive, _layout,
+                                  _candidates);
 }
 
 }  // namespace codetext::search

@@ -1,11 +1,12 @@
 #pragma once
 
-// What a search looks at, part by part: files in path order, and where their text is read. Private
-// to search. A search without a limit gets all at once; one with a limit that may have to do with
-// many files gets few first, so that it does not read the rows of files that it never comes to.
+// What a search looks at, batch by batch: files in path order, and where their text is read.
+// Private to search. A search without a limit gets one batch of all files. A search with a limit
+// may end early: where many files may match it gets a few first, so that it does not read the rows
+// of files that it never reaches.
 //
-//   search::SearchBatches scopes(db, options);
-//   while (std::optional<search::SearchBatch> scope = scopes.next()) use(*scope);
+//   search::SearchBatches batches(db, options);
+//   while (std::optional<search::SearchBatch> batch = batches.next()) use(*batch);
 
 #include <cstddef>
 #include <cstdint>
@@ -21,24 +22,24 @@
 namespace codetext::search {
 
 struct SearchBatch {
-    std::vector<code_text::FileRow> files;  ///< ascending by path, after those of earlier scopes
+    std::vector<code_text::FileRow> files;  ///< ascending by path, after those of earlier batches
     code_text::TextSource source;
 };
 
-/// REQUIRES: all is done in one transaction on `db`, so that each scope is of one snapshot. The
+/// REQUIRES: all is done in one transaction on `db`, so that each batch is of one snapshot. The
 /// database and the options must outlive it.
 class SearchBatches {
   public:
     SearchBatches(const Database& db, const SearchOptions& options);
-    SearchBatches(const SearchBatches&) =
-        delete;  // what hands out the files reads _narrowed in its place
+    // Not copied: _in_order reads _narrowed where it stands.
+    SearchBatches(const SearchBatches&) = delete;
     SearchBatches& operator=(const SearchBatches&) = delete;
 
-    /// The next scope; none when there is none left. One may be of no file, the first always comes.
+    /// The next batch; none at the end. There is always a first one; any may be without a file.
     /// Throws IndexCannotAnswer.
     std::optional<SearchBatch> next();
 
-    /// Why the disk is read although the index was asked, once there was a scope.
+    /// Why the disk is read although the index was asked. Known once next() has given a batch.
     const std::optional<std::string>& reason() const { return _reason; }
 
   private:
@@ -51,9 +52,10 @@ class SearchBatches {
     const SearchOptions* _options;
     std::optional<chunk_store::Layout> _layout;
     std::optional<chunk_store::Candidates> _candidates;  ///< none: the index narrows nothing
-    std::optional<std::vector<std::int64_t>> _narrowed;  ///< then: ids of the files worth searching
-    std::optional<SelectedFiles> _in_order;              ///< when they come few by few
-    std::size_t _count;                                  ///< of files in the next scope then
+    /// Ids of the files worth searching; none: all of them.
+    std::optional<std::vector<std::int64_t>> _narrowed;
+    std::optional<SelectedFiles> _in_order;  ///< only in a search that may end early
+    std::size_t _count;                      ///< of files in its next batch
     bool _is_done = false;
     std::optional<std::string> _reason;
 };

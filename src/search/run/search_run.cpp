@@ -18,7 +18,7 @@ constexpr std::size_t FILES_WORTH_THREADS = 32;
 /// Files that a thread takes at a time: most are searched faster than a lock is handed over.
 constexpr std::size_t BATCH_FILES = 24;
 
-// Ids of the files in which something can match; none: any of them.
+/// Ids of the files in which something can match; none: any of them.
 std::optional<std::vector<std::int64_t>> possible_files(const code_text::TextSource& source) {
     const auto* chunks = std::get_if<code_text::ChunkText>(&source);
     return chunks ? std::optional(chunks->possible_files()) : std::nullopt;
@@ -28,34 +28,34 @@ bool holds(const std::vector<std::int64_t>& ids, std::int64_t id) {
     return std::binary_search(ids.begin(), ids.end(), id);
 }
 
-// The search of one scope.
-class Run {
+/// The search of one batch.
+class BatchSearch {
   public:
-    Run(const SearchOptions& options, const Render& render, SearchBatch scope)
+    BatchSearch(const SearchOptions& options, const Render& render, SearchBatch batch)
         : _options(&options),
           _render(&render),
-          _scope(std::move(scope)),
-          _possible(possible_files(_scope.source)) {
+          _batch(std::move(batch)),
+          _possible(possible_files(_batch.source)) {
         if (!_possible || options.files_without_match) return;
         SortedLookup possible(*_possible);
-        std::erase_if(_scope.files,
+        std::erase_if(_batch.files,
                       [&](const FileRow& file) { return !possible.contains(file.file_id); });
     }
 
-    /// Adds to what earlier scopes gave; false when the search is at its end.
+    /// Adds to what earlier batches gave; false when the search is at its end.
     bool run(const Emit& emit, SearchResult& result) {
-        const std::size_t count = _scope.files.size();
-        OrderedPool<Rendered> work({count, [this] { return _make_worker(); },
+        const std::size_t count = _batch.files.size();
+        OrderedPool<Rendered> pool({count, [this] { return _make_worker(); },
                                     [](const Rendered& rendered) { return rendered.out.size(); }},
                                    _pool_options());
         for (std::size_t item = 0; item < count; ++item) {
-            Rendered file = work.next();
+            Rendered file = pool.next();
             if (_results(file.stats) > _options->limit - result.results) {
                 file = _searched_up_to(item, _options->limit - result.results);
             }
             result.stats += file.stats;
             result.results += _results(file.stats);
-            if (_results(file.stats) > 0) result.stopped = emit(file.out) == Visit::STOP;
+            if (_results(file.stats) > 0) result.stopped = !emit(file.out);
             if (result.stopped || result.results == _options->limit) return false;
         }
         return true;
@@ -69,7 +69,7 @@ class Run {
 
     PoolOptions _pool_options() const {
         PoolOptions options{.batch_items = BATCH_FILES};
-        if (_scope.files.size() < FILES_WORTH_THREADS) return options;
+        if (_batch.files.size() < FILES_WORTH_THREADS) return options;
         const unsigned cores =
             _options->threads > 0 ? _options->threads : std::thread::hardware_concurrency();
         if (cores > 1) options.threads = cores;
@@ -84,13 +84,13 @@ class Run {
     OrderedPool<Rendered>::Worker _make_worker() const {
         FileWants wants = _options->wants;
         wants.max_matches = std::min(wants.max_matches, _options->limit);
-        return [this, wants, source = _scope.source, result = FileResult()](
+        return [this, wants, source = _batch.source, result = FileResult()](
                    std::size_t item) mutable { return _searched(item, source, wants, result); };
     }
 
     Rendered _searched(std::size_t item, code_text::TextSource& source, const FileWants& wants,
                        FileResult& result) const {
-        const FileRow& file = _scope.files[item];
+        const FileRow& file = _batch.files[item];
         Rendered rendered;
         if (_possible && !holds(*_possible, file.file_id)) {
             result = FileResult();
@@ -106,14 +106,14 @@ class Run {
     Rendered _searched_up_to(std::size_t item, std::int64_t max_matches) const {
         FileWants wants = _options->wants;
         wants.max_matches = max_matches;
-        code_text::TextSource source = _scope.source;
+        code_text::TextSource source = _batch.source;
         FileResult result;
         return _searched(item, source, wants, result);
     }
 
     const SearchOptions* _options;
     const Render* _render;
-    SearchBatch _scope;
+    SearchBatch _batch;
     std::optional<std::vector<std::int64_t>> _possible;
 };
 
@@ -123,15 +123,16 @@ SearchResult run_search(Database& db, const SearchOptions& options, const Render
                         const Emit& emit) {
     const Transaction snapshot(db, Transaction::Kind::READ);
     SearchResult result;
-    SearchBatches scopes(db, options);
+    SearchBatches batches(db, options);
     bool goes_on = true;
     while (goes_on) {
-        std::optional<SearchBatch> scope = scopes.next();
-        if (!scope) break;
-        result.from_index = std::holds_alternative<code_text::ChunkText>(scope->source);
-        goes_on = options.limit > 0 && Run(options, render, *std::move(scope)).run(emit, result);
+        std::optional<SearchBatch> batch = batches.next();
+        if (!batch) break;
+        result.from_index = std::holds_alternative<code_text::ChunkText>(batch->source);
+        goes_on =
+            options.limit > 0 && BatchSearch(options, render, *std::move(batch)).run(emit, result);
     }
-    result.reason = scopes.reason();
+    result.reason = batches.reason();
     return result;
 }
 

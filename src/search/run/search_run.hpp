@@ -45,15 +45,16 @@ struct Rendered {
 /// Makes output of what a search found in a file; it may count the matches too. `rendered` comes
 /// with no output and the file's stats. Called by several threads at once.
 using Render = std::function<void(const FileResult& result, Rendered& rendered)>;
-/// Takes the output for one file, in path order, on the thread that runs the search.
-using Emit = std::function<Visit(std::string_view out)>;
+/// Takes the output for one file, in path order, on the thread that runs the search; false when
+/// nobody reads the output any more.
+using Emit = std::function<bool(std::string_view out)>;
 
 struct SearchResult {
     Stats stats;                        ///< of the files up to the last one that was emitted
     bool from_index = false;            ///< the index answered
     std::optional<std::string> reason;  ///< why the disk was read although the index was asked
     std::int64_t results = 0;           ///< matching lines, or files without a match
-    bool stopped = false;               ///< `emit` said STOP
+    bool stopped = false;               ///< `emit` gave false
 };
 
 /// The index cannot answer a search that wants it to; the message holds the reason.

@@ -94,7 +94,7 @@ std::pair<std::string, SearchResult> output_of(Database& db, const SearchOptions
     };
     SearchResult result = run_search(db, options, render, [&](std::string_view out) {
         text += out;
-        return Visit::CONTINUE;
+        return true;
     });
     return {text, std::move(result)};
 }
