@@ -29,13 +29,24 @@ bool any_chunk(std::int64_t rowid, const Condition& condition) {
 /// A reader finds most damage when it unpacks a text. Where a damaged head hides a wanted chunk,
 /// nobody would unpack it, so such a frame is checked here: after the statement, during which other
 /// threads wait.
+///
+/// Throws IndexChanged when the content is not that of `promised`, if given. The check runs inside
+/// the statement where it can, since only a read lets the handle see what others have committed,
+/// and since it takes no lock of its own there.
 template <typename Wanted>
 std::vector<ChunkRow> read_rows(const Database& db, std::int64_t first, std::int64_t end,
-                                Dictionaries& dictionaries, const Wanted& wanted) {
+                                Dictionaries& dictionaries, const ContentStamp* promised,
+                                const Wanted& wanted) {
     std::vector<ChunkRow> rows;
     std::vector<std::shared_ptr<PackedFrame>> doubtful;
+    bool checked = promised == nullptr;
+    const auto check_stamp = [&] {
+        if (!checked && db.content_stamp() != *promised) throw IndexChanged();
+        checked = true;
+    };
     db.each("SELECT id, body FROM chunk_frames WHERE id >= ? AND id < ? ORDER BY id",
             {frame_rowid(first), end}, [&](const RowView& row) {
+                check_stamp();
                 const std::int64_t rowid = row.integer(0);
                 if (!any_chunk(rowid, wanted)) return Visit::CONTINUE;
                 const auto frame = std::make_shared<PackedFrame>(db, dictionaries, rowid,
@@ -46,8 +57,13 @@ std::vector<ChunkRow> read_rows(const Database& db, std::int64_t first, std::int
                 if (hides_one) doubtful.push_back(frame);
                 return Visit::CONTINUE;
             });
+    check_stamp();
     for (const auto& frame : doubtful) frame->check();
     return rows;
+}
+
+auto in_range(std::int64_t first, std::int64_t end) {
+    return [first, end](std::int64_t rowid) { return rowid >= first && rowid < end; };
 }
 
 void make_sorted_set(std::vector<std::int64_t>& numbers) {
@@ -94,22 +110,17 @@ std::vector<ChunkRow> MatchingRows::of_file(std::int64_t file_id) const {
     const State& state = *_state;
     if (!std::binary_search(state.searched.begin(), state.searched.end(), file_id)) return {};
     const auto [first, end] = file_rowids(file_id);
-    std::vector<ChunkRow> rows;
-    if (state.candidates) {
-        const std::span<const std::int64_t> all = state.candidates->rowids();
-        const std::span<const std::int64_t> own(std::lower_bound(all.begin(), all.end(), first),
-                                                std::lower_bound(all.begin(), all.end(), end));
-        if (own.empty()) return {};
-        rows = read_rows(*state.db, own.front(), own.back() + 1, *state.dictionaries,
-                         [own](std::int64_t rowid) {
-                             return std::binary_search(own.begin(), own.end(), rowid);
-                         });
-    } else {
-        rows = file_rows(*state.db, first, end, state.dictionaries);
+    if (!state.candidates) {
+        return read_rows(*state.db, first, end, *state.dictionaries, &state.stamp,
+                         in_range(first, end));
     }
-    // Looked at after the read: only the read lets the handle see what others have committed.
-    if (state.db->content_stamp() != state.stamp) throw IndexChanged();
-    return rows;
+    const std::span<const std::int64_t> all = state.candidates->rowids();
+    const std::span<const std::int64_t> own(std::lower_bound(all.begin(), all.end(), first),
+                                            std::lower_bound(all.begin(), all.end(), end));
+    if (own.empty()) return {};
+    return read_rows(
+        *state.db, own.front(), own.back() + 1, *state.dictionaries, &state.stamp,
+        [own](std::int64_t rowid) { return std::binary_search(own.begin(), own.end(), rowid); });
 }
 
 std::vector<std::int64_t> MatchingRows::file_ids() const {
@@ -145,8 +156,7 @@ MatchingRows::Iterator& MatchingRows::Iterator::operator++() {
 std::vector<ChunkRow> file_rows(const Database& db, std::int64_t first, std::int64_t end,
                                 DictionariesHandle dictionaries) {
     if (!dictionaries) dictionaries = make_dictionaries();
-    return read_rows(db, first, end, *dictionaries,
-                     [&](std::int64_t rowid) { return rowid >= first && rowid < end; });
+    return read_rows(db, first, end, *dictionaries, nullptr, in_range(first, end));
 }
 
 }  // namespace codetext::chunk_store
