@@ -13,7 +13,7 @@ namespace codetext::schema {
 
 namespace {
 
-// Pages this large hold most frames whole, and a search reads few of them.
+// Pages of this size hold most frames whole, so that a search reads few.
 constexpr int PAGE_BYTES = 32768;
 
 constexpr std::string_view INDEX_DDL = R"(
@@ -40,7 +40,7 @@ constexpr std::string_view UNFILLED = "unfilled";
 /// Versions that this program knows, oldest first; PRAGMA user_version is the place in this list.
 constexpr std::array<std::string_view, 3> VERSIONS = {"3.0.0", "3.1.0", SCHEMA_VERSION};
 
-/// The version's place among VERSIONS; -1 for another one.
+/// The version's place among VERSIONS; -1 for one that is not there.
 int rank(std::string_view version) {
     for (std::size_t i = 0; i < VERSIONS.size(); ++i) {
         if (VERSIONS[i] == version) return static_cast<int>(i);
@@ -54,7 +54,7 @@ void make_directories(const std::filesystem::path& root) {
     const std::filesystem::path ignore = directory / ".gitignore";
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(ignore, error);
-    if (!error && size > 0) return;  // a full disk may have left a blank one
+    if (!error && size > 0) return;  // an empty one was left by a full disk
     std::ofstream stream(ignore);
     stream << "*\n" << std::flush;
     if (!stream) {
@@ -90,33 +90,36 @@ bool is_index(const Database& db) {
 }
 
 [[noreturn]] void refuse_unfilled(const std::string& path) {
-    throw UnusableIndex("no run of `codetext index` has finished on " + path +
-                        ": run it, or wait for the one that is going on");
+    throw UnusableIndex(
+        path + " is not filled yet: run `codetext index`, or wait for the run that is under way");
 }
 
 void check_ours(const Database& db, const std::string& path) {
     if (is_empty(db)) refuse_unfilled(path);
-    if (!is_index(db)) refuse(path, "no codetext index, or a damaged one");
+    if (!is_index(db)) refuse(path, "not a codetext index, or a damaged one");
     const std::string found = version(db);
     if (rank(found) < 0) {
-        throw UnusableIndex(fmt::format("{} has schema {}, and this codetext knows {} to {}", path,
-                                        found, VERSIONS.front(), VERSIONS.back()));
+        throw UnusableIndex(fmt::format(
+            "{} has schema {}, and this codetext reads {} to {}: use a newer codetext, or move "
+            "it away and run `codetext index`",
+            path, found, VERSIONS.front(), VERSIONS.back()));
     }
 }
 
-/// What `use` gives of the database, or UnusableIndex where the file is none.
+/// The result of `use`, which opens the database at `path`. Throws UnusableIndex when there is
+/// something else than a database.
 template <typename Use>
 auto of_database(const std::filesystem::path& path, const Use& use) {
     std::error_code ignored;
     const auto status = std::filesystem::status(path, ignored);
     if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-        refuse(path.string(), "no file");
+        refuse(path.string(), "not a regular file");
     }
     try {
         return use();
     } catch (const DatabaseError& error) {
         if (error.kind() != DatabaseError::Kind::NOT_A_DATABASE) throw;
-        refuse(path.string(), "no SQLite database");
+        refuse(path.string(), "not a SQLite database");
     }
 }
 
@@ -137,7 +140,8 @@ Database open_any_version(const std::filesystem::path& path, Access access) {
     return of_database(path, [&] {
         Database db(path, access);
         check_ours(db, path.string());
-        // A commit lost with the power is made again by the next run; the database stays whole.
+        // Without a sync for each commit the last ones may be lost with the power. The database
+        // stays whole, and the next run makes them again.
         if (access != Access::READ_ONLY) db.execute_script("PRAGMA synchronous = NORMAL");
         return db;
     });

@@ -30,8 +30,8 @@ inline constexpr std::string_view INDEX_DIRECTORY = ".codetext";
 /// The database file's place below the repository's root: two directories down.
 std::filesystem::path index_path(const std::filesystem::path& root);
 
-/// A file at the index's place that cannot be used as one: no database, not ours, or of a version
-/// that this program cannot work with. The message says which and what to do.
+/// The file at the index's place cannot serve as an index: it is not a database, or not ours, or of
+/// a version that this program does not read. The message says which, and what to do.
 class UnusableIndex : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -54,10 +54,10 @@ Database open_or_create_index(const std::filesystem::path& root,
 /// The index's schema version, for example "3.2.0".
 std::string version(const Database& db);
 
-/// Throws UnusableIndex for an index that no run has finished and that holds no file: that a search
-/// finds nothing there tells nothing.
+/// Throws UnusableIndex for an index without a file that no run has finished: finding nothing there
+/// would be no answer.
 void check_filled(const Database& db);
-/// Says, at the end of a run, that one has finished. Writes nothing when the index says so already.
+/// Notes at the end of a run that one has finished. Writes nothing when that is noted already.
 void set_filled(Database& db);
 
 /// One step that an upgrade has taken.

@@ -30,7 +30,7 @@ class Verification {
 
     std::vector<std::string> run() {
         check_database();
-        // What SQLite finds damaged cannot be read any further.
+        // Where SQLite finds damage, reading further tells nothing reliable.
         if (!_problems.empty()) return std::move(_problems);
         const auto layout = chunk_store::layout(_db);
         if (!layout) return std::move(_problems);
@@ -64,7 +64,7 @@ class Verification {
         if (strays > 0) report("{} chunks belong to no file", strays);
     }
 
-    // The other way round is no fault: the table says where to look.
+    // A file that is listed and has its chunks is no fault: the table only says where to look.
     void check_unchunked() {
         const std::int64_t unlisted = chunk_store::unlisted_unchunked_count(_db);
         if (unlisted > 0) report("{} files without chunks are not listed as such", unlisted);
@@ -107,8 +107,8 @@ class Verification {
         }
     }
 
-    // Trigrams are compared by sampling chunks: reading every list for every chunk would take too
-    // long.
+    // A sample of the chunks is compared with the trigram index: every list for every chunk would
+    // take too long.
     void note_trigrams(std::int64_t rowid, std::string_view text) {
         constexpr std::int64_t EVERY = 64;
         constexpr std::size_t MAX_SAMPLES = 2048;

@@ -1,6 +1,8 @@
 #pragma once
 
 // Whether an index reads back whole and agrees with itself.
+//
+//   for (const std::string& problem : schema::verify(db)) report(problem);
 
 #include <string>
 #include <vector>
@@ -12,10 +14,11 @@ namespace codetext::schema {
 /// Most problems that verify reports.
 inline constexpr std::size_t MAX_PROBLEMS = 100;
 
-/// What is wrong with the index, a line each, at most MAX_PROBLEMS; nothing when it is whole:
-/// SQLite finds no damage, every file's chunks follow each other from its first row id and read
-/// back, files kept on disk have none, no chunk is without a file, and every trigram of a sample of
-/// the chunks leads to them. Reads the whole index; what SQLite finds damaged, no further.
+/// What is wrong with the index, a line each, at most MAX_PROBLEMS; empty when it is whole. An
+/// index is whole when SQLite finds no damage, every file's chunks follow each other from its first
+/// row id and read back, files kept on disk have none, every chunk belongs to a file, and every
+/// trigram of a sample of the chunks leads to them. Reads the whole index, unless SQLite finds
+/// damage.
 std::vector<std::string> verify(const Database& db);
 
 }  // namespace codetext::schema

@@ -175,7 +175,7 @@ TEST(index_command, refuses_clearly) {
                  {empty, "index --layout flat", "--layout"},
                  {empty, "index --jobs 0,index --jobs many", "--jobs"},
                  {blocked, "index", "cannot make"},
-                 {no_database, "index,status", "is no SQLite database"},
+                 {no_database, "index,status", "is not a SQLite database"},
                  {loop, "status,upgrade,verify,search code x",
                   "cannot read the index " + loop.path().string() + "/.codetext/index/code.db: "},
                  {newer, "index,status,upgrade,verify", "9.0.0"},

@@ -31,7 +31,7 @@ using DictionaryHandle = std::shared_ptr<const Dictionary>;
 /// the `code_chunks` layout.
 DictionaryHandle load_dictionary(const Database& db);
 
-/// Bytes of chunk text that train_dictionary makes good use of; more are cut off.
+/// Bytes of chunk text that train_dictionary uses; it ignores what is beyond.
 inline constexpr std::size_t DICTIONARY_SAMPLE_BYTES = 8 << 20;
 /// Below this much text a dictionary costs more than it saves.
 inline constexpr std::size_t DICTIONARY_MIN_BYTES = 1 << 20;
@@ -57,14 +57,14 @@ struct PackedFile {
     std::vector<std::uint32_t> trigram_counts;  ///< compressed layout: how many a chunk
     std::vector<std::string> texts;             ///< `code_chunks` layout: each chunk's text
 
-    /// Memory that it takes, in bytes, near enough to bound a queue.
+    /// About how much memory it takes, in bytes: near enough to bound a queue.
     std::size_t size_bytes() const;
 };
 
-/// Most chunks that one file may have: its block of row ids must hold them and end in a free one.
+/// Most chunks of one file: its block of row ids holds them and ends with a free one.
 inline constexpr std::int64_t MAX_FILE_CHUNKS = CHUNK_STRIDE - 1;
 
-/// Makes PackedFiles. One a thread.
+/// Makes PackedFiles. Make one for each thread.
 class Packer {
   public:
     Packer(Layout layout, DictionaryHandle dictionary);
@@ -82,8 +82,9 @@ class Packer {
 /// Chunks gathered before the trigram index gets a new shard: about 64 MB of source text.
 inline constexpr std::int64_t SHARD_CHUNKS = 32768;
 
-/// Stores and drops the chunks of files, within the caller's transaction. Once flushed it may serve
-/// the next one, and keeps its memory for it; after a transaction that was rolled back it must go.
+/// Stores and drops the chunks of files, within the caller's transaction. After a flush it may
+/// serve the next transaction, with the memory that it has. After a rollback it must not be used
+/// again.
 class Writer {
   public:
     Writer(Database& db, Layout layout);
@@ -91,14 +92,15 @@ class Writer {
     Writer(const Writer&) = delete;
     Writer& operator=(const Writer&) = delete;
 
-    /// Stores the file's chunks in place of those that it has.
+    /// Stores the file's chunks in place of those that it has now.
     void put(std::int64_t file_id, PackedFile file);
     /// Drops the file's chunks, if it has any.
     void drop(std::int64_t file_id);
-    /// Chunks put since the last flush. A caller that commits in batches flushes and commits when
-    /// this reaches SHARD_CHUNKS.
+    /// Chunks put since the last flush. A caller that commits in batches does so when this reaches
+    /// SHARD_CHUNKS.
     std::int64_t pending_chunks() const;
-    /// Makes what was put findable. REQUIRES: called after the last put of a transaction.
+    /// Writes the trigrams of what was put, so that a search finds it. REQUIRES: called after the
+    /// last put of a transaction.
     void flush();
 
   private:

@@ -20,9 +20,9 @@ namespace codetext::code_text {
 /// searched files with at least one candidate have an entry. Copies share one mapping and may be
 /// read by several threads at once.
 ///
-/// In the compressed layout the mapping holds row ids, and reads an entry's text when somebody looks
-/// it up: a search that stops early reads no more than it looked at, and a common needle's texts
-/// need not fit the memory. An index that has changed in between is noticed, see find.
+/// In the compressed layout the mapping holds row ids, and reads an entry's text when somebody
+/// looks it up: a search that stops early reads no more than it looked at, and a common needle's
+/// texts need not fit the memory. An index that has changed in between is noticed, see find.
 class CandidateChunks {
   public:
     /// The file's candidates; none when it has no entry. Each call may make a new list. Throws
@@ -40,7 +40,7 @@ class CandidateChunks {
     explicit CandidateChunks(chunk_store::MatchingRows rows) : _rows(std::move(rows)) {}
 
   private:
-    // One of the two is there.
+    // One of the two is set.
     std::shared_ptr<const Entries> _entries;
     std::optional<chunk_store::MatchingRows> _rows;
 };
@@ -49,8 +49,8 @@ class CandidateChunks {
 /// narrows soundly, every chunk otherwise (no needle; a needle with a NUL; a non-ASCII needle in a
 /// search that ignores case). Passes every failure of the index on.
 ///
-/// `asked` is the answer of a caller that has asked the index already; the index is not asked again
-/// then, nor is the needle looked at.
+/// `asked` is the answer of a caller that has asked the index already. The index is not asked again
+/// then, and the needle does not matter.
 CandidateChunks _candidate_chunks(
     const Database& db, chunk_store::Layout store, std::span<const FileRow> files,
     const std::optional<std::string>& needle, bool case_sensitive,

@@ -12,7 +12,7 @@ constexpr std::string_view FILE_CHUNKS =
     "SELECT start_line, end_line, coalesce(exact, text) FROM code_chunks WHERE rowid >= ? AND "
     "rowid < ? ORDER BY rowid";
 
-/// Puts the lines of chunks behind each other.
+/// Joins the lines of chunks.
 class JoinedChunks {
   public:
     void add(std::int64_t start_line, std::int64_t end_line, std::string_view text) {

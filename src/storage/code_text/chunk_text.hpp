@@ -1,6 +1,9 @@
 #pragma once
 
 // The text source that a search uses when the index answers.
+//
+//   for (const Segment& segment : source.segments(file.file_id, file.path)) match(segment.lines);
+//   const Lines all = source.lines(file.file_id, file.path);
 
 #include <cstdint>
 #include <memory>
@@ -18,23 +21,24 @@ namespace codetext::code_text {
 /// File ids whose text the index keeps on disk.
 using FileIds = std::unordered_set<std::int64_t>;
 
-/// Hands out a file's candidate chunks as segments, and its lines from all of its chunks; a file
-/// that the index keeps on disk is answered by the disk source. Serves one search at a time; a copy
-/// serves another thread of it. The database handle must outlive it.
+/// Hands out a file's candidate chunks as segments, and its lines from all of its chunks. The disk
+/// source answers for files that the index keeps on disk. One source serves one thread; a copy
+/// serves another. The database handle must outlive it.
 class ChunkText {
   public:
     ChunkText(const Database& db, chunk_store::Layout store, CandidateChunks candidates,
               DiskText disk, std::shared_ptr<const FileIds> on_disk);
 
     /// The file's candidate chunks in line order. As long as a caller keeps the list, asking again
-    /// gives that very list. `path` matters only for a file kept on disk.
+    /// gives that very list; afterwards it is read again. `path` matters only for a file kept on
+    /// disk. Throws chunk_store::IndexChanged, chunk_store::DamagedChunk, DatabaseError.
     SegmentList segments(std::int64_t file_id, const std::string& path);
-    /// Every line of the file, line 1 first; the lines of the last file asked for are held. Throws
+    /// Every line of the file, line 1 first. Holds the lines of the last file. Throws
     /// DatabaseError, chunk_store::DamagedChunk.
     Lines lines(std::int64_t file_id, const std::string& path);
 
     /// Ids, ascending, of the files that can have a segment: those with candidates, and those kept
-    /// on disk. No other searched file needs to be asked for.
+    /// on disk. A search need not ask for any other.
     std::vector<std::int64_t> possible_files() const;
 
   private:

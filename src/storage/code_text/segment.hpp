@@ -32,7 +32,7 @@ class Lines {
     /// Splits at every LF, and only there: k LFs give k + 1 lines, the empty text one empty line.
     explicit Lines(std::string joined);
     explicit Lines(chunk_store::StoredText joined);
-    /// As the constructor for a text, the empty list for none.
+    /// The lines of a text, or the empty list for none.
     static Lines from(std::optional<std::string> joined);
 
     bool empty() const;

@@ -1,6 +1,11 @@
 #pragma once
 
-// The bytes of the compressed layout's BLOBs: unsigned LEB128 varints and runs of bytes.
+// The bytes of the compressed layout's BLOBs: unsigned LEB128 varints (DWARF 5, section 7.6) and
+// plain bytes.
+//
+//   ByteReader reader(row.blob(1), "chunk frame", row.integer(0));
+//   const std::uint64_t size = reader.varint();
+//   std::string_view bytes = reader.take(size);
 
 #define XXH_INLINE_ALL
 #include <fmt/format.h>
@@ -47,7 +52,8 @@ inline std::uint64_t read_hash(std::string_view bytes) {
     return hash;
 }
 
-/// Takes a BLOB apart, never past its end. Throws DamagedChunk, naming what was read and its row.
+/// Reads a BLOB part by part, never past its end. Throws DamagedChunk, naming what was read and its
+/// row.
 class ByteReader {
   public:
     ByteReader(std::string_view bytes, std::string_view what, std::int64_t rowid)
@@ -71,16 +77,18 @@ class ByteReader {
     }
     /// The bytes taken, to be read by themselves.
     ByteReader part(std::uint64_t size_bytes) { return {take(size_bytes), _what, _rowid}; }
-    /// Takes the hash that stands here; damage unless it is that of all that follows.
+    /// Takes the hash at this place. Throws unless it is the hash of all that follows.
     void take_hash() {
         const std::uint64_t hash = read_hash(take(HASH_BYTES));
-        if (hash != XXH3_64bits(_rest.data(), _rest.size())) damaged("its hash is another");
+        if (hash != XXH3_64bits(_rest.data(), _rest.size()))
+            damaged("its bytes do not match their hash");
     }
     std::string_view rest() const { return _rest; }
     bool at_end() const { return _rest.empty(); }
     [[noreturn]] void damaged(std::string_view detail) const {
-        throw DamagedChunk(fmt::format(
-            "damaged {} at row {}: {}; remove the index and make it anew", _what, _rowid, detail));
+        throw DamagedChunk(
+            fmt::format("damaged {} at row {}: {}; remove .codetext and run `codetext index`",
+                        _what, _rowid, detail));
     }
 
   private:

@@ -1,7 +1,10 @@
 #pragma once
 
-// The compression dictionaries of an index. Each frame of chunks names the one that it was
-// compressed with, so that an index may hold several.
+// The compression dictionaries of an index. Each frame names the one that it was compressed with,
+// so an index may hold several.
+//
+//   Dictionaries dictionaries;
+//   DictionaryHandle dictionary = dictionaries.find(db, id_in_the_frame);
 
 #include <cstdint>
 #include <memory>
@@ -15,7 +18,7 @@
 
 namespace codetext::chunk_store {
 
-/// A dictionary: text that a frame's compressor and decompressor take as standing before the frame.
+/// A dictionary: text that stands before a frame, for the compressor and the decompressor alike.
 class Dictionary {
   public:
     Dictionary(std::int64_t id, std::string bytes) : _id(id), _bytes(std::move(bytes)) {}

@@ -11,8 +11,8 @@ namespace codetext::chunk_store {
 
 namespace {
 
-/// Two searches a position. Four (level 3) pack 3% smaller and take a fifth longer; plain LZ4 packs
-/// a quarter larger.
+/// Two searches for each position. Level 3 makes four, packs 3% smaller and takes a fifth longer;
+/// plain LZ4 packs a quarter larger.
 constexpr int COMPRESSION_LEVEL = 2;
 constexpr std::string_view WHAT = "chunk frame";
 
@@ -21,8 +21,8 @@ std::uint64_t hash_of(std::string_view head, std::string_view texts) {
     return XXH3_64bits_withSeed(texts.data(), texts.size(), seed);
 }
 
-/// Room for texts right behind a copy of the dictionary, where LZ4 takes it for text that it has
-/// unpacked itself: 4.5 GB/s, copy included, against 2.6 with the dictionary elsewhere.
+/// Room for texts right after a copy of the dictionary. LZ4 then takes the dictionary for text that
+/// it has unpacked itself: 4.5 GB/s, copy included, against 2.6 with the dictionary elsewhere.
 class RoomBehindDictionary {
   public:
     char* of(const DictionaryHandle& dictionary, std::size_t size_bytes) {
@@ -44,7 +44,8 @@ class RoomBehindDictionary {
     std::unique_ptr<char[]> _buffer;
 };
 
-/// Frames beyond this are unpacked where they stay; a thread keeps no more room than this.
+/// Larger frames are unpacked straight to their place, so that a thread keeps no more room than
+/// this.
 constexpr std::size_t MAX_ROOM_BYTES = 1 << 20;
 
 bool unpack(std::string_view packed, const DictionaryHandle& dictionary, char* texts,
@@ -91,8 +92,8 @@ std::string FramePacker::pack(std::span<const Chunk> chunks, bool ends_file) {
     const std::size_t head = body.size();
     const int texts_size = static_cast<int>(_texts.size());
     body.resize(head + static_cast<std::size_t>(LZ4_compressBound(texts_size)));
-    // A copy of the stream that has read the dictionary, so that it is read once a packer, not once
-    // a frame.
+    // A copy of the stream that has read the dictionary: each packer reads it once, not once for
+    // each frame.
     std::memcpy(_stream.get(), _after_dictionary.get(), sizeof(LZ4_streamHC_t));
     const int size = LZ4_compress_HC_continue(_stream.get(), _texts.data(), body.data() + head,
                                               texts_size, static_cast<int>(body.size() - head));
@@ -151,13 +152,13 @@ void PackedFrame::_unpack() {
     const std::string_view hash = std::string_view(_body).substr(_head_size, HASH_BYTES);
     const std::string_view packed = std::string_view(_body).substr(_head_size + HASH_BYTES);
     const ByteReader reader(packed, WHAT, _rowid);
-    // Not a std::string, which would be zeroed first.
+    // Not a std::string, which would fill it with zeros first.
     std::unique_ptr<char[]> texts(new char[_texts_size + 1]);
     if (!unpack(packed, _dictionary, texts.get(), _texts_size)) {
         reader.damaged("it does not unpack to its texts");
     }
     if (hash_of(head, {texts.get(), _texts_size}) != read_hash(hash)) {
-        reader.damaged("its hash is another");
+        reader.damaged("its bytes do not match their hash");
     }
     _texts = std::move(texts);
     std::string().swap(_body);

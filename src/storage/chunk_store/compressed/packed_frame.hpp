@@ -1,15 +1,20 @@
 #pragma once
 
-// Frames: several chunks of one file, compressed together. Eight chunks a frame pack better and
-// unpack faster than one, and a lone candidate still costs only microseconds.
+// Frames: up to eight chunks of one file, compressed together. Eight pack better and unpack faster
+// than one, and reading a single chunk still costs only microseconds.
 //
 // A frame's body: varint (chunks * 2 + 1 when it ends the file), varint start line of its first
 // chunk, varint id of its dictionary (0: none), then for each chunk varint number of lines and
 // varint bytes of text; then eight bytes, the lowest first, of the XXH3 hash of the texts, one
-// after the other, seeded with the hash of all that stands before; then the texts as one LZ4 block.
+// after the other, seeded with the hash of everything before; then the texts as one LZ4 block.
 //
-// LZ4 at its high compression unpacks 4.5 GB/s a core where zstd unpacks 1.1, and unpacking is most
-// of the work of a common needle's search; it packs a fifth larger.
+// LZ4 at its high compression unpacks 4.5 GB/s a core, zstd 1.1, and a search for a common needle
+// spends most of its time unpacking. LZ4 packs a fifth larger.
+//
+//   FramePacker packer(dictionary);
+//   const std::string body = packer.pack(chunks, true);
+//   PackedFrame frame(db, dictionaries, rowid, body);
+//   std::string_view text = frame.text(0);
 
 #include <lz4hc.h>
 
@@ -32,7 +37,7 @@ inline constexpr std::int64_t FRAME_CHUNKS = 8;
 /// Most bytes that the texts of a frame may have: what LZ4 takes.
 inline constexpr std::size_t MAX_FRAME_BYTES = LZ4_MAX_INPUT_SIZE;
 
-/// Compresses frames. One a thread.
+/// Compresses frames. Make one for each thread.
 class FramePacker {
   public:
     explicit FramePacker(DictionaryHandle dictionary);
@@ -67,10 +72,10 @@ class PackedFrame {
     std::int64_t rowid() const { return _rowid; }
     std::span<const Part> parts() const { return _parts; }
     bool ends_file() const { return _ends_file; }
-    /// Whether the frame holds the chunk with this row id (not below its own), with a line: one
-    /// whose text a reader looks at, which checks the frame.
+    /// Whether the frame shows a chunk with this row id that has a line: one whose text a reader
+    /// will look at, which checks the frame. REQUIRES: `rowid` is not below the frame's own.
     bool shows(std::int64_t rowid) const;
-    /// Checks the hash, of what stands before the texts too. Throws DamagedChunk.
+    /// Checks the hash, which covers the head and the texts. Throws DamagedChunk.
     void check();
     /// The text of the part; valid as long as the frame. Throws DamagedChunk.
     std::string_view text(std::size_t position);

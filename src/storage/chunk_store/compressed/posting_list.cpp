@@ -1,3 +1,10 @@
+// Each number is coded by its gap, the numbers left out since the one before. A Rice code with
+// parameter k writes gap >> k zeros, a one, and the low k bits (R. F. Rice, "Some practical
+// universal noiseless coding techniques", JPL publication 79-22, 1979). The best k is looked for
+// from the one that suits evenly spread numbers downwards, by the exact size of the list: numbers
+// cluster, since the chunks of one file lie side by side. k = 0 makes the list a bitmap, which is
+// read a word at a time. Coding and reading are linear in the list.
+
 #include "storage/chunk_store/compressed/posting_list.hpp"
 
 #include <algorithm>
@@ -12,7 +19,7 @@ static_assert(std::endian::native == std::endian::little, "bits are read eight b
 
 constexpr std::uint8_t MAX_PARAMETER = 15;
 
-/// Writes bits, the lowest of each byte first, into memory with eight bytes to spare.
+/// Writes bits, the lowest of each byte first. REQUIRES: eight bytes of room after the last one.
 class BitWriter {
   public:
     explicit BitWriter(char* bytes) : _bytes(bytes) {}
@@ -32,16 +39,17 @@ class BitWriter {
     }
 
   private:
-    char* _bytes;                ///< the byte at hand
-    std::uint64_t _pending = 0;  ///< its bits
+    char* _bytes;                ///< the byte that is being filled
+    std::uint64_t _pending = 0;  ///< its bits so far
     unsigned _used = 0;          ///< how many, below 8
 };
 
-/// Takes bits from bytes; past their end it gives zeros.
+/// Takes bits from bytes. After their end it gives zeros.
 class BitReader {
   public:
     explicit BitReader(std::string_view bytes) : _bytes(bytes) {}
-    /// Number of zeros before the next one, both taken; at most `limit` + 1 when there are more.
+    /// Takes the zeros before the next one bit, and that bit; returns how many zeros. When there
+    /// are more than `limit`, returns `limit` + 1.
     std::uint32_t take_unary(std::uint32_t limit) {
         std::uint32_t zeros = 0;
         while (true) {
@@ -78,7 +86,7 @@ class BitReader {
     std::size_t _bit = 0;
 };
 
-/// The gaps before the numbers.
+/// Fills `gaps` with the gap before each number.
 void take_gaps(std::span<const std::uint16_t> numbers, std::vector<std::uint16_t>& gaps) {
     gaps.resize(numbers.size());
     std::uint32_t next = 0;
@@ -89,7 +97,7 @@ void take_gaps(std::span<const std::uint16_t> numbers, std::vector<std::uint16_t
 }
 
 std::uint64_t coded_bits(std::span<const std::uint16_t> gaps, unsigned parameter) {
-    std::uint32_t zeros = 0;  // at most what all numbers have room for, 2^16
+    std::uint32_t zeros = 0;  // at most 2^16: all gaps together lie below that
     for (const std::uint16_t gap : gaps) zeros += std::uint32_t{gap} >> parameter;
     return gaps.size() * (parameter + 1u) + zeros;
 }
@@ -99,7 +107,7 @@ struct Code {
     std::uint64_t bits;
 };
 
-/// The best code near the one that suits randomly spread numbers; files make them cluster.
+/// The smallest code, from the parameter of evenly spread numbers downwards.
 Code best_code(std::span<const std::uint16_t> gaps, std::uint32_t bound) {
     const auto count = static_cast<std::uint32_t>(gaps.size());
     const std::uint32_t mean_gap = (bound - count) / count;
@@ -143,7 +151,7 @@ std::uint8_t append_postings(std::span<const std::uint16_t> numbers, std::string
 
 namespace {
 
-/// Where gaps have no low bits, each one bit is a number: a bitmap.
+/// With parameter 0 each one bit stands for the number of its place: a bitmap.
 void read_bitmap(std::string_view bytes, std::uint32_t count, std::vector<std::uint16_t>& numbers) {
     for (std::size_t byte = 0; byte < bytes.size() && numbers.size() < count; byte += 8) {
         std::uint64_t word = 0;

@@ -1,11 +1,15 @@
 #pragma once
 
-// Posting lists: ascending numbers below a known bound, Rice-coded gap by gap (R. F. Rice, "Some
-// practical universal noiseless coding techniques", JPL 1979). The parameter is chosen for each
-// list by its exact size; 0 makes it a bitmap, which suits the dense ones.
+// Posting lists: ascending numbers, Rice-coded gap by gap. Each list has the parameter that makes
+// it smallest; 0 makes it a bitmap, which suits dense lists.
 //
 // A gap g (numbers left out since the one before) is written as g >> parameter zeros, a one, and
-// the low `parameter` bits of g; bits fill each byte from the lowest.
+// the low `parameter` bits of g. Bits fill each byte from the lowest.
+//
+//   std::string bytes;
+//   const std::uint8_t parameter = append_postings(numbers, bytes);
+//   std::vector<std::uint16_t> same;
+//   read_postings({count, parameter, bytes}, same);
 
 #include <cstdint>
 #include <span>

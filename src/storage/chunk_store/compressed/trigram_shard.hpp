@@ -1,16 +1,20 @@
 #pragma once
 
-// Shards of the trigram index. A shard is written once: the chunks that one commit stored are
-// numbered from 0 in the order in which they came, and for each trigram a posting list names those
-// that hold it. A chunk that is replaced or dropped later leaves its numbers behind: every
-// candidate is verified against its text, so stale ones cost time but give no wrong answer.
+// Shards of the trigram index. A shard is written once, for the chunks that one commit stored. It
+// numbers them from 0 in the order in which they came, and a posting list for each trigram names
+// those that hold it. A chunk that is replaced or dropped later leaves its number behind: every
+// candidate is verified against its text, so a stale number costs time and gives no wrong answer.
 //
-// trigram_segments.files: for each run of chunks of one file: varint zigzag of its file id less the
-// id before, varint number of its first chunk in the file, varint number of chunks.
-// trigram_lists: row id = shard * 2^24 + the block's last trigram: looking for the first row
-// from a trigram on reads the one page that holds its list. Body: varint first trigram, varint
-// number of lists, varint bytes of the directory, the directory (for each list: varint trigram less
-// the one before it, varint count * 16 + parameter, varint bytes), then the lists' bytes.
+// trigram_segments.files holds, for each range of chunks of one file: varint zigzag of its file id
+// less the id before, varint number of its first chunk in the file, varint number of chunks.
+// trigram_lists holds blocks of lists. Its row id is shard * 2^24 + the block's last trigram, so
+// that the first row at or after a trigram is the one page with its list. Body: varint first
+// trigram, varint number of lists, varint bytes of the directory, the directory (for each list:
+// varint trigram less the one before it, varint count * 16 + parameter, varint bytes), the lists.
+//
+//   ShardWriter writer(db);
+//   writer.add(file_id, 0, trigrams_of_the_first_chunk);
+//   writer.flush();
 
 #include <cstdint>
 #include <memory>
@@ -32,10 +36,10 @@ inline constexpr unsigned PARAMETER_BITS = 4;
 class ShardWriter {
   public:
     explicit ShardWriter(Database& db) : _db(&db) {}
-    /// Adds a file's chunk number `chunk` (from 0) with its distinct trigrams. Writes a shard
-    /// when enough are gathered.
+    /// Adds a file's chunk number `chunk` (from 0) with its distinct trigrams. Writes a shard when
+    /// it is full.
     void add(std::int64_t file_id, std::int64_t chunk, std::span<const std::uint32_t> trigrams);
-    /// Writes what is gathered, if anything.
+    /// Writes the shard that is not full yet, if it has a chunk.
     void flush();
 
   private:
@@ -49,8 +53,8 @@ class ShardWriter {
     Database* _db;
     std::vector<ChunkRange> _ranges;
     std::vector<std::uint32_t> _trigrams;         ///< of each chunk, one after the other
-    std::vector<std::uint32_t> _trigrams_before;  ///< where each chunk's begin
-    std::unique_ptr<std::uint32_t[]> _sorted;     ///< room for as many, kept for the next shard
+    std::vector<std::uint32_t> _trigrams_before;  ///< where each chunk's begin in _trigrams
+    std::unique_ptr<std::uint32_t[]> _sorted;     ///< room for the sort, kept for the next shard
     std::size_t _sorted_size = 0;
 };
 
@@ -58,11 +62,11 @@ class ShardWriter {
 class ShardReader {
   public:
     ShardReader(const Database& db, std::int64_t id) : _db(&db), _id(id) {}
-    /// The few of the trigrams that fewest of the shard's chunks hold, the rarest first: they do
-    /// nearly all the work of asking for all of them. Throws DamagedChunk.
+    /// The few of the trigrams that fewest of the shard's chunks hold, the rarest first. Asking for
+    /// these drops nearly all that asking for every one would drop. Throws DamagedChunk.
     std::vector<std::uint32_t> rarest(std::span<const std::uint32_t> trigrams) const;
-    /// Numbers, ascending, of the shard's chunks that hold every one of the trigrams; a superset
-    /// where a long list would drop few. Throws DamagedChunk.
+    /// Numbers, ascending, of the shard's chunks that hold every one of the trigrams, or a superset
+    /// of these. Throws DamagedChunk.
     std::vector<std::uint16_t> holding(std::span<const std::uint32_t> trigrams) const;
     /// Appends the row ids of the chunks with these numbers.
     void append_rowids(std::span<const std::uint16_t> numbers,

@@ -1,3 +1,9 @@
+// A query of many trigrams asks for the few that fewest chunks of the shard hold, and intersects
+// their posting lists, the shortest first. It leaves out a list that is much longer than what is
+// left: reading it costs more than the few candidates that it would drop, and every candidate is
+// verified against its text anyway. A list is found by one seek: its block is the first row at or
+// after its trigram.
+
 #include <algorithm>
 #include <iterator>
 
@@ -10,11 +16,11 @@ namespace codetext::chunk_store {
 
 namespace {
 
-/// Trigrams asked for one query.
+/// Trigrams that one query asks for.
 constexpr std::size_t MAX_ASKED = 4;
-/// Trigrams of a needle among which the rarest are sought; a longer one has rare ones enough.
+/// Trigrams of a needle among which the rarest are looked for. So many hold rare ones enough.
 constexpr std::size_t MAX_WEIGHED = 256;
-/// A list this many times longer than what is left costs more to read than it drops.
+/// A list this many times longer than what is left is not worth reading.
 constexpr std::size_t NOT_WORTH_READING = 64;
 
 void keep_common(std::vector<std::uint16_t>& numbers, const std::vector<std::uint16_t>& others) {

@@ -1,3 +1,9 @@
+// Inverting chunks into posting lists: (trigram, chunk) pairs are sorted by trigram in two passes
+// of a radix sort (D. E. Knuth, "The Art of Computer Programming" 3, section 5.2.5). The first pass
+// counts pairs into 4,096 buckets by the high half of the trigram; the second sorts each bucket by
+// the low half, by counting where the bucket is large. Pairs come in the order of their chunks, and
+// both passes keep that order. O(pairs) time, four bytes a pair.
+
 #include <algorithm>
 #include <array>
 
@@ -14,25 +20,26 @@ namespace {
 constexpr std::size_t BLOCK_BYTES = 32'700;
 /// Most bytes of a directory entry and of what stands before the directory.
 constexpr std::size_t ENTRY_BYTES = 20;
-/// Where lists are short, a directory of this many is still read through in microseconds.
+/// Lists of a block. A search reads the directory from its start; so many entries take
+/// microseconds.
 constexpr std::size_t BLOCK_LISTS = 4096;
 
-/// Trigrams after which a shard is written though its chunks are few: they are large then.
+/// Trigrams after which a shard is written though it has few chunks, which bounds the memory.
 constexpr std::size_t MAX_GATHERED = 32 << 20;
 
-/// Bits of a trigram that choose its bucket; the rest sort within it.
+/// High bits of a trigram, which choose its bucket.
 constexpr unsigned BUCKET_BITS = 12;
 constexpr std::uint32_t BUCKETS = 1u << BUCKET_BITS;
 constexpr std::uint32_t LOW_MASK = BUCKETS - 1;
-/// Below this many entries, sorting beats counting into 4,096 places.
+/// Below this many entries comparing is faster than counting into 4,096 places.
 constexpr std::size_t SMALL_BUCKET = 4096;
 
 static_assert(SHARD_CHUNKS <= 1 << 16, "a chunk's number has 16 bits");
 
-/// The low bits of a trigram above the number of a chunk that holds it.
+/// A pair within a bucket: the low bits of the trigram above the chunk's number.
 using Entry = std::uint32_t;
 
-/// Sorts a bucket by trigram; entries of one trigram come, and stay, in the chunks' order.
+/// Sorts a bucket by trigram. Entries of one trigram keep the order of their chunks.
 void sort_bucket(std::span<Entry> bucket, std::vector<Entry>& scratch) {
     if (bucket.size() < SMALL_BUCKET) {
         std::sort(bucket.begin(), bucket.end());
@@ -46,7 +53,7 @@ void sort_bucket(std::span<Entry> bucket, std::vector<Entry>& scratch) {
     std::copy(scratch.begin(), scratch.end(), bucket.begin());
 }
 
-/// The content with its hash before it.
+/// The content after its hash.
 std::string hashed(const std::string& content) {
     std::string body;
     body.reserve(HASH_BYTES + content.size());
@@ -94,7 +101,7 @@ class BlockWriter {
     std::size_t _lists = 0;
     std::uint32_t _first = 0, _last = 0;
     std::string _directory, _bytes;
-    std::string _list;  ///< the list that is being put
+    std::string _list;  ///< the list that put() codes
 };
 
 void put_bucket(std::uint32_t bucket, std::span<const Entry> entries, BlockWriter& blocks) {
@@ -146,7 +153,6 @@ std::string ShardWriter::_coded_ranges() const {
     return bytes;
 }
 
-// Two steps of a radix sort: into buckets by the high half of the trigram, then within each bucket.
 void ShardWriter::_write_blocks(std::int64_t shard) {
     std::vector<std::uint32_t> place(BUCKETS + 1);
     for (const std::uint32_t trigram : _trigrams) ++place[(trigram >> BUCKET_BITS) + 1];

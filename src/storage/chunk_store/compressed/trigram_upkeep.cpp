@@ -1,3 +1,10 @@
+// Each commit appends a shard, and every search asks every shard, so shards must stay few. Shards
+// of about one size (within a power of eight) are merged when more than eight of them have
+// gathered, as in a log-structured merge tree (P. O'Neil et al., "The log-structured merge-tree",
+// 1996): a chunk moves at most once for each power. Merging reads the chunks of the shards' files
+// as they are now and makes their posting lists anew, so it needs no code that merges lists, and
+// stale numbers do not come along.
+
 #include "storage/chunk_store/compressed/trigram_upkeep.hpp"
 
 #include <algorithm>
@@ -15,11 +22,11 @@ namespace codetext::chunk_store {
 
 namespace {
 
-/// Shards of about one size that are let stand side by side.
+/// Shards of about one size that may stand side by side.
 constexpr std::size_t MAX_OF_A_SIZE = 8;
-/// Sizes are told apart by powers of eight, so that a chunk is moved at most once a power.
+/// Two sizes are about one when they lie in one power of eight.
 constexpr std::uint64_t LOG2_OF_A_SIZE = 3;
-/// A shard of this many chunks is only ever made anew with all the others.
+/// A shard of this many chunks is made anew only together with all the others.
 constexpr std::int64_t LARGE_SHARD_CHUNKS = SHARD_CHUNKS / 8;
 
 struct ShardSize {
@@ -32,7 +39,7 @@ void drop_shard(Database& db, std::int64_t id) {
                {id * TRIGRAMS, (id + 1) * TRIGRAMS});
 }
 
-/// Puts the chunks that the shards' files have now into new shards, in place of these.
+/// Replaces the shards by new ones, of the chunks that their files have now.
 void make_anew(Database& db, const std::vector<std::int64_t>& shards) {
     std::vector<std::int64_t> files;
     for (const std::int64_t id : shards) {

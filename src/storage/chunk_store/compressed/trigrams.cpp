@@ -1,3 +1,9 @@
+// The distinct trigrams of a text: a window of three bytes moves over it, and a bitmap with one bit
+// for each possible trigram tells whether it was seen. A trigram is written to the list always, and
+// the list grows only when its bit was new, so the loop has no branch. Afterwards only the bits
+// that were set are cleared: O(text), whatever the size of the bitmap. ASCII text needs seven bits
+// a byte, and the part of that bitmap which it touches fits the processor's cache.
+
 #include "storage/chunk_store/compressed/trigrams.hpp"
 
 #include <algorithm>
@@ -21,7 +27,7 @@ constexpr std::array<std::uint8_t, 256> FOLDED = [] {
 
 std::uint32_t folded(char byte) { return FOLDED[static_cast<unsigned char>(byte)]; }
 
-/// The trigram whose bytes stand BITS_PER_BYTE apart, with its bytes eight bits apart.
+/// Moves the three bytes of a trigram from BITS_PER_BYTE apart to eight bits apart.
 template <unsigned BITS_PER_BYTE>
 std::uint32_t widened(std::uint32_t narrow) {
     constexpr std::uint32_t MASK = (1u << BITS_PER_BYTE) - 1;
@@ -29,14 +35,14 @@ std::uint32_t widened(std::uint32_t narrow) {
            (narrow & MASK);
 }
 
-/// The bits of a word of the table that stand for trigrams ending in LF.
+/// The bits, in word number `word` of the bitmap, of trigrams that end in LF.
 template <unsigned BITS_PER_BYTE>
 std::uint64_t ending_in_line_feed(std::size_t word) {
     constexpr std::size_t WORDS_A_BYTE = (1u << BITS_PER_BYTE) / 64;
     return word % WORDS_A_BYTE == 0 ? std::uint64_t{1} << '\n' : 0;
 }
 
-/// A table in which every trigram that holds an LF counts as seen: none is ever found.
+/// A bitmap in which every trigram that holds an LF counts as seen, so that none is ever found.
 template <unsigned BITS_PER_BYTE>
 std::vector<std::uint64_t> table_without_line_feeds() {
     constexpr std::size_t BYTES = 1u << BITS_PER_BYTE;
@@ -58,8 +64,6 @@ bool holds_line_feed(std::uint32_t trigram) {
 
 TrigramCollector::TrigramCollector() : _seen_ascii(table_without_line_feeds<7>()) {}
 
-// ASCII text needs seven bits a byte, and the part of the table that it touches then fits the
-// cache.
 template <unsigned BITS_PER_BYTE>
 void TrigramCollector::_collect(std::string_view text, std::vector<std::uint64_t>& table) {
     constexpr std::uint32_t MASK = (1u << 3 * BITS_PER_BYTE) - 1;
