@@ -50,19 +50,30 @@ struct LineHit {
     std::int64_t column;
 };
 
-/// Finds a plain needle, line by line, in lines joined by LF.
+/// Finds a plain needle in lines joined by LF, as a search of one line after the other would.
 class NeedleSearch {
   public:
     NeedleSearch(std::string needle, bool case_sensitive);
-    /// The first match on the first line that has one, from `from` on, where a line begins.
+    /// The first match on the first line that has one, from `from` on, where a line begins. All
+    /// calls must be for one text, and `from` must not become less.
     std::optional<LineHit> next(std::string_view text, std::size_t from);
 
   private:
-    bool _folds_ascii_only(std::string_view text);
+    void _begin_piece(std::string_view text, std::size_t from);
+    std::optional<LineHit> _next_in_piece(std::string_view piece, std::size_t from);
+    std::optional<LineHit> _next_lowered(std::string_view text, std::size_t from) const;
+    /// Whether the piece, up to `end` and a little further, holds no letter that lower-cases into
+    /// ASCII, but ASCII's own.
+    bool _folds_ascii_only(std::string_view piece, std::size_t end);
+
     std::string _needle;
     bool _case_sensitive;
     bool _can_match;
-    std::optional<bool> _ascii_only;  ///< of the text searched, once it was looked through
+    bool _is_ascii;
+    std::optional<std::size_t>
+        _piece_end;                    ///< of the piece that is searched; none before the first
+    std::size_t _tested_end = 0;       ///< no such letter is in the piece before
+    bool _holds_such_letters = false;  ///< the rest of the piece may hold one
 };
 
 /// The line about byte `offset` of the text; the column counts the code points before it.

@@ -1,7 +1,9 @@
 #include "storage/code_text/line_matches.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
+#include <algorithm>
 #include <random>
 
 #include "storage/code_text/context.hpp"
@@ -57,8 +59,14 @@ TEST(line_matches, agrees_with_matching_line_by_line) {
     const Strings needles = reference::words(
         "a,b,A,,foo,k,ab,i,\u00e9, x,bc,int,\u0307,\u03c3,\u03c2,a\u03c2,x_y,a\nb", ',');
     for (int round = 0; round < 4000; ++round) {
-        const Lines lines = Lines::from(unicode::joined_lines(
-            test_support::nasty_text(random, static_cast<int>(random() % 30))));
+        std::string text = test_support::nasty_text(random, static_cast<int>(random() % 30));
+        // More than is searched at once, most of it without the letters that lower-case into ASCII.
+        for (int part = 0; round % 50 == 0 && part < 3; ++part) {
+            for (std::uint32_t i = random() % 900; i > 0; --i)
+                text += i % 50 == 0 ? "ab\n" : "z-\n";
+            text += test_support::nasty_text(random, 10);
+        }
+        const Lines lines = Lines::from(unicode::joined_lines(std::move(text)));
         const std::string& needle = needles[random() % needles.size()];
         for (const bool sensitive : {true, false}) {
             ASSERT_EQ(matches_of(lines, needle, sensitive), plain_matches(lines, needle, sensitive))
@@ -89,6 +97,39 @@ TEST(line_matches, looks_at_no_line_too_early_and_at_none_after_a_failure) {
     EXPECT_EQ(pattern.calls, 1);
     EXPECT_THROW(++it, std::runtime_error);
     EXPECT_TRUE(it == range.end());
+}
+
+// Memory that no access is granted to.
+class ClosedPages {
+  public:
+    explicit ClosedPages(std::string_view text_before)
+        : _at(static_cast<char*>(
+              mmap(nullptr, BYTES, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0))) {
+        std::fill(_at, _at + OPEN_BYTES, '\n');
+        std::copy(text_before.begin(), text_before.end(), _at);
+        mprotect(_at + OPEN_BYTES, BYTES - OPEN_BYTES, PROT_NONE);
+    }
+    ClosedPages(const ClosedPages&) = delete;
+    ClosedPages& operator=(const ClosedPages&) = delete;
+    ~ClosedPages() { munmap(_at, BYTES); }
+    std::string_view text() const { return {_at, BYTES}; }
+
+  private:
+    static constexpr std::size_t OPEN_BYTES = 1 << 16;
+    static constexpr std::size_t BYTES = 1 << 20;
+    char* _at;
+};
+
+TEST(line_matches, looks_no_further_ahead_than_a_piece) {
+    for (const char* lines : {"ab\nxK\n", "\u0130\n\u212a\n", "\u00e9\nk\n"}) {
+        const ClosedPages pages(lines);
+        for (const char* needle : {"k", ""}) {
+            NeedleSearch search(needle, false);
+            const auto hit = search.next(pages.text(), 0);
+            ASSERT_TRUE(hit) << lines;
+            EXPECT_EQ(hit->line_begin > 0, *needle == 'k') << lines;
+        }
+    }
 }
 
 TEST(context, clips_to_the_lines_there_are) {
