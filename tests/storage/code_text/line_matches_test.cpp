@@ -62,8 +62,7 @@ TEST(line_matches, agrees_with_matching_line_by_line) {
         std::string text = test_support::nasty_text(random, static_cast<int>(random() % 30));
         // More than is searched at once, most of it without the letters that lower-case into ASCII.
         for (int part = 0; round % 50 == 0 && part < 3; ++part) {
-            for (std::uint32_t i = random() % 900; i > 0; --i)
-                text += i % 50 == 0 ? "ab\n" : "z-\n";
+            for (auto i = random() % 900; i > 0; --i) text += i % 50 == 0 ? "ab\n" : "z-\n";
             text += test_support::nasty_text(random, 10);
         }
         const Lines lines = Lines::from(unicode::joined_lines(std::move(text)));
@@ -138,6 +137,9 @@ TEST(context, clips_to_the_lines_there_are) {
         std::vector<std::int64_t> numbers;
     };
     const Lines five(std::string("l1\nl2\nl3\nl4\nl5"));
+    std::string joined = "l1";
+    for (int i = 2; i <= 200; ++i) joined += "\nl" + std::to_string(i);
+    const Lines many(joined);
     constexpr std::int64_t MIN = std::numeric_limits<std::int64_t>::min();
     constexpr std::int64_t MAX = std::numeric_limits<std::int64_t>::max();
     for (const Case& c : std::vector<Case>{{2, 4, 1, {2, 3, 4}},
@@ -157,6 +159,15 @@ TEST(context, clips_to_the_lines_there_are) {
             EXPECT_EQ(line.content, "l" + std::to_string(line.line - c.start + 1));
         }
         EXPECT_EQ(numbers, c.numbers) << c.first << " to " << c.last;
+    }
+    for (std::int64_t first = -2; first < 204; ++first) {
+        const std::vector<ContextLine> cut = context(many, first, first + 2, 1);
+        const std::int64_t begin = std::max<std::int64_t>(first, 1);
+        ASSERT_EQ(std::ssize(cut), std::clamp<std::int64_t>(201 - begin, 0, first + 3 - begin));
+        for (std::int64_t line = begin; line < begin + std::ssize(cut); ++line) {
+            const ContextLine expected{line, many[static_cast<std::size_t>(line - 1)]};
+            EXPECT_EQ(cut[static_cast<std::size_t>(line - begin)], expected) << line;
+        }
     }
     EXPECT_TRUE(context(Lines(), -5, 5).empty());
 }
