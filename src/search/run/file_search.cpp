@@ -5,7 +5,13 @@
 
 namespace codetext::search {
 
+// A byte-order mark at a file's start is no part of what a pattern is matched with, nor of what is
+// printed: the first segment is replaced by one without it before it is searched. Only the column
+// of a match on line 1 counts the mark, for it is a column in the line as the text source has it.
+
 namespace {
+
+constexpr std::string_view BYTE_ORDER_MARK = "\uFEFF";
 
 std::int64_t now_ns() {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
@@ -14,6 +20,21 @@ std::int64_t now_ns() {
 
 std::int64_t saturated_sum(std::int64_t number, std::int64_t more) {
     return more > NO_LIMIT - number ? NO_LIMIT : number + more;
+}
+
+bool begins_with_mark(const code_text::Segment& segment) {
+    return segment.first == 1 && segment.lines.text().starts_with(BYTE_ORDER_MARK);
+}
+
+code_text::Lines without_mark(const code_text::Lines& lines) {
+    if (!lines.text().starts_with(BYTE_ORDER_MARK)) return lines;
+    return code_text::Lines(std::string(lines.text().substr(BYTE_ORDER_MARK.size())));
+}
+
+code_text::SegmentList without_mark(const code_text::SegmentList& segments) {
+    std::vector<code_text::Segment> copies(segments.begin(), segments.end());
+    copies.front().lines = without_mark(copies.front().lines);
+    return code_text::SegmentList(std::move(copies));
 }
 
 // Puts the lines around each match between the matches that search_segment found.
@@ -60,8 +81,8 @@ class ContextFiller {
             break;
         }
         if (!_has_all_lines) {
-            _result->all_lines =
-                code_text::lines(*_source, _result->file->file_id, _result->file->path);
+            _result->all_lines = without_mark(
+                code_text::lines(*_source, _result->file->file_id, _result->file->path));
             _has_all_lines = true;
         }
         return {_result->all_lines, 1};
@@ -114,14 +135,17 @@ void search_file(code_text::TextSource& source, const code_text::FileRow& file, 
     result.lines.clear();
     result.stats = {};
     result.segments = code_text::segments(source, file.file_id, file.path);
+    const bool has_mark = !result.segments.empty() && begins_with_mark(result.segments[0]);
+    if (has_mark) result.segments = without_mark(result.segments);
     for (const code_text::Segment& segment : result.segments) {
         if (result.stats.matched_lines >= wants.max_matches) break;
         search_segment(segment, query, wants, result);
     }
+    if (has_mark && !result.lines.empty() && result.lines[0].number == 1) ++result.lines[0].column;
     if (wants.lines && (wants.before > 0 || wants.after > 0)) {
         ContextFiller(source, wants, result).fill();
     }
-    result.stats.files_searched = result.segments.empty() ? 0 : 1;
+    result.stats.files_searched = 1;
     result.stats.files_with_match = result.stats.matched_lines > 0 ? 1 : 0;
     result.stats.elapsed_ns = now_ns() - start_ns;
 }

@@ -30,13 +30,14 @@ struct FileWants {
 /// A line to show. Its text lives as long as the FileResult is not used for another file.
 struct ResultLine {
     std::int64_t number;  ///< its number in the file, from 1
-    std::int64_t column;  ///< code points before the first match; -1 for a context line
-    std::string_view text;
+    /// Code points before the first match, a byte-order mark included; -1 for a context line.
+    std::int64_t column;
+    std::string_view text;  ///< without the byte-order mark that the file may begin with
     bool is_match() const { return column >= 0; }
 };
 
 struct Stats {
-    std::int64_t files_searched = 0;  ///< whose text was looked at
+    std::int64_t files_searched = 0;  ///< read from disk, or with candidates in the index
     std::int64_t files_with_match = 0;
     std::int64_t segments = 0;  ///< runs of lines that were searched: chunks, or files
     std::int64_t segments_without_match = 0;
@@ -59,8 +60,8 @@ struct FileResult {
     code_text::Lines all_lines;
 };
 
-/// Searches one file. `source` may be of any file before; `file` must outlive the result's use.
-/// Passes every failure of the index on.
+/// Searches one file, as if it had no byte-order mark at its start. `source` may be of any file
+/// before; `file` must outlive the result's use. Passes every failure of the index on.
 void search_file(code_text::TextSource& source, const code_text::FileRow& file, const Query& query,
                  const FileWants& wants, FileResult& result);
 
