@@ -17,13 +17,6 @@ bool lies_in(std::string_view path, std::string_view directory) {
            path[directory.size()] == '/';
 }
 
-bool globs_pass(const std::vector<Glob>& globs, std::string_view path) {
-    const auto last = std::find_if(globs.rbegin(), globs.rend(),
-                                   [&](const Glob& glob) { return glob.matches(path); });
-    if (last != globs.rend()) return !last->excludes();
-    return std::all_of(globs.begin(), globs.end(), [](const Glob& g) { return g.excludes(); });
-}
-
 // The paths without those that lie in another one of them.
 std::vector<std::string> outermost(std::vector<std::string> paths) {
     std::sort(paths.begin(), paths.end(),
@@ -121,7 +114,7 @@ bool passes(const FileFilter& filter, std::string_view path, std::string_view la
     const std::vector<std::string>& languages = filter.languages;
     return (languages.empty() ||
             std::find(languages.begin(), languages.end(), language) != languages.end()) &&
-           globs_pass(filter.globs, path);
+           selects(filter.globs, path);
 }
 
 std::vector<FileRow> selected_files(const Database& db, const FileFilter& filter) {

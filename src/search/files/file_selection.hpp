@@ -24,8 +24,7 @@ struct FileFilter {
     /// Files, or directories with all that lies below, relative to the repository's root; the empty
     /// path is the root itself.
     std::vector<std::string> paths;
-    /// The last one that matches decides. A file that none matches is searched if all exclude.
-    std::vector<Glob> globs;
+    std::vector<Glob> globs;             ///< as `selects` reads them
     std::vector<std::string> languages;  ///< as the indexer names them
 };
 

@@ -5,118 +5,77 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "search/files/glob_regex.hpp"
+
 namespace codetext::search {
 
 namespace {
 
-// Translates a glob, without its "!" and outer slashes, into a regular expression over paths.
-class Translation {
-  public:
-    explicit Translation(std::string_view glob) : _glob(glob) {}
+enum class PathKind { DIRECTORY, FILE };
 
-    std::string regex() {
-        while (_at < _glob.size()) _one();
-        if (_open_alternatives > 0) _fail("is missing a }");
-        return std::move(_regex);
+[[noreturn]] void fail(std::string_view glob, const std::string& what) {
+    throw std::invalid_argument("the glob " + std::string(glob) + " " + what);
+}
+
+// Whether `path` is the glob's own, or lies in a directory that the glob takes in whole.
+bool concerns(const Glob& glob, std::string_view path, PathKind kind) {
+    if (!glob.is_for_directories()) return glob.matches(path);
+    if (kind == PathKind::DIRECTORY && glob.matches(path)) return true;
+    return !glob.excludes() && glob.matches_above(path);
+}
+
+const Glob* deciding(const std::vector<Glob>& globs, std::string_view path, PathKind kind) {
+    const auto last = std::find_if(globs.rbegin(), globs.rend(),
+                                   [&](const Glob& glob) { return concerns(glob, path, kind); });
+    return last == globs.rend() ? nullptr : &*last;
+}
+
+bool lies_in_excluded(const std::vector<Glob>& globs, std::string_view path) {
+    // Most files lie in no directory that any glob excludes: one look a glob tells.
+    const bool may_lie = std::any_of(globs.begin(), globs.end(), [&](const Glob& glob) {
+        return glob.excludes() && glob.matches_above(path);
+    });
+    if (!may_lie) return false;
+    for (std::size_t slash = path.find('/'); slash != path.npos;
+         slash = path.find('/', slash + 1)) {
+        const Glob* glob = deciding(globs, path.substr(0, slash), PathKind::DIRECTORY);
+        if (glob && glob->excludes()) return true;
     }
-
-  private:
-    [[noreturn]] void _fail(const char* what) const {
-        throw std::invalid_argument("the glob " + std::string(_glob) + ' ' + what);
-    }
-
-    void _one() {
-        const char c = _glob[_at++];
-        if (c == '*') return _star();
-        if (c == '[') return _set();
-        if (c == '?') {
-            _regex += "[^/]";
-        } else if (c == '{') {
-            ++_open_alternatives;
-            _regex += "(?:";
-        } else if (c == '}' && _open_alternatives > 0) {
-            --_open_alternatives;
-            _regex += ')';
-        } else if (c == ',' && _open_alternatives > 0) {
-            _regex += '|';
-        } else {
-            _literal(c == '\\' && _at < _glob.size() ? _glob[_at++] : c);
-        }
-    }
-
-    void _literal(char c) { _regex += RE2::QuoteMeta(re2::StringPiece(&c, 1)); }
-
-    // Two stars stand for directories only where slashes or the glob's ends are about them.
-    void _star() {
-        const bool starts_component = _at == 1 || _glob[_at - 2] == '/';
-        const std::size_t end = std::min(_glob.find_first_not_of('*', _at), _glob.size());
-        const bool ends_component = end == _glob.size() || _glob[end] == '/';
-        const bool two = end == _at + 1;
-        _at = end;
-        if (!two || !starts_component || !ends_component) {
-            _regex += "[^/]*";
-        } else if (_at == _glob.size()) {
-            _regex += ".*";
-        } else {
-            ++_at;
-            _regex += "(?:.*/)?";
-        }
-    }
-
-    void _set() {
-        const bool negated = _at < _glob.size() && (_glob[_at] == '!' || _glob[_at] == '^');
-        if (negated) ++_at;
-        _regex += negated ? "[^/" : "[";
-        const std::size_t first = _at;
-        while (_at < _glob.size() && (_glob[_at] != ']' || _at == first)) {
-            _set_member(_glob[_at++]);
-        }
-        if (_at >= _glob.size()) _fail("is missing a ]");
-        ++_at;
-        _regex += ']';
-    }
-
-    void _set_member(char c) {
-        if (c == '-') {
-            _regex += '-';
-        } else {
-            _literal(c == '\\' && _at < _glob.size() ? _glob[_at++] : c);
-        }
-    }
-
-    std::string_view _glob;
-    std::size_t _at = 0;
-    int _open_alternatives = 0;
-    std::string _regex;
-};
-
-std::string path_regex(std::string_view glob, bool excludes) {
-    const bool directory = glob.ends_with('/');
-    if (directory) glob.remove_suffix(1);
-    const bool from_root = glob.find('/') != std::string_view::npos;
-    if (glob.starts_with('/')) glob.remove_prefix(1);
-    const std::string here = (from_root ? "" : "(?:.*/)?") + Translation(glob).regex();
-    if (directory) return here + "/.*";
-    return excludes ? here + "(?:/.*)?" : here;
+    return false;
 }
 
 }  // namespace
 
 class Glob::Compiled {
   public:
-    Compiled(const std::string& regex, const RE2::Options& options) : re(regex, options) {}
-    RE2 re;
+    explicit Compiled(const std::string& regex)
+        : path(regex, _options()), below(regex + "/.+", _options()) {}
+    RE2 path, below;
+
+  private:
+    static RE2::Options _options() {
+        RE2::Options options;
+        options.set_log_errors(false);
+        options.set_dot_nl(true);
+        return options;
+    }
 };
 
-Glob::Glob(std::string_view glob) : _excludes(glob.starts_with('!')) {
-    RE2::Options options;
-    options.set_log_errors(false);
-    options.set_dot_nl(true);
-    const std::string regex = path_regex(glob.substr(_excludes ? 1 : 0), _excludes);
-    _compiled = std::make_unique<const Compiled>(regex, options);
-    if (!_compiled->re.ok()) {
-        throw std::invalid_argument("the glob " + std::string(glob) +
-                                    " does not compile: " + _compiled->re.error());
+Glob::Glob(std::string_view glob)
+    : _excludes(glob.starts_with('!')), _is_for_directories(glob.ends_with('/')) {
+    std::string_view name = glob.substr(_excludes ? 1 : 0);
+    if (_is_for_directories) name.remove_suffix(1);
+    const bool from_root = name.find('/') != name.npos;
+    if (name.starts_with('/')) name.remove_prefix(1);
+    if (name.empty()) fail(glob, "names nothing");
+    try {
+        const std::string regex = glob_regex(name);
+        _compiled = std::make_unique<const Compiled>((from_root ? "" : "(?:.*/)?") + regex);
+    } catch (const std::invalid_argument& failure) {
+        fail(glob, failure.what());
+    }
+    for (const RE2* re : {&_compiled->path, &_compiled->below}) {
+        if (!re->ok()) fail(glob, "does not compile: " + re->error());
     }
 }
 
@@ -124,6 +83,17 @@ Glob::~Glob() = default;
 Glob::Glob(Glob&&) noexcept = default;
 Glob& Glob::operator=(Glob&&) noexcept = default;
 
-bool Glob::matches(std::string_view path) const { return RE2::FullMatch(path, _compiled->re); }
+bool Glob::matches(std::string_view path) const { return RE2::FullMatch(path, _compiled->path); }
+
+bool Glob::matches_above(std::string_view path) const {
+    return RE2::FullMatch(path, _compiled->below);
+}
+
+bool selects(const std::vector<Glob>& globs, std::string_view path) {
+    if (lies_in_excluded(globs, path)) return false;
+    if (const Glob* glob = deciding(globs, path, PathKind::FILE)) return !glob->excludes();
+    return std::all_of(globs.begin(), globs.end(),
+                       [](const Glob& glob) { return glob.excludes(); });
+}
 
 }  // namespace codetext::search

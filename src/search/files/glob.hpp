@@ -2,37 +2,52 @@
 
 // File name patterns, as .gitignore and ripgrep's -g have them.
 //
-//   search::Glob glob("!*.{min,gen}.js");
-//   if (glob.matches("web/app.min.js")) exclude();
+//   std::vector<search::Glob> globs;
+//   globs.emplace_back("*.js");
+//   globs.emplace_back("!vendor");
+//   if (search::selects(globs, "web/app.js")) search_in("web/app.js");
 
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace codetext::search {
 
-/// One glob. `*` stands for any run of characters but "/", `?` for one such character, `[a-z]` and
-/// `[!a-z]` for one of a set, `{a,b}` for alternatives, `**` between slashes for any directories, a
-/// backslash takes the next character as it is. A glob without "/", one at its end apart, is
-/// compared with the name alone, at any depth; any other with the path from the repository's root.
-/// A "!" in front excludes.
+/// One glob. `*` stands for any characters but "/", `?` for one such character, `[a-z]` and
+/// `[!a-z]` for one of a set or outside of it (never "/"), `{a,b}` for alternatives, as if each
+/// were written out, and a backslash takes the next character as it is. `**` stands for any
+/// directories in front of a "/" and for any path behind one; anywhere else it is a `*`.
+///
+/// A glob without "/", one at its end apart, is compared with the name alone, in any directory; any
+/// other with the path from the repository's root. A "/" at the end: directories only. A "!" in
+/// front excludes.
 class Glob {
   public:
-    /// Throws std::invalid_argument for a set or alternatives that are not closed.
+    /// Throws std::invalid_argument, with the glob and the reason, for a set or braces that are not
+    /// closed, a range out of order, a backslash at the end, what is not UTF-8, or no name at all.
     explicit Glob(std::string_view glob);
     ~Glob();
     Glob(Glob&&) noexcept;
     Glob& operator=(Glob&&) noexcept;
 
     bool excludes() const { return _excludes; }
-    /// Whether it is of the file at `path` (relative, with "/"): for one that excludes, or ends in
-    /// "/", also when it is of a directory that the file lies in.
+    bool is_for_directories() const { return _is_for_directories; }
+    /// Whether it matches the path (relative, with "/") of a file or directory.
     bool matches(std::string_view path) const;
+    /// Whether it matches the path of a directory that `path` lies in.
+    bool matches_above(std::string_view path) const;
 
   private:
     class Compiled;
     bool _excludes = false;
+    bool _is_for_directories = false;
     std::unique_ptr<const Compiled> _compiled;
 };
+
+/// Whether the globs let the file at `path` pass. The last glob that matches the file decides, one
+/// for directories matching all files below; when none does, the file passes if all globs exclude.
+/// Nothing passes from a directory that is excluded by the last glob that matches it.
+bool selects(const std::vector<Glob>& globs, std::string_view path);
 
 }  // namespace codetext::search
