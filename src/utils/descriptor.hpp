@@ -2,7 +2,7 @@
 
 // An open file descriptor that closes itself.
 //
-//   const Descriptor directory(::openat(AT_FDCWD, path, O_DIRECTORY | O_CLOEXEC));
+//   const Descriptor directory(::openat(AT_FDCWD, path.c_str(), O_DIRECTORY | O_CLOEXEC));
 //   if (!directory) throw_system_error("cannot open " + path);
 
 #include <unistd.h>

@@ -3,7 +3,7 @@
 // Reading files of a work tree that others may change meanwhile: no symbolic link is followed, and
 // nothing that could block or never end (a FIFO, a device, a socket) is read.
 //
-//   std::string bytes = codetext::fsio::read_bytes_no_follow("/repo/src/main.c");
+//   std::string bytes = fsio::read_bytes_no_follow(path);
 
 #include <cstdint>
 #include <filesystem>

@@ -4,7 +4,7 @@
 // tracked nor ignored), outside one every regular file. A repository inside (a submodule, a clone)
 // is listed by the same rule for itself. Nothing is read.
 //
-//   const FileList list = list_files("/home/me/project", 2);
+//   const FileList list = list_files(root, 2);
 
 #include <filesystem>
 #include <string>

@@ -4,8 +4,9 @@
 // ignores. git itself is asked, so that its ignore rules hold to the letter. Nothing here looks at
 // the files.
 //
-//   if (in_git_work_tree(root)) for (const std::string& path : git_paths(root).paths)
-//   look_at(path);
+//   if (in_git_work_tree(root)) {
+//       for (const std::string& path : git_paths(root).paths) look_at(path);
+//   }
 
 #include <filesystem>
 #include <string>

@@ -3,9 +3,9 @@
 // The language of a file, told from its name alone: what `-t LANG` selects by, and what the rule
 // for large data files looks at. Not for what a file says about itself (a #! line, a modeline).
 //
-//   indexer::language_of("drivers/net/tun.c")   // "c"
-//   indexer::language_of("Kconfig.debug")       // "kconfig"
-//   indexer::language_of("data/blob.xyz")       // ""
+//   assert(indexer::language_of("drivers/net/tun.c") == "c");
+//   assert(indexer::language_of("Kconfig.debug") == "kconfig");
+//   assert(indexer::language_of("data/blob.xyz").empty());
 
 #include <string_view>
 #include <vector>

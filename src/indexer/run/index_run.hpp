@@ -3,7 +3,7 @@
 // Making and refreshing the index of a repository. A run reads only what has changed, and one with
 // nothing to do writes nothing.
 //
-//   const IndexReport report = index_repository("/home/me/project");
+//   const IndexReport report = index_repository(root);
 //   print(report.files, report.new_files, report.changed_files);
 
 #include <cstdint>
