@@ -1,5 +1,5 @@
-# What codetext links with, each as a target. Static libraries where Debian ships them: a process that
-# carries its libraries starts sooner.
+# What codetext links with, each as a target. Static libraries where the system has them: a process
+# that carries its libraries starts sooner.
 find_package(Threads REQUIRED)
 find_package(fmt REQUIRED)
 find_package(CLI11 REQUIRED)
@@ -23,8 +23,17 @@ endfunction()
 
 codetext_static_library(codetext_icu unicode/ucasemap.h icuuc icudata)
 target_link_libraries(codetext_icu INTERFACE ${CMAKE_DL_LIBS})
-codetext_static_library(codetext_re2 re2/re2.h re2)
-target_link_libraries(codetext_re2 INTERFACE Threads::Threads)
+find_path(codetext_re2_header re2/re2.h REQUIRED)
+file(STRINGS "${codetext_re2_header}/re2/re2.h" codetext_re2_uses_abseil REGEX "#include \"absl/")
+if(codetext_re2_uses_abseil)  # from 2023-06-02 on; RE2's own package knows which libraries it takes
+    find_package(re2 CONFIG REQUIRED)
+    add_library(codetext_re2 INTERFACE)
+    target_link_libraries(codetext_re2 INTERFACE re2::re2)
+    set(codetext_all_static FALSE)
+else()
+    codetext_static_library(codetext_re2 re2/re2.h re2)
+    target_link_libraries(codetext_re2 INTERFACE Threads::Threads)
+endif()
 codetext_static_library(codetext_zstd zstd.h zstd)
 codetext_static_library(codetext_lz4 lz4hc.h lz4)
 codetext_static_library(codetext_xxhash xxhash.h xxhash)
@@ -35,7 +44,9 @@ if(CODETEXT_SYSTEM_SQLITE)
     add_library(codetext_sqlite ALIAS SQLite::SQLite3)
 else()
     if(NOT EXISTS "${CODETEXT_SQLITE_DIR}/sqlite3.c")
-        message(FATAL_ERROR "No SQLite amalgamation in ${CODETEXT_SQLITE_DIR}: run scripts/setup")
+        message(FATAL_ERROR "No SQLite amalgamation in ${CODETEXT_SQLITE_DIR}: run scripts/setup, "
+            "give another -DCODETEXT_SQLITE_DIR, or link the system's SQLite with "
+            "-DCODETEXT_SYSTEM_SQLITE=ON")
     endif()
     add_library(codetext_sqlite STATIC "${CODETEXT_SQLITE_DIR}/sqlite3.c")
     target_include_directories(codetext_sqlite SYSTEM PUBLIC "${CODETEXT_SQLITE_DIR}")
