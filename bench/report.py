@@ -50,6 +50,30 @@ def markdown(results):
     return "\n".join(["  \n".join(head), *(_corpus(corpus) for corpus in results["corpora"])])
 
 
+# A query of each kind: the README's table.
+README_QUERIES = ("no_such_symbol_zq", "kmem_cache_alloc_bulk", "spin_lock_irqsave", "return",
+                  "EXPORT_SYMBOL_GPL\\(dev_", "[0-9]{7,}")
+
+
+def readme_table(corpus):
+    """The times of a few queries, and of making and refreshing the index."""
+    names = ("codetext", "csearch", "ripgrep", "git grep", "ugrep")
+    rows = [f"Whole processes on {corpus['title']} ({corpus['files']:,} files, "
+            f"{corpus['source_bytes'] / 1e6:,.0f} MB), warm cache, in milliseconds:\n",
+            _row(["query", "matching lines", *names]), "|---|" + "--:|" * (len(names) + 1)]
+    for result in corpus["queries"]:
+        if result["query"] in README_QUERIES:
+            times = [milliseconds(result["times"][tool]["median"]) for tool in names]
+            rows.append(_row([f"`{result['query']}`", f"{result['lines']:,}", *times]))
+    build, sizes, refresh = corpus["build"], corpus["size_bytes"], corpus["refresh"]
+    rows.append(f"\nMaking the index takes {build['codetext']['median']:.1f} s (`cindex`: "
+                f"{build['csearch']['median']:.1f} s), refreshing it with nothing changed "
+                f"{milliseconds(refresh['nothing changed']['median'])} ms. The index takes "
+                f"{sizes['codetext'] / sizes['source']:.2f} bytes for each byte of source, the "
+                "text included.")
+    return "\n".join(rows)
+
+
 def _corpus(corpus):
     rows = [f"\n### {corpus['title']}\n",
             f"{corpus['files']:,} files, {corpus['source_bytes'] / 1e6:,.1f} MB. "
