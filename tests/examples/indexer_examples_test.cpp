@@ -31,6 +31,10 @@ class IndexerExamples : public ::testing::Test {
         folder.write("lib/b.c", "int b;\n");
         plan = plan_changes(db, layout, list_files(root, 2).files);
     }
+    void make_git_work_tree() const {
+        const std::vector<std::string> environment = {"PATH=/usr/local/bin:/usr/bin:/bin"};
+        ASSERT_EQ(run_process({"git", "init", "-q", root}, environment).status, 0);
+    }
     test_support::TempFolder folder;
     const std::filesystem::path root = folder.path();
     const chunk_store::Layout layout = chunk_store::default_layout().value();
@@ -46,13 +50,15 @@ TEST_F(IndexerExamples, file_list) {
     EXPECT_EQ(list.files.size(), 2u);
 }
 
-TEST_F(IndexerExamples, listing_of_a_git_work_tree) {
-    const std::vector<std::string> environment = {"PATH=/usr/local/bin:/usr/bin:/bin"};
-    ASSERT_EQ(run_process({"git", "init", "-q", root}, environment).status, 0);
+TEST_F(IndexerExamples, git_files) {
+    make_git_work_tree();
     const auto look_at = [&](const std::string& path) { seen.push_back(path); };
-    {
 #include "example_of/indexer/listing/git_files.hpp"
-    } EXPECT_EQ(seen, expected);
+    EXPECT_EQ(seen, expected);
+}
+
+TEST_F(IndexerExamples, file_status) {
+    make_git_work_tree();
 #include "example_of/indexer/listing/file_status.hpp"
     EXPECT_EQ(found.files.size(), 2u);
 }

@@ -41,9 +41,8 @@ TEST_F(Examples, database) {
     const std::filesystem::path path = db.db_path();
     std::int64_t used = 0;
     const auto use = [&](std::int64_t id) { used = id; };
-    {
 #include "example_of/storage/database/database.hpp"
-    } EXPECT_EQ(used, 7);
+    EXPECT_EQ(used, 7);
 }
 
 TEST_F(Examples, cursor) {
@@ -77,9 +76,8 @@ void statement_example(Connection& connection, Parameters parameters) {
 }
 
 TEST_F(Examples, transaction) {
-    {
 #include "example_of/storage/database/transaction.hpp"
-    } EXPECT_FALSE(db.fetchone("SELECT 1 FROM files WHERE id = 7"));
+    EXPECT_FALSE(db.fetchone("SELECT 1 FROM files WHERE id = 7"));
 }
 
 TEST_F(Examples, schema) {
