@@ -164,8 +164,6 @@ class OrderedPool {
         _window_bytes -= _expected_bytes(item, next);
         _done.emplace(item, std::move(done));
         if (item == _taken) _has_batch.notify_one();
-        // Nobody asks for what comes after a failure.
-        if (failed) _claimed = _work.items;
         if (failed || next == end) return std::nullopt;
         _has_room.wait(lock, stop, [&] { return _may_begin(next); });
         return stop.stop_requested() ? std::nullopt : std::optional(next);
