@@ -169,9 +169,9 @@ TEST(index_command, refuses_clearly) {
                  {empty, "index file", "file: Not a directory"},
                  {empty, "status,upgrade,verify", "run `codetext index` first"},
                  {no_file, "index,status,upgrade,verify,search code x",
-                  no_file.path() / ".codetext/index/code.db is no file; move it away"},
+                  no_file.path() / ".codetext/index/code.db is not a regular file; move it away"},
                  {no_table, "index,status,upgrade,verify,search code x",
-                  no_table.path() / ".codetext/index/code.db is no codetext index, or a damaged"},
+                  no_table.path() / ".codetext/index/code.db is not a codetext index, or a damaged"},
                  {empty, "index --layout flat", "--layout"},
                  {empty, "index --jobs 0,index --jobs many", "--jobs"},
                  {blocked, "index", "cannot make"},
@@ -180,8 +180,8 @@ TEST(index_command, refuses_clearly) {
                   "cannot read the index " + loop.path().string() + "/.codetext/index/code.db: "},
                  {newer, "index,status,upgrade,verify", "9.0.0"},
                  {broken_git, "index", "git cannot list the files of"},
-                 {broken_git, "status,verify,search code x", "no run of `codetext index` has"},
-                 {blank, "status,upgrade,verify,search code x", "no run of `codetext index` has"}};
+                 {broken_git, "status,verify,search code x", "is not filled yet: run `codetext index`"},
+                 {blank, "status,upgrade,verify,search code x", "is not filled yet: run `codetext index`"}};
     for (const auto& [repository, commands, error] : CASES) {
         for (const std::string& command : reference::words(commands, ',')) {
             const Outcome outcome = run(reference::words(command), repository.path());

@@ -34,10 +34,10 @@ TEST_F(SearchExamples, file_selection) {
 }
 
 TEST_F(SearchExamples, glob) {
-    bool excluded = false;
-    const auto exclude = [&] { excluded = true; };
+    std::string searched;
+    const auto search_in = [&](std::string_view path) { searched = path; };
 #include "example_of/search/files/glob.hpp"
-    EXPECT_TRUE(excluded);
+    EXPECT_EQ(searched, "web/app.js");
 }
 
 TEST_F(SearchExamples, match_span) {

@@ -36,7 +36,7 @@ Answer answer_of(test_support::TempIndex& index, const Query& query, const FileW
     options.wants = wants;
     const auto emit = [&](std::string_view out) {
         answer.lines += out;
-        return Visit::CONTINUE;
+        return true;
     };
     answer.stats = run_search(index.db, options, render, emit).stats;
     return answer;
