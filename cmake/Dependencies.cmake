@@ -2,7 +2,6 @@
 # that carries its libraries starts sooner.
 find_package(Threads REQUIRED)
 find_package(fmt REQUIRED)
-find_package(CLI11 REQUIRED)
 
 set(codetext_all_static TRUE)
 

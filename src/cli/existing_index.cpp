@@ -21,7 +21,7 @@ void check_index(const std::filesystem::path& root) {
                                          path, std::generic_category().message(errno)));
 }
 
-Database open_index(const std::filesystem::path& root) {
+Database open_existing_index(const std::filesystem::path& root) {
     check_index(root);
     Database db = schema::open_index(schema::index_path(root), Access::READ_ONLY);
     schema::check_filled(db);

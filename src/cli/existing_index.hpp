@@ -2,7 +2,7 @@
 
 // The index that a command works on when it does not make one.
 //
-//   const Database db = open_index(find_root("."));
+//   const Database db = open_existing_index(find_root("."));
 
 #include <filesystem>
 
@@ -16,6 +16,6 @@ void check_index(const std::filesystem::path& root);
 
 /// Opens the index of the repository at `root` for reading. Throws as check_index,
 /// schema::open_index and schema::check_filled do.
-Database open_index(const std::filesystem::path& root);
+Database open_existing_index(const std::filesystem::path& root);
 
 }  // namespace codetext::cli

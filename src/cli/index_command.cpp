@@ -3,10 +3,8 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
-#include <memory>
 #include <string>
 #include <utility>
 
@@ -18,13 +16,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-struct Arguments {
-    std::string path = ".";
-    std::string layout;
-    unsigned jobs = 0;
-};
-
-/// One line on a terminal that says how far the run is, and is gone at its end.
+/// One line on a terminal that says how far the run is. It is cleared at the end.
 class ProgressLine {
   public:
     explicit ProgressLine(bool shown) : _shown(shown) {}
@@ -51,13 +43,13 @@ class ProgressLine {
     Clock::time_point _next = Clock::now();
 };
 
-indexer::IndexOptions options_of(const Arguments& arguments, ProgressLine& line) {
+indexer::IndexOptions options_of(const IndexArguments& arguments, ProgressLine& line) {
     indexer::IndexOptions options;
     if (arguments.layout == chunk_store::COMPRESSED.name) options.layout = chunk_store::COMPRESSED;
     if (arguments.layout == chunk_store::CODE_CHUNKS.name) {
         options.layout = chunk_store::CODE_CHUNKS;
     }
-    options.threads = arguments.jobs;
+    options.threads = static_cast<unsigned>(arguments.jobs);
     options.progress = [&line](std::int64_t done, std::int64_t total) { line.show(done, total); };
     return options;
 }
@@ -83,41 +75,33 @@ void print_summary(const indexer::IndexReport& report, Clock::duration elapsed) 
         std::chrono::duration<double>(elapsed).count());
 }
 
-void run(const Arguments& arguments) {
+}  // namespace
+
+Command index_command(IndexArguments& arguments) {
+    constexpr std::int64_t MAX_JOBS = 256;
+    Command command = repository_command(
+        "index", "Make the index of a repository, or bring it up to date with its files",
+        arguments.repository);
+    command.options = {
+        {0, "layout", "LAYOUT", "Options",
+         "How a new index keeps the text: compressed (the default from SQLite 3.43 on) or "
+         "code_chunks",
+         Choice{&arguments.layout, {chunk_store::COMPRESSED.name, chunk_store::CODE_CHUNKS.name}}},
+        {'j', "jobs", "N", "Options", "Threads that read files, 1 to 256 (default: one a core)",
+         Number{&arguments.jobs, 1, MAX_JOBS}},
+    };
+    return command;
+}
+
+int run_index(const IndexArguments& arguments) {
     const auto begin = Clock::now();
     ProgressLine line(::isatty(STDERR_FILENO) == 1);
-    const indexer::IndexReport report =
-        indexer::index_repository(find_root(arguments.path), options_of(arguments, line));
+    const indexer::IndexReport report = indexer::index_repository(
+        find_root(arguments.repository.path()), options_of(arguments, line));
     line.clear();
     print_complaints(report);
     print_summary(report, Clock::now() - begin);
-}
-
-}  // namespace
-
-void add_index_command(CLI::App& app, int& exit_status) {
-    constexpr unsigned MAX_JOBS = 256;
-    auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = app.add_subcommand(
-        "index", "Make the index of a repository, or bring it up to date with its files");
-    command->add_option("PATH", arguments->path, "A directory of the repository (default: .)")
-        ->type_name("");
-    command
-        ->add_option("--layout", arguments->layout,
-                     "How a new index keeps the text (default: compressed, from SQLite 3.43)")
-        ->check(CLI::IsMember({std::string(chunk_store::COMPRESSED.name),
-                               std::string(chunk_store::CODE_CHUNKS.name)}))
-        ->option_text("compressed|code_chunks");
-    command
-        ->add_option(
-            "--jobs", arguments->jobs,
-            fmt::format("Threads that read files, 1 to {} (default: one a core)", MAX_JOBS))
-        ->check(CLI::Range(1U, MAX_JOBS))
-        ->option_text("N");
-    command->callback([arguments, &exit_status] {
-        run(*arguments);
-        exit_status = 0;
-    });
+    return 0;
 }
 
 }  // namespace codetext::cli

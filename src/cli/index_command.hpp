@@ -2,15 +2,25 @@
 
 // `codetext index [PATH]`: makes or refreshes the index of the repository that holds PATH.
 
-namespace CLI {
-class App;
-}
+#include <cstdint>
+#include <string>
+
+#include "cli/options.hpp"
+#include "cli/repository_arguments.hpp"
 
 namespace codetext::cli {
 
-/// Adds the subcommand. Running it sets `exit_status`, which must outlive `app`, and throws
-/// whatever ends the run. A file that cannot be read is reported on standard error and fails
-/// nothing.
-void add_index_command(CLI::App& app, int& exit_status);
+struct IndexArguments {
+    RepositoryArguments repository;
+    std::string layout;     ///< empty: the default of this SQLite
+    std::int64_t jobs = 0;  ///< 0: one a core
+};
+
+/// The command's table. `arguments` must outlive it.
+Command index_command(IndexArguments& arguments);
+
+/// Makes or refreshes the index; returns exit status 0. Reports a file that cannot be read on
+/// standard error and goes on. Throws whatever ends the run.
+int run_index(const IndexArguments& arguments);
 
 }  // namespace codetext::cli

@@ -4,14 +4,14 @@
 #include <fmt/ranges.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <filesystem>
-#include <memory>
 #include <stdexcept>
+#include <utility>
 
 #include "cli/color.hpp"
 #include "cli/existing_index.hpp"
+#include "cli/file_types.hpp"
 #include "cli/json_output.hpp"
 #include "cli/output.hpp"
 #include "cli/search_arguments.hpp"
@@ -35,28 +35,26 @@ std::int64_t ns_since(Clock::time_point start) {
 
 std::int64_t or_no_limit(std::int64_t number) { return number < 0 ? search::NO_LIMIT : number; }
 
-void check_languages(const std::vector<std::string>& languages) {
-    for (const std::string& language : languages) {
-        if (indexer::known_language(language)) continue;
-        throw std::invalid_argument(fmt::format("unknown language {}; known are {}", language,
-                                                fmt::join(indexer::known_languages(), ", ")));
-    }
-}
-
 search::QueryOptions query_options(const SearchArguments& arguments) {
     return {.patterns = arguments.patterns,
             .fixed_strings = arguments.fixed_strings,
-            .ignore_case = arguments.ignore_case && !arguments.case_sensitive,
-            .smart_case = arguments.smart_case && !arguments.case_sensitive,
+            .ignore_case = arguments.ignore_case,
+            .smart_case = arguments.smart_case,
             .words = arguments.words,
             .whole_lines = arguments.whole_lines};
 }
 
 search::FileFilter file_filter(const SearchArguments& arguments, const SearchPaths& paths) {
-    check_languages(arguments.languages);
-    search::FileFilter filter{
-        .paths = paths.searched(), .globs = {}, .languages = arguments.languages};
-    for (const std::string& glob : arguments.globs) filter.globs.emplace_back(glob);
+    search::FileFilter filter{.paths = paths.searched(),
+                              .globs = {},
+                              .languages = members_of_types(arguments.types),
+                              .languages_out = members_of_types(arguments.types_out)};
+    for (const std::string& glob : arguments.globs) {
+        if (glob.empty() || glob == "!") {
+            throw UsageError(fmt::format("--glob: \"{}\" is not a glob", glob));
+        }
+        filter.globs.emplace_back(glob);
+    }
     return filter;
 }
 
@@ -126,7 +124,7 @@ class SearchCommand {
   public:
     explicit SearchCommand(SearchArguments arguments)
         : _arguments(std::move(arguments)),
-          _paths(_arguments.positionals),
+          _paths(_arguments.paths),
           _options(search_options(_arguments, _paths)),
           _format(text_format(_arguments, _out.is_terminal())) {
         _format.query = &_options.query;
@@ -134,7 +132,7 @@ class SearchCommand {
     }
 
     int run() {
-        Database db = open_index(_paths.root());
+        Database db = open_existing_index(_paths.root());
         const SearchResult result = search::run_search(
             db, _options, [this](const auto& file, auto& rendered) { _render(file, rendered); },
             [this](std::string_view out) { return _emit(out); });
@@ -190,16 +188,13 @@ class SearchCommand {
 
 }  // namespace
 
-void add_search_command(CLI::App& app, int& exit_status) {
-    CLI::App* search = app.add_subcommand("search", "Search the index: `search code`");
-    search->require_subcommand(1);
-    CLI::App* code = search->add_subcommand("code", "Search the text of the repository's files");
-    auto arguments = std::make_shared<SearchArguments>();
-    add_search_options(*code, *arguments);
-    code->callback([arguments, &exit_status] {
-        arguments->settle_pattern();
-        exit_status = SearchCommand(*arguments).run();
-    });
+int run_search(SearchArguments arguments) {
+    if (arguments.type_list) {
+        fmt::print("{}", type_list());
+        return 0;
+    }
+    arguments.settle_pattern();
+    return SearchCommand(std::move(arguments)).run();
 }
 
 }  // namespace codetext::cli

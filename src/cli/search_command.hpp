@@ -1,14 +1,13 @@
 #pragma once
 
-// `codetext search code`.
+// `codetext search code`: runs the search and prints what it finds.
 
-#include <CLI/App.hpp>
+#include "cli/search_arguments.hpp"
 
 namespace codetext::cli {
 
-/// Adds the command; when it is the one that the user gave, its callback runs the search and sets
-/// `exit_status`: 0 for a match, 1 for none. The callback throws what is wrong with the input, and
-/// every failure of the index.
-void add_search_command(CLI::App& app, int& exit_status);
+/// Runs the search; returns the exit status: 0 for a match, 1 for none. Throws what is wrong with
+/// the arguments, and every failure of the index.
+int run_search(SearchArguments arguments);
 
 }  // namespace codetext::cli

@@ -2,10 +2,8 @@
 
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <array>
 #include <cstdint>
-#include <memory>
 #include <string>
 
 #include "cli/existing_index.hpp"
@@ -29,8 +27,14 @@ std::string readable_bytes(std::int64_t bytes) {
     return fmt::format("{:.1f} {}", size, UNITS[unit]);
 }
 
-void run(const std::filesystem::path& path) {
-    const Database db = open_index(find_root(path));
+}  // namespace
+
+Command status_command(RepositoryArguments& arguments) {
+    return repository_command("status", "Say what the index holds", arguments);
+}
+
+int run_status(const RepositoryArguments& arguments) {
+    const Database db = open_existing_index(find_root(arguments.path()));
     const indexer::IndexStatus status = indexer::index_status(db);
     fmt::print("index           {}\n", db.db_path().string());
     fmt::print("schema          {}\n", status.schema_version);
@@ -43,18 +47,7 @@ void run(const std::filesystem::path& path) {
     fmt::print("without chunks  {}\n", status.without_chunks);
     fmt::print("skipped         {} binary, {} unreadable\n", status.binary_files,
                status.unreadable_files);
-}
-
-}  // namespace
-
-void add_status_command(CLI::App& app, int& exit_status) {
-    auto path = std::make_shared<std::string>(".");
-    CLI::App* command = app.add_subcommand("status", "Say what the index holds");
-    command->add_option("PATH", *path, "A directory of the repository (default: .)")->type_name("");
-    command->callback([path, &exit_status] {
-        run(*path);
-        exit_status = 0;
-    });
+    return 0;
 }
 
 }  // namespace codetext::cli

@@ -2,14 +2,15 @@
 
 // `codetext status [PATH]`: what the index of the repository that holds PATH consists of.
 
-namespace CLI {
-class App;
-}
+#include "cli/options.hpp"
+#include "cli/repository_arguments.hpp"
 
 namespace codetext::cli {
 
-/// Adds the subcommand. Running it sets `exit_status`, which must outlive `app`, and throws when
-/// there is no index that can be read.
-void add_status_command(CLI::App& app, int& exit_status);
+/// The command's table. `arguments` must outlive it.
+Command status_command(RepositoryArguments& arguments);
+
+/// Prints the status; returns exit status 0. Throws when there is no index that can be read.
+int run_status(const RepositoryArguments& arguments);
 
 }  // namespace codetext::cli

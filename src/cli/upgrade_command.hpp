@@ -2,14 +2,15 @@
 
 // `codetext upgrade [PATH]`: applies the schema steps that an older index lacks.
 
-namespace CLI {
-class App;
-}
+#include "cli/options.hpp"
+#include "cli/repository_arguments.hpp"
 
 namespace codetext::cli {
 
-/// Adds the subcommand. Running it sets `exit_status`, which must outlive `app`, and throws when
-/// there is no index or a step fails.
-void add_upgrade_command(CLI::App& app, int& exit_status);
+/// The command's table. `arguments` must outlive it.
+Command upgrade_command(RepositoryArguments& arguments);
+
+/// Upgrades the index; returns exit status 0. Throws when there is no index or a step fails.
+int run_upgrade(const RepositoryArguments& arguments);
 
 }  // namespace codetext::cli

@@ -1,16 +1,18 @@
 #pragma once
 
-// `codetext verify [PATH]`: checks that the index reads back whole and agrees with itself. Nothing
-// is compared with the files on disk.
+// `codetext verify [PATH]`: checks that the index reads back whole and that its tables agree. It
+// compares nothing with the files on disk.
 
-namespace CLI {
-class App;
-}
+#include "cli/options.hpp"
+#include "cli/repository_arguments.hpp"
 
 namespace codetext::cli {
 
-/// Adds the subcommand. Running it sets `exit_status`, which must outlive `app`: 0 for a whole
-/// index, 1 when problems were found, each printed on a line of its own.
-void add_verify_command(CLI::App& app, int& exit_status);
+/// The command's table. `arguments` must outlive it.
+Command verify_command(RepositoryArguments& arguments);
+
+/// Returns the exit status: 0 for a whole index, 1 after printing each problem on its own line.
+/// Throws when there is no index that can be read.
+int run_verify(const RepositoryArguments& arguments);
 
 }  // namespace codetext::cli

@@ -135,11 +135,13 @@ TEST(program, names_the_command_that_it_does_not_have) {
         Arguments arguments;
         std::string error;
     } CASES[] = {
-        {{"serach", "code", "x"}, "there is no command serach; known are index, search, status, "},
-        {{"--colour"}, "a command is missing before --colour; known are index, "},
-        {{}, "a command is missing; known are index, "},
-        {{"search", "cod", "x"}, "there is no command search cod; known are search code\n"},
-        {{"search"}, "a command is missing; known are search code\n"}};
+        {{"serach", "code", "x"}, "unknown command serach; did you mean search code?\n"},
+        {{"flush"}, "unknown command flush; the commands are index, search code, status, "},
+        {{"--colour"}, "unknown option --colour; options of a command follow its name\n"},
+        {{}, "a command is missing; the commands are index, search code, status, "},
+        {{"search", "cod", "x"}, "unknown command search cod; did you mean search code?\n"},
+        {{"search"}, "unknown command search; did you mean search code?\n"},
+        {{"status", "a", "b"}, "too many arguments: b\n"}};
     for (const auto& [arguments, error] : CASES) {
         const Outcome outcome = run(arguments, folder.path());
         EXPECT_EQ(outcome.status, 2) << error;

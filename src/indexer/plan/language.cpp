@@ -8,12 +8,6 @@
 namespace codetext::indexer {
 namespace {
 
-struct Language {
-    std::string_view name;
-    std::string_view extensions;  ///< what may follow a file name's last dot, between spaces
-    std::string_view file_names;  ///< whole names, or what of one lies before its first dot
-};
-
 constexpr auto LANGUAGES = std::to_array<Language>({
     {"ada", "ada adb ads", ""},
     {"asciidoc", "adoc asc asciidoc", ""},
@@ -204,17 +198,10 @@ std::string_view language_of(std::string_view path) {
     return find(NAMES, name.substr(0, name.find('.'))).value_or("");
 }
 
-const std::vector<std::string_view>& known_languages() {
-    static const std::vector<std::string_view> NAMES_OF_ALL = [] {
-        std::vector<std::string_view> names;
-        for (const Language& language : LANGUAGES) names.push_back(language.name);
-        return names;
-    }();
-    return NAMES_OF_ALL;
-}
+std::span<const Language> known_languages() { return LANGUAGES; }
 
 bool known_language(std::string_view name) {
-    return std::ranges::binary_search(known_languages(), name);
+    return std::ranges::binary_search(LANGUAGES, name, {}, &Language::name);
 }
 
 }  // namespace codetext::indexer

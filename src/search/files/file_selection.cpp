@@ -17,6 +17,13 @@ bool lies_in(std::string_view path, std::string_view directory) {
            path[directory.size()] == '/';
 }
 
+bool is_one_of(const std::vector<std::string>& languages, std::string_view path,
+               std::string_view language) {
+    return std::any_of(languages.begin(), languages.end(), [&](const std::string& one) {
+        return one.starts_with('.') ? path.ends_with(one) : one == language;
+    });
+}
+
 // The paths without those that lie in another one of them.
 std::vector<std::string> outermost(std::vector<std::string> paths) {
     std::sort(paths.begin(), paths.end(),
@@ -111,10 +118,8 @@ bool has_files_at(const Database& db, const std::string& path) {
 }
 
 bool passes(const FileFilter& filter, std::string_view path, std::string_view language) {
-    const std::vector<std::string>& languages = filter.languages;
-    return (languages.empty() ||
-            std::find(languages.begin(), languages.end(), language) != languages.end()) &&
-           selects(filter.globs, path);
+    return (filter.languages.empty() || is_one_of(filter.languages, path, language)) &&
+           !is_one_of(filter.languages_out, path, language) && selects(filter.globs, path);
 }
 
 std::vector<FileRow> selected_files(const Database& db, const FileFilter& filter) {

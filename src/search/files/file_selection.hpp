@@ -24,8 +24,10 @@ struct FileFilter {
     /// Files, or directories with all that lies below, relative to the repository's root; the empty
     /// path is the root itself.
     std::vector<std::string> paths;
-    std::vector<Glob> globs;             ///< as `selects` reads them
-    std::vector<std::string> languages;  ///< as the indexer names them
+    std::vector<Glob> globs;  ///< as `selects` reads them
+    /// Languages as the indexer names them, or endings of paths such as ".h".
+    std::vector<std::string> languages;
+    std::vector<std::string> languages_out = {};  ///< likewise; a file of any is not searched
 };
 
 /// Whether the filter's globs and languages let the file pass; its paths are not looked at.

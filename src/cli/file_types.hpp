@@ -1,0 +1,20 @@
+#pragma once
+
+// The types that -t and -T take: the languages of the index, the short names that people use for
+// them, and a few types that also take in files of another language.
+//
+//   cli::members_of_types({"py", "cpp"})   // {"python", "cpp", ".h"}
+
+#include <string>
+#include <vector>
+
+namespace codetext::cli {
+
+/// What search::FileFilter::languages needs so that it selects files of these types: languages, and
+/// endings such as ".h". Throws UsageError, which names the nearest types, for an unknown one.
+std::vector<std::string> members_of_types(const std::vector<std::string>& types);
+
+/// A line for each type: its name, its other names, the names of its files.
+std::string type_list();
+
+}  // namespace codetext::cli

@@ -1,0 +1,91 @@
+#pragma once
+
+// What a command takes on its command line, as a table, and the reader that follows the table. The
+// table is data: help.hpp makes the help text from it too. Every argument reaches its target as the
+// exact bytes that the user gave; nothing is read from the environment or from a file.
+//
+//   bool all = false;
+//   std::vector<std::string> paths;
+//   const cli::Command list{.name = "list",
+//                           .summary = "List files",
+//                           .positionals = {{"PATH", "A directory"}},
+//                           .usage = "[PATH...]",
+//                           .rest = &paths,
+//                           .options = {{'a', "all", "", "", "Hidden ones too", cli::Flag{&all}}}};
+//   cli::parse(list, {"-a", "--", "-odd-name"});   // all is true, paths holds "-odd-name"
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace codetext::cli {
+
+/// An option without a value. It sets `on` and clears `off`: of flags that contradict one another,
+/// the last one given counts.
+struct Flag {
+    bool* on;
+    std::vector<bool*> off = {};
+};
+
+/// A decimal number; the last one given counts.
+struct Number {
+    std::int64_t* to;
+    std::int64_t least = 0;
+    std::int64_t most = std::numeric_limits<std::int64_t>::max();
+};
+
+/// One of a few words; the last one given counts.
+struct Choice {
+    std::string* to;
+    std::vector<std::string_view> words;
+};
+
+/// Any text; each one given is added.
+struct List {
+    std::vector<std::string>* to;
+};
+
+struct Option {
+    char short_name = 0;  ///< 0: none
+    std::string_view long_name;
+    std::string_view value_name;  ///< empty for a Flag
+    std::string_view group;       ///< the heading that the help text shows it under
+    std::string_view help;
+    std::variant<Flag, Number, Choice, List> target;
+};
+
+struct Positional {
+    std::string_view name;
+    std::string_view help;
+};
+
+/// All that a command takes. The targets must outlive every call of parse.
+struct Command {
+    std::string_view name;  ///< the words that choose it: "search code"; empty for the program
+    std::string_view summary;
+    std::vector<Positional> positionals;
+    std::string_view usage;          ///< what follows the options in the usage line
+    std::vector<std::string>* rest;  ///< takes the positionals, in the order given
+    std::size_t most_positionals = std::numeric_limits<std::size_t>::max();
+    std::vector<Option> options;
+    std::string_view notes;     ///< the end of the help text: exit status, examples
+    std::string_view dash_tip;  ///< follows the message about an unknown option
+};
+
+/// The command line is wrong; the message says what to change.
+class UsageError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Reads the arguments that follow the command's name and fills the table's targets. Options may
+/// stand before, between and after positionals; `--` ends the options. A long name must be given in
+/// full. Throws UsageError. Not safe for use by two threads at once.
+void parse(const Command& command, std::vector<std::string> arguments);
+
+}  // namespace codetext::cli

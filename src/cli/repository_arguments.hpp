@@ -1,0 +1,36 @@
+#pragma once
+
+// What a command takes that works on a whole repository: one directory of it, or none.
+//
+//   cli::RepositoryArguments arguments;
+//   const cli::Command command = cli::repository_command("status", "Say ...", arguments);
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/options.hpp"
+
+namespace codetext::cli {
+
+struct RepositoryArguments {
+    std::vector<std::string> paths;  ///< at most one
+    /// The directory given, or the current one.
+    std::string path() const { return paths.empty() ? "." : paths.front(); }
+};
+
+/// A command that takes a PATH and no option yet. `arguments` must outlive it.
+inline Command repository_command(std::string_view name, std::string_view summary,
+                                  RepositoryArguments& arguments) {
+    return {.name = name,
+            .summary = summary,
+            .positionals = {{"PATH", "A directory of the repository (default: the current one)"}},
+            .usage = "[PATH]",
+            .rest = &arguments.paths,
+            .most_positionals = 1,
+            .options = {},
+            .notes = "",
+            .dash_tip = "use -- for a path that begins with -"};
+}
+
+}  // namespace codetext::cli
