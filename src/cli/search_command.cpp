@@ -50,10 +50,7 @@ search::FileFilter file_filter(const SearchArguments& arguments, const SearchPat
                               .languages = members_of_types(arguments.types),
                               .languages_out = members_of_types(arguments.types_out)};
     for (const std::string& glob : arguments.globs) {
-        if (glob.empty() || glob == "!") {
-            throw UsageError(fmt::format("--glob: \"{}\" is not a glob", glob));
-        }
-        filter.globs.emplace_back(glob);
+        filter.globs.emplace_back(paths.glob_from_root(glob));
     }
     return filter;
 }

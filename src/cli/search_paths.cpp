@@ -34,6 +34,22 @@ fs::path directory_of(const fs::path& path) {
     return fs::is_directory(path) ? path : path.parent_path();
 }
 
+bool take_prefix(std::string_view& text, std::string_view prefix) {
+    if (!text.starts_with(prefix)) return false;
+    text.remove_prefix(prefix.size());
+    return true;
+}
+
+/// A glob that matches this path alone.
+std::string without_wildcards(std::string_view path) {
+    std::string glob;
+    for (const char c : path) {
+        if (std::string_view("\\*?[]{},!").find(c) != std::string_view::npos) glob += '\\';
+        glob += c;
+    }
+    return glob;
+}
+
 }  // namespace
 
 SearchPaths::SearchPaths(const std::vector<std::string>& given) {
@@ -55,6 +71,29 @@ SearchPaths::SearchPaths(const std::vector<std::string>& given) {
     } else {
         _to_root = _root.lexically_relative(current).string() + '/';
     }
+}
+
+std::string SearchPaths::glob_from_root(const std::string& glob) const {
+    std::string_view rest = glob;
+    const bool excludes = take_prefix(rest, "!");
+    if (rest.empty()) throw std::invalid_argument("--glob: \"" + glob + "\" is not a glob");
+    const bool is_name = rest.find('/') >= rest.size() - 1 && rest != "./" && rest != "../";
+    if (is_name || rest.starts_with("**/")) return glob;
+    std::string_view directory = _from_root;
+    if (!_to_root.empty()) take_prefix(rest, _to_root);
+    while (true) {
+        if (take_prefix(rest, "../")) {
+            if (directory.empty()) {
+                throw std::invalid_argument("--glob: " + glob + " leads out of the repository");
+            }
+            directory.remove_suffix(1);
+            directory = directory.substr(0, directory.rfind('/') + 1);
+        } else if (!take_prefix(rest, "./") && !take_prefix(rest, "/")) {
+            break;
+        }
+    }
+    return (excludes ? "!/" : "/") + without_wildcards(directory) +
+           std::string(rest.empty() ? "**" : rest);
 }
 
 std::string SearchPaths::shown(std::string_view path) const {

@@ -1,7 +1,7 @@
 #pragma once
 
-// The paths of a search: from those that its user gives, relative to the current directory, to
-// those of the index, relative to the repository's root, and back.
+// The paths of a search. Users give and read paths relative to the current directory; the index
+// has paths relative to the repository's root. This class translates both ways.
 //
 //   cli::SearchPaths paths({"../drivers"});
 //   Database db = schema::open_index(schema::index_path(paths.root()), Access::READ_ONLY);
@@ -16,24 +16,30 @@ namespace codetext::cli {
 
 class SearchPaths {
   public:
-    /// `given` as the user gave them; none stands for the current directory. The first one says
-    /// which repository it is.
-    /// Throws std::system_error for a path that does not exist, std::invalid_argument for one that
-    /// lies outside of the repository.
+    /// `given` as the user gave them; none stands for the current directory. The first one decides
+    /// which repository is searched. Throws std::system_error for a path that does not exist,
+    /// std::invalid_argument for one that lies outside of the repository.
     explicit SearchPaths(const std::vector<std::string>& given);
 
     const std::filesystem::path& root() const { return _root; }
-    /// What was given, relative to the root; "" is the root itself.
+    /// The given paths relative to the root; "" is the root itself.
     const std::vector<std::string>& searched() const { return _searched; }
-    /// A path of the index as it leads there from the current directory.
+    /// The path that leads from the current directory to a file of the index.
     std::string shown(std::string_view path) const;
+    /// A glob of the user as search::Glob takes it. One with a "/" (not counting a "/" at its end)
+    /// is relative to the current directory, and the result to the root; one that begins with "**/"
+    /// holds at any depth, as one without a "/" does. Throws std::invalid_argument for an empty
+    /// glob and for one that leads out of the repository.
+    std::string glob_from_root(const std::string& glob) const;
 
   private:
     std::filesystem::path _root;
     std::vector<std::string> _searched;
-    std::string
-        _from_root;        ///< the current directory relative to the root, with a final "/", or ""
-    std::string _to_root;  ///< the root relative to a current directory outside of it, likewise
+    /// The current directory relative to the root, with a "/" at its end; empty for the root
+    /// itself, and for a directory outside of the repository.
+    std::string _from_root;
+    /// The root relative to a current directory outside of the repository, likewise.
+    std::string _to_root;
 };
 
 }  // namespace codetext::cli

@@ -113,6 +113,41 @@ TEST_F(SearchCode, takes_and_shows_paths_relative_to_the_current_directory) {
     EXPECT_EQ(out({"-l", "fooled", name}, ".."), name + "/a.c\n");
 }
 
+TEST_F(SearchCode, takes_globs_relative_to_the_current_directory) {
+    repository.write("lib/[a]{b},!/c.py", "foo\n");
+    repository.write("lib/a/c.py", "foo\n");
+    index();
+    const std::string name = repository.path().filename(), odd = "lib/[a]{b},!";
+    const struct {
+        std::string below, glob, expected;
+        Arguments paths = {};
+    } GLOBS[] = {
+        {"lib", "deep/*", "deep/c.py\n"},
+        {"lib", "/b.h", "b.h\n"},
+        {"lib", "./*.h", "b.h\n"},
+        {"lib", "!*/c.py", "b.h\n"},
+        {"lib", "c.py", "[a]{b},!/c.py\na/c.py\ndeep/c.py\n"},
+        {"lib", "deep/", "deep/c.py\n"},
+        {"lib", "lib/**", ""},
+        {"lib/deep", "../b.h", "../b.h\n", {".."}},
+        {"lib/deep", "../../*.c", "../../a.c\n", {"../.."}},
+        {"lib/deep", "./", "c.py\n", {".."}},
+        {"lib/deep", "**/a/c.py", "../a/c.py\n", {".."}},
+        {"lib/deep", "*.h", "../b.h\n", {".."}},
+        {odd, "/c.py", "c.py\n"},
+        {odd, "/c.py", "c.py\n", {".."}},
+        {"..", name + "/lib/*.h", name + "/lib/b.h\n", {name}},
+        {"..", "lib/*.h", name + "/lib/b.h\n", {name}},
+        {"", "./*.c", "a.c\n"},
+        {"", "lib/*/c.py", "lib/[a]{b},!/c.py\nlib/a/c.py\nlib/deep/c.py\n"},
+    };
+    for (const auto& [below, glob, expected, paths] : GLOBS) {
+        Arguments arguments = {"-l", "-g", glob, "foo"};
+        arguments.insert(arguments.end(), paths.begin(), paths.end());
+        EXPECT_EQ(out(arguments, below), expected) << below << ' ' << glob;
+    }
+}
+
 TEST_F(SearchCode, exits_with_0_for_a_match_1_for_none_2_for_an_error) {
     index();
     EXPECT_EQ(search(repository, {"-q", "foo"}).status, 0);
@@ -125,6 +160,7 @@ TEST_F(SearchCode, exits_with_0_for_a_match_1_for_none_2_for_an_error) {
         {{"-C", "-1", "foo"}, "--context: \"-1\""},
         {{"-g", "", "foo"}, "--glob: \"\""},
         {{"-g", "!", "foo"}, "--glob: \"!\""},
+        {{"-g", "../*.c", "foo"}, "--glob: ../\\*.c leads out of the repository"},
         {{"-t", "", "foo"}, "unknown type \"\""},
         {{"-T", "pyhton", "foo"}, "unknown type pyhton; did you mean python.; --type-list"},
         {{"-t", "klingon", "foo"}, "unknown type klingon; .*--type-list"},
