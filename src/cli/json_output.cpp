@@ -114,15 +114,17 @@ void line_data(Json& json, const ResultLine& line, const std::vector<MatchSpan>&
 
 }  // namespace
 
-void render_json(const FileResult& result, const search::Query& query, const SearchPaths& paths,
-                 search::Rendered& rendered) {
-    const std::string path = paths.shown(result.file->path);
+std::int64_t render_json(const FileResult& result, const search::Query& query,
+                         const SearchPaths& paths, std::string& out) {
+    // A directory above the repository may have a name that is not UTF-8.
+    const std::string path = unicode::decode(paths.shown(result.file->path));
+    search::Stats shown = result.stats;
     Objects objects;
     objects.add("begin", [&](Json& json) { wrapped_text(json, "path", path); });
     for (const ResultLine& line : result.lines) {
         std::vector<MatchSpan> spans;
         if (line.is_match()) spans = search::match_spans(query, line.text);
-        rendered.stats.matches += static_cast<std::int64_t>(spans.size());
+        shown.matches += static_cast<std::int64_t>(spans.size());
         objects.add(line.is_match() ? "match" : "context",
                     [&](Json& json) { line_data(json, line, spans, path); });
     }
@@ -131,9 +133,10 @@ void render_json(const FileResult& result, const search::Query& query, const Sea
         wrapped_text(json, "path", path);
         key(json, "binary_offset");
         json.Null();
-        stats(json, rendered.stats, bytes_printed);
+        stats(json, shown, bytes_printed);
     });
-    rendered.out.append(objects.view());
+    out.append(objects.view());
+    return shown.matches;
 }
 
 std::string json_summary(const search::SearchResult& result, std::int64_t elapsed_ns,

@@ -16,9 +16,9 @@
 
 namespace codetext::cli {
 
-/// Writes the objects for one file with a match, and counts its matches.
-void render_json(const search::FileResult& result, const search::Query& query,
-                 const SearchPaths& paths, search::Rendered& rendered);
+/// Appends the objects for one file with a match; returns the number of matches that it wrote.
+std::int64_t render_json(const search::FileResult& result, const search::Query& query,
+                         const SearchPaths& paths, std::string& out);
 
 /// The summary line. `elapsed_ns` is the time that the whole search took.
 std::string json_summary(const search::SearchResult& result, std::int64_t elapsed_ns,

@@ -76,13 +76,19 @@ SourceWanted source_wanted(std::string_view name) {
     return name == "disk" ? SourceWanted::DISK : SourceWanted::AUTO;
 }
 
+search::ResultKind result_kind(const SearchArguments& arguments) {
+    if (arguments.files_without_match) return search::ResultKind::FILE_WITHOUT_MATCH;
+    const bool is_of_files = arguments.files_with_matches || arguments.count;
+    return is_of_files ? search::ResultKind::FILE_WITH_MATCH : search::ResultKind::MATCHING_LINE;
+}
+
 SearchOptions search_options(const SearchArguments& arguments, const SearchPaths& paths) {
     SearchOptions options;
     options.query = search::make_query(query_options(arguments));
     options.filter = file_filter(arguments, paths);
     options.source = source_wanted(arguments.source);
     options.wants = file_wants(arguments);
-    options.files_without_match = arguments.files_without_match;
+    options.result_kind = result_kind(arguments);
     options.limit = or_no_limit(arguments.limit);
     if (arguments.quiet) options.limit = std::min<std::int64_t>(options.limit, 1);
     return options;
@@ -131,7 +137,7 @@ class SearchCommand {
     int run() {
         Database db = open_existing_index(_paths.root());
         const SearchResult result = search::run_search(
-            db, _options, [this](const auto& file, auto& rendered) { _render(file, rendered); },
+            db, _options, [this](const auto& file, std::string& out) { return _render(file, out); },
             [this](std::string_view out) { return _emit(out); });
         _finish(result);
         if (result.results == 0) _report_unknown_paths(db);
@@ -141,10 +147,11 @@ class SearchCommand {
   private:
     bool _has_context() const { return _options.wants.before > 0 || _options.wants.after > 0; }
 
-    void _render(const search::FileResult& file, search::Rendered& rendered) const {
-        if (_arguments.quiet) return;
-        if (_arguments.json) return render_json(file, _options.query, _paths, rendered);
-        render_text(file, _format, _has_context(), rendered.out);
+    std::int64_t _render(const search::FileResult& file, std::string& out) const {
+        if (_arguments.quiet) return 0;
+        if (_arguments.json) return render_json(file, _options.query, _paths, out);
+        render_text(file, _format, _has_context(), out);
+        return 0;
     }
 
     bool _emit(std::string_view out) {

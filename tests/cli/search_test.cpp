@@ -52,6 +52,10 @@ const std::vector<Case> CASES = {
     {{"--files-without-match", "foo"}, "long.txt\n"},
     {{"--files-without-match", "--limit", "1", "import"}, "a.c\n"},
     {{"-l", "--limit", "2", "foo"}, "a.c\nlib/b.h\n"},
+    {{"-c", "--limit", "2", "foo"}, "a.c:1\nlib/b.h:2\n"},
+    {{"-c", "--limit", "1", "line"}, "long.txt:200\n"},
+    {{"-cm150", "--limit", "1", "line"}, "long.txt:150\n"},
+    {{"-c", "--limit", "0", "foo"}, ""},
     {{"-q", "foo"}, ""},
     {{"-m1", "-g", "*.h", "foo"}, "lib/b.h:1:\u00e9 = foo; // Foo\n"},
     {{"-m", "0", "foo"}, ""},
@@ -210,6 +214,35 @@ TEST_F(SearchCode, writes_json_in_ripgreps_shape) {
                 HasSubstr("{\"type\":\"context\",\"data\":{\"path\":{\"text\":\"long.txt\"},"
                           "\"lines\":{\"text\":\"line 8\\n\"},\"line_number\":8,"
                           "\"submatches\":[]}}"));
+}
+
+TEST_F(SearchCode, counts_bytes_of_the_text_that_it_shows) {
+    repository.write("bytes.txt", "\xE9 = \xE2\x82 \u00e9 zap\xFF\xFEzap\n");
+    const std::string line = "\uFFFD = \uFFFD \u00e9 zap\uFFFD\uFFFDzap";
+    const struct {
+        Arguments arguments;
+        std::string expected;
+    } OUTPUTS[] = {
+        {{"--column", "zap"}, "bytes.txt:1:14:" + line + '\n'},
+        {{"--column", "-i", "Z[A]P"}, "bytes.txt:1:14:" + line + '\n'},
+        {{"--vimgrep", "zap"}, "bytes.txt:1:14:" + line + "\nbytes.txt:1:23:" + line + '\n'},
+        {{"--column", "\uFFFD+zap"}, "bytes.txt:1:17:" + line + '\n'},
+        {{"--json", "zap"},
+         "\"lines\":{\"text\":\"" + line +
+             R"(\n"},"line_number":1,"column":8,"submatches":[)"
+             R"({"match":{"text":"zap"},"start":13,"end":16},)"
+             R"({"match":{"text":"zap"},"start":22,"end":25}])"},
+        {{"--json", "\uFFFD+z"},
+         "[{\"match\":{\"text\":\"\uFFFD\uFFFDz\"},\"start\":16,\"end\":23}]"},
+    };
+    index();
+    for (const auto& [given, expected] : OUTPUTS) {
+        for (const char* source : {"index", "disk"}) {
+            Arguments arguments = {"--source", source};
+            arguments.insert(arguments.end(), given.begin(), given.end());
+            EXPECT_THAT(out(arguments), HasSubstr(expected)) << testing::PrintToString(arguments);
+        }
+    }
 }
 
 TEST_F(SearchCode, says_why_it_read_the_disk) {

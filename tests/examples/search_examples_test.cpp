@@ -99,8 +99,9 @@ TEST_F(SearchExamples, search_batches) {
 
 TEST_F(SearchExamples, search_run) {
     std::string out;
-    const auto render = [](const FileResult& result_of_file, Rendered& rendered) {
-        rendered.out = result_of_file.file->path;
+    const auto render = [](const FileResult& result_of_file, std::string& text) {
+        text = result_of_file.file->path;
+        return 0;
     };
     const auto emit = [&](std::string_view text) {
         out += text;

@@ -41,10 +41,11 @@ std::string found(Database& db, const std::string& pattern, bool ignore_case = f
     search::SearchOptions options;
     options.query = search::make_query({.patterns = {pattern}, .ignore_case = ignore_case});
     std::string all;
-    const auto render = [](const search::FileResult& result, search::Rendered& rendered) {
+    const auto render = [](const search::FileResult& result, std::string& out) {
         for (const search::ResultLine& line : result.lines) {
-            rendered.out += fmt::format("{}:{}:{}\n", result.file->path, line.number, line.text);
+            out += fmt::format("{}:{}:{}\n", result.file->path, line.number, line.text);
         }
+        return 0;
     };
     const auto result = search::run_search(db, options, render, [&](std::string_view out) {
         all += out;

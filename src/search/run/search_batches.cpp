@@ -25,7 +25,9 @@ SearchBatches::SearchBatches(const Database& db, const SearchOptions& options)
     if (_layout && chunk_store::asks_before_reading(*_layout)) {
         _candidates = candidate_chunks(db, options.query);
     }
-    if (_candidates && !options.files_without_match) _narrowed = _files_worth_searching();
+    if (_candidates && options.result_kind != ResultKind::FILE_WITHOUT_MATCH) {
+        _narrowed = _files_worth_searching();
+    }
     _start();
 }
 

@@ -14,6 +14,12 @@ using code_text::FileRow;
 
 namespace {
 
+/// The output for one file, with its stats.
+struct Rendered {
+    std::string out;
+    Stats stats;
+};
+
 constexpr std::size_t FILES_WORTH_THREADS = 32;
 /// Files that a thread takes at a time: most are searched faster than a lock is handed over.
 constexpr std::size_t BATCH_FILES = 24;
@@ -36,7 +42,7 @@ class BatchSearch {
           _render(&render),
           _batch(std::move(batch)),
           _possible(possible_files(_batch.source)) {
-        if (!_possible || options.files_without_match) return;
+        if (!_possible || options.result_kind == ResultKind::FILE_WITHOUT_MATCH) return;
         SortedLookup possible(*_possible);
         std::erase_if(_batch.files,
                       [&](const FileRow& file) { return !possible.contains(file.file_id); });
@@ -63,8 +69,9 @@ class BatchSearch {
 
   private:
     std::int64_t _results(const Stats& stats) const {
-        if (_options->files_without_match) return stats.files_with_match > 0 ? 0 : 1;
-        return stats.matched_lines;
+        if (_options->result_kind == ResultKind::MATCHING_LINE) return stats.matched_lines;
+        const bool wants_match = _options->result_kind == ResultKind::FILE_WITH_MATCH;
+        return (stats.files_with_match > 0) == wants_match ? 1 : 0;
     }
 
     PoolOptions _pool_options() const {
@@ -83,7 +90,9 @@ class BatchSearch {
 
     OrderedPool<Rendered>::Worker _make_worker() const {
         FileWants wants = _options->wants;
-        wants.max_matches = std::min(wants.max_matches, _options->limit);
+        if (_options->result_kind == ResultKind::MATCHING_LINE) {
+            wants.max_matches = std::min(wants.max_matches, _options->limit);
+        }
         return [this, wants, source = _batch.source, result = FileResult()](
                    std::size_t item) mutable { return _searched(item, source, wants, result); };
     }
@@ -99,7 +108,7 @@ class BatchSearch {
             search_file(source, file, _options->query, wants, result);
         }
         rendered.stats = result.stats;
-        if (_results(result.stats) > 0) (*_render)(result, rendered);
+        if (_results(result.stats) > 0) rendered.stats.matches += (*_render)(result, rendered.out);
         return rendered;
     }
 

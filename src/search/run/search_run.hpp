@@ -25,26 +25,22 @@ enum class SourceWanted {
     DISK,   ///< every file from disk
 };
 
+/// What a search counts as one result.
+enum class ResultKind { MATCHING_LINE, FILE_WITH_MATCH, FILE_WITHOUT_MATCH };
+
 struct SearchOptions {
     Query query;
     FileFilter filter;
     SourceWanted source = SourceWanted::AUTO;
     FileWants wants;
-    bool files_without_match = false;  ///< the results are the files in which nothing matches
-    /// Results after which the search ends: matching lines, or files without a match.
-    std::int64_t limit = NO_LIMIT;
-    unsigned threads = 0;  ///< 0: one a core
+    ResultKind result_kind = ResultKind::MATCHING_LINE;
+    std::int64_t limit = NO_LIMIT;  ///< results after which the search ends
+    unsigned threads = 0;           ///< 0: one a core
 };
 
-/// What a search writes for one file.
-struct Rendered {
-    std::string out;
-    Stats stats;
-};
-
-/// Makes output of what a search found in a file; it may count the matches too. `rendered` comes
-/// with no output and the file's stats. Called by several threads at once.
-using Render = std::function<void(const FileResult& result, Rendered& rendered)>;
+/// Appends the output for what a search found in a file, and returns the number of matches that it
+/// counted, which the search adds to the file's stats. Called by several threads at once.
+using Render = std::function<std::int64_t(const FileResult& result, std::string& out)>;
 /// Takes the output for one file, in path order, on the thread that runs the search; false when
 /// nobody reads the output any more.
 using Emit = std::function<bool(std::string_view out)>;
@@ -53,7 +49,7 @@ struct SearchResult {
     Stats stats;                        ///< of the files up to the last one that was emitted
     bool from_index = false;            ///< the index answered
     std::optional<std::string> reason;  ///< why the disk was read although the index was asked
-    std::int64_t results = 0;           ///< matching lines, or files without a match
+    std::int64_t results = 0;           ///< of the kind that the options name
     bool stopped = false;               ///< `emit` gave false
 };
 

@@ -18,7 +18,7 @@ struct Answer {
 Answer answer_of(test_support::TempIndex& index, const Query& query, const FileWants& wants,
                  SourceWanted source) {
     Answer answer;
-    const Render render = [&](const FileResult& file, Rendered& rendered) {
+    const Render render = [&](const FileResult& file, std::string& out) {
         for (const ResultLine& line : file.lines) {
             std::string spans;
             if (line.is_match()) {
@@ -27,8 +27,9 @@ Answer answer_of(test_support::TempIndex& index, const Query& query, const FileW
                 }
                 EXPECT_NE(spans, "") << line.text;
             }
-            rendered.out += fmt::format("{}:{}:{}:{}|", line.number, line.column, spans, line.text);
+            out += fmt::format("{}:{}:{}:{}|", line.number, line.column, spans, line.text);
         }
+        return 0;
     };
     SearchOptions options;
     options.query = query;

@@ -87,10 +87,11 @@ std::string difference(std::string_view found, std::string_view expected) {
 
 std::pair<std::string, SearchResult> output_of(Database& db, const SearchOptions& options) {
     std::string text;
-    const Render render = [](const FileResult& file, Rendered& rendered) {
+    const Render render = [](const FileResult& file, std::string& out) {
         for (const ResultLine& line : file.lines) {
-            rendered.out += fmt::format("{}:{}:{}\n", file.file->path, line.number, line.text);
+            out += fmt::format("{}:{}:{}\n", file.file->path, line.number, line.text);
         }
+        return 0;
     };
     SearchResult result = run_search(db, options, render, [&](std::string_view out) {
         text += out;
