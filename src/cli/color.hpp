@@ -1,6 +1,6 @@
 #pragma once
 
-// Colour in text output: when it is used, and the escape sequences for each part of a line.
+// Color in text output: whether to use it, and the escape sequences for each part of a line.
 //
 //   const cli::Colors colors = cli::use_color("auto", is_terminal) ? cli::ANSI : cli::NO_COLORS;
 //   out.append(colors.path).append(path).append(colors.reset);
@@ -9,7 +9,7 @@
 
 namespace codetext::cli {
 
-/// What is written in front of each part, and `reset` behind it.
+/// Escape sequences: one goes in front of each part of a line, and `reset` after the part.
 struct Colors {
     std::string_view path, line_number, match, reset;
 };
@@ -17,8 +17,8 @@ struct Colors {
 inline constexpr Colors NO_COLORS{"", "", "", ""};
 inline constexpr Colors ANSI{"\x1b[35m", "\x1b[32m", "\x1b[1;31m", "\x1b[0m"};
 
-/// Whether to colour: `when` is "always", "never" or "auto", which colours on a terminal unless the
-/// environment has a NO_COLOR that is not empty, or calls the terminal dumb.
+/// Whether to use color. `when` is "always", "never" or "auto". "auto" means: on a terminal, unless
+/// the environment variable NO_COLOR is set and not empty, or TERM is "dumb".
 bool use_color(std::string_view when, bool is_terminal);
 
 }  // namespace codetext::cli

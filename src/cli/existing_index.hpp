@@ -1,6 +1,6 @@
 #pragma once
 
-// The index that a command works on when it does not make one.
+// Opens the index for a command that needs one to exist.
 //
 //   const Database db = open_existing_index(find_root("."));
 
@@ -10,8 +10,8 @@
 
 namespace codetext::cli {
 
-/// Throws std::runtime_error, saying what to do, when the repository at `root` has no index or one
-/// that this user cannot read.
+/// Throws std::runtime_error when the repository at `root` has no index, or has one that this user
+/// cannot read; the message says what to do.
 void check_index(const std::filesystem::path& root);
 
 /// Opens the index of the repository at `root` for reading. Throws as check_index,

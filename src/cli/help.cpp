@@ -10,8 +10,8 @@ namespace {
 constexpr std::size_t WIDTH = 80;
 constexpr std::size_t HELP_COLUMN = 30;  ///< where the descriptions begin, from 0
 
-/// `text` in lines that end before WIDTH; each but the first begins with `indent` spaces. The first
-/// begins where the caller's line stands, at `indent` too.
+/// `text` in lines of at most WIDTH columns, for output that starts at the column `indent`: the
+/// second and later lines begin with `indent` spaces.
 std::string wrapped(std::string_view text, std::size_t indent) {
     std::string result;
     std::size_t column = indent;

@@ -93,7 +93,7 @@ void submatches(Json& json, const std::vector<MatchSpan>& spans, std::string_vie
     json.StartArray();
     for (const MatchSpan& span : spans) {
         json.StartObject();
-        // A pattern can match single bytes of a character: what is written is text all the same.
+        // A pattern can match one byte of a character (\C); JSON strings are UTF-8 all the same.
         wrapped_text(json, "match",
                      unicode::decode(std::string(line.substr(span.start, span.end - span.start))));
         number(json, "start", static_cast<std::int64_t>(span.start));

@@ -1,12 +1,16 @@
 #pragma once
 
-// Search results as JSON, one object a line, in the shape that ripgrep's --json made common:
-// `begin`, `match`, `context` and `end` for each file with a match, a `summary` at the end.
+// Search results as JSON, one object on each line, in the shape of ripgrep's --json: `begin`,
+// `match`, `context` and `end` for each file with a match, and a `summary` at the end.
 //
-// A match carries two things that ripgrep's does not: `column`, code points from 0 to the first
-// match (in the line's lower-case form where the search ignores the case of a needle); and the
-// summary `source` and `reason`. It does not carry `absolute_offset`: the index knows the lines of
-// a file, not how many bytes ended each.
+// Bytes of a file that are not valid UTF-8 are written as U+FFFD (3 bytes). `start` and `end` of a
+// submatch are byte offsets, from 0, into the line as it is written here. --column and --vimgrep
+// count the same bytes, from 1.
+//
+// Differences to ripgrep: a match also has `column`, the number of code points before the first
+// submatch (in the line's lower-case form when the search ignores case and looks for plain text).
+// The summary also has `source` and `reason`. There is no `absolute_offset`, because the index does
+// not know how many bytes ended each line.
 
 #include <optional>
 #include <string>
@@ -20,7 +24,7 @@ namespace codetext::cli {
 std::int64_t render_json(const search::FileResult& result, const search::Query& query,
                          const SearchPaths& paths, std::string& out);
 
-/// The summary line. `elapsed_ns` is the time that the whole search took.
+/// The summary line. `elapsed_ns` is the time of the whole search.
 std::string json_summary(const search::SearchResult& result, std::int64_t elapsed_ns,
                          std::int64_t bytes_printed);
 

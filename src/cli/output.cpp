@@ -23,7 +23,7 @@ bool Output::write(std::string_view text) {
     if (_buffer.size() + text.size() > BUFFER_BYTES && !flush()) return false;
     if (text.size() >= BUFFER_BYTES) return _write_out(text);
     _buffer.append(text);
-    // Who looks at a terminal sees each file's lines as they are found.
+    // On a terminal, the lines of each file appear as soon as they are found.
     return _is_terminal ? flush() : !_closed;
 }
 

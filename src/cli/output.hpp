@@ -1,9 +1,9 @@
 #pragma once
 
-// Standard output in large writes. Not for error messages.
+// Standard output, collected into large writes; and error messages, one at a time.
 //
 //   cli::Output out(STDOUT_FILENO);
-//   if (!out.write("src/main.c:1:int main() {}\n")) stop();   // nobody reads any more
+//   if (!out.write("src/main.c:1:int main() {}\n")) stop();   // the reader is gone
 
 #include <cstddef>
 #include <string>
@@ -17,10 +17,10 @@ class Output {
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
 
-    /// Takes text for output; false once the reader of a pipe is gone. Throws std::system_error
-    /// when the output cannot be written for any other reason.
+    /// Adds text to the output, which may write it later. False once the reader of a pipe is gone.
+    /// Throws std::system_error when writing fails for any other reason.
     bool write(std::string_view text);
-    /// Writes what was taken and not written yet; to be called at the end. As write.
+    /// Writes what is still unwritten. To be called at the end. Result and failures as for write.
     bool flush();
     bool is_terminal() const { return _is_terminal; }
 
@@ -33,7 +33,7 @@ class Output {
     std::string _buffer;
 };
 
-/// One line, "codetext: MESSAGE", on standard error.
+/// Prints the line "codetext: MESSAGE" on standard error.
 void report(std::string_view message);
 
 }  // namespace codetext::cli

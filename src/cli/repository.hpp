@@ -1,6 +1,6 @@
 #pragma once
 
-// Which repository a directory belongs to.
+// Finds the repository that a directory belongs to.
 //
 //   std::filesystem::path root = cli::find_root(".");
 
@@ -8,9 +8,9 @@
 
 namespace codetext::cli {
 
-/// The root of the repository that holds the directory `path`: its nearest ancestor, itself
-/// included, that has `.codetext`; else the nearest that has `.git`; else the directory itself. The
-/// result is absolute and has no symbolic link in it.
+/// The root of the repository that holds the directory `path`: the nearest directory, from `path`
+/// upwards, that has `.codetext`; else the nearest that has `.git`; else `path` itself. The result
+/// is absolute and without symbolic links.
 ///
 /// Throws std::system_error when `path` does not exist or is no directory.
 std::filesystem::path find_root(const std::filesystem::path& path);

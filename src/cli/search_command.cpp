@@ -55,8 +55,7 @@ search::FileFilter file_filter(const SearchArguments& arguments, const SearchPat
     return filter;
 }
 
-// Where nothing but paths, or that there is a match, is to be known, a file's first match is
-// enough.
+// A file's first match is enough when the output shows only paths, or nothing.
 bool first_match_is_enough(const SearchArguments& arguments) {
     return arguments.files_with_matches || arguments.files_without_match || arguments.quiet;
 }
@@ -172,12 +171,13 @@ class SearchCommand {
         if (_arguments.stats) fmt::print(stderr, "{}", stats_text(result, elapsed_ns));
     }
 
-    // A path that is ignored, binary or new finds nothing, which is not the same as no match.
+    // Nothing is found in a path that is ignored, binary or new. Users must not take this for "no
+    // match".
     void _report_unknown_paths(const Database& db) const {
         for (const std::string& path : _paths.searched()) {
             if (search::has_files_at(db, path)) continue;
             const std::string shown = _paths.shown(path);
-            report(fmt::format("the index has no file at {}", shown.empty() ? "." : shown));
+            report(fmt::format("the index has no files at {}", shown.empty() ? "." : shown));
         }
     }
 

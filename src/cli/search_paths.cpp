@@ -20,7 +20,7 @@ fs::path existing(const std::string& path) {
     return result;
 }
 
-// `path` relative to `root`, both absolute; none when it lies outside.
+// `path` relative to `root`, both absolute; nullopt when it lies outside.
 std::optional<std::string> below(const fs::path& root, const fs::path& path) {
     const std::string& inside = path.native();
     const std::string& outside = root.native();
@@ -99,7 +99,7 @@ std::string SearchPaths::glob_from_root(const std::string& glob) const {
 std::string SearchPaths::shown(std::string_view path) const {
     if (_from_root.empty()) return _to_root + std::string(path);
     if (path.starts_with(_from_root)) return std::string(path.substr(_from_root.size()));
-    // Up to the directory that the two share, then down.
+    // The result leads up to the directory that both share, then down to the file.
     const auto [own, other] =
         std::mismatch(_from_root.begin(), _from_root.end(), path.begin(), path.end());
     const auto shared = static_cast<std::size_t>(own - _from_root.begin());

@@ -1,6 +1,6 @@
 #pragma once
 
-// `codetext status [PATH]`: what the index of the repository that holds PATH consists of.
+// `codetext status [PATH]`: describes the index of the repository that holds PATH.
 
 #include "cli/options.hpp"
 #include "cli/repository_arguments.hpp"

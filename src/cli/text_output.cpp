@@ -81,8 +81,8 @@ class LineWriter {
     std::string _path;
 };
 
-/// Bytes that the lines take as text, near enough: growing as it is written, the output of a large
-/// file would take twice its memory.
+/// About the size of the lines as text. A string that grows while it is written would take twice
+/// the memory for the output of a large file.
 std::size_t size_of_lines(const FileResult& result, const TextFormat& format,
                           std::string_view path) {
     constexpr std::size_t NUMBERS_AND_MARKS = 12;

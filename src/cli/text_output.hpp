@@ -17,19 +17,19 @@ struct TextFormat {
     const search::Query* query = nullptr;
     const SearchPaths* paths = nullptr;
     Shows shows = Shows::LINES;
-    bool heading = false;     ///< the path on a line of its own
-    bool column = false;      ///< where the first match begins, in bytes from 1
-    bool each_match = false;  ///< a line for each match on it, with its column
+    bool heading = false;     ///< the path stands on a line of its own
+    bool column = false;      ///< each line has the column of its first match, in bytes from 1
+    bool each_match = false;  ///< a line is written once for each match, with that match's column
     Colors colors = NO_COLORS;
 };
 
-/// Appends what is to be shown of one file: its lines with "--" between two that do not follow one
-/// another where there is context, its path, or its path with the number of matching lines.
-/// `context` says whether the search has context lines.
+/// Appends what `format` shows of one file: its lines, its path, or its path with the number of
+/// matching lines. `context` says whether the search has context lines; then a "--" marks each gap
+/// between lines.
 void render_text(const search::FileResult& result, const TextFormat& format, bool context,
                  std::string& out);
 
-/// What stands between the outputs for two files.
+/// The text between the outputs for two files.
 std::string_view file_separator(const TextFormat& format, bool context);
 
 }  // namespace codetext::cli

@@ -290,7 +290,7 @@ TEST_F(SearchCode, says_which_paths_the_index_does_not_have) {
     repository.write("new.c", "foo\n");
     const Outcome outcome = search(repository, {"foo", "new.c", "long.txt"});
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.errors, "codetext: the index has no file at new.c\n");
+    EXPECT_EQ(outcome.errors, "codetext: the index has no files at new.c\n");
 }
 
 TEST_F(SearchCode, takes_the_names_of_commands_for_patterns) {
