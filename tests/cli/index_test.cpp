@@ -129,6 +129,25 @@ TEST(index_command, knows_status_upgrade_and_verify) {
     EXPECT_EQ(run({"verify"}, repository.path()).status, 0) << "the next run completes it";
 }
 
+TEST(program, helps) {
+    const TempFolder folder;
+    const std::pair<Arguments, std::string> CASES[] = {
+        {{"--help"}, "Usage: codetext COMMAND"},
+        {{"-h"}, "Usage: codetext COMMAND"},
+        {{"--version"}, "codetext "},
+        {{"-V"}, "codetext "},
+        {{"status", "-h"}, "Usage: codetext status "},
+        {{"search", "--help"}, "Usage: codetext search code "},
+        {{"search", "code", "x", "--help"}, "Usage: codetext search code "},
+        {{"search", "code", "--type-list"}, "\nh: *.h, "},
+    };
+    for (const auto& [arguments, expected] : CASES) {
+        const Outcome outcome = run(arguments, folder.path());
+        EXPECT_EQ(outcome.status, 0) << outcome.errors;
+        EXPECT_THAT(outcome.output, HasSubstr(expected));
+    }
+}
+
 TEST(program, names_the_command_that_it_does_not_have) {
     const TempFolder folder;
     const struct {

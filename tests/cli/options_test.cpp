@@ -2,8 +2,12 @@
 
 #include "cli/options.hpp"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
+#include "cli/commands.hpp"
+#include "cli/file_types.hpp"
+#include "cli/help.hpp"
 #include "cli/nearest_name.hpp"
 #include "cli/search_arguments.hpp"
 #include "utils/reference.hpp"
@@ -140,6 +144,38 @@ TEST(options, leave_patterns_and_paths_as_they_are) {
         EXPECT_EQ(parsed({text}).patterns, whole);
         ASSERT_EQ(parsed({"a", text, "-i"}).paths, whole);
     });
+}
+
+TEST(help_text, names_every_option_on_lines_of_80_columns) {
+    AllArguments arguments;
+    const std::vector<Command> commands = all_commands(arguments);
+    Texts texts = {program_help(program_command(arguments), commands)};
+    for (const Command& command : commands) {
+        EXPECT_THAT(texts[0], testing::HasSubstr(fmt::format("\n  {} ", command.name)));
+        texts.push_back(help_text(command));
+        for (const Option& option : command.options) {
+            std::string term =
+                option.short_name == 0 ? "    " : fmt::format("-{}, ", option.short_name);
+            term += fmt::format("--{} {}", option.long_name, option.value_name);
+            EXPECT_THAT(texts.back(), testing::HasSubstr("\n  " + term)) << command.name;
+        }
+        EXPECT_THAT(texts.back(),
+                    testing::HasSubstr("\nOther:\n  -h, --help                  Print"));
+    }
+    for (const std::string& text : texts) {
+        for (const std::string& line : words(text, '\n')) EXPECT_LE(line.size(), 80U) << line;
+    }
+}
+
+TEST(file_types, are_languages_and_the_names_that_people_use) {
+    EXPECT_EQ(members_of_types({"py", "c++", "c", "h"}),
+              words("python cpp .h c .h .hh .hpp .hxx .h++ .H"));
+    EXPECT_EQ(members_of_types(words("js ts md rs sh txt rb cs kt yml cc golang bash proto tf mk")),
+              words("javascript typescript markdown rust sh text ruby csharp kotlin yaml cpp .h go "
+                    "sh protobuf hcl make"));
+    EXPECT_THAT(type_list(), testing::HasSubstr("\npython, py: *.py, *.pyi, *.pyw\n"));
+    EXPECT_THAT(type_list(), testing::HasSubstr("\nh: *.h, *.hh, "));
+    EXPECT_THAT(type_list(), testing::HasSubstr(", Makefile.in, makefile\n"));
 }
 
 TEST(nearest_names, are_few_edits_away) {

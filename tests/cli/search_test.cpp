@@ -245,6 +245,16 @@ TEST_F(SearchCode, counts_bytes_of_the_text_that_it_shows) {
     }
 }
 
+TEST_F(SearchCode, shows_a_path_that_is_not_utf8_as_text_in_json) {
+    const TempFolder folder;
+    folder.write("caf\xE9/a.c", "foo\n");
+    folder.write("here/x", "");
+    ASSERT_EQ(run({"index", "caf\xE9"}, folder.path()).status, 0);
+    const Outcome outcome =
+        run({"search", "code", "--json", "foo", "../caf\xE9"}, folder.path() / "here");
+    EXPECT_THAT(outcome.output, HasSubstr("{\"text\":\"../caf\uFFFD/a.c\"}"));
+}
+
 TEST_F(SearchCode, says_why_it_read_the_disk) {
     index();
     EXPECT_THAT(search(repository, {"--stats", "import"}).errors, HasSubstr("read from the index"));
