@@ -44,7 +44,7 @@ bool take_prefix(std::string_view& text, std::string_view prefix) {
 std::string without_wildcards(std::string_view path) {
     std::string glob;
     for (const char c : path) {
-        if (std::string_view("\\*?[]{},!").find(c) != std::string_view::npos) glob += '\\';
+        if (std::string_view("\\*?[]{}").find(c) != std::string_view::npos) glob += '\\';
         glob += c;
     }
     return glob;

@@ -92,6 +92,7 @@ TEST(options, are_refused_with_advice) {
     const std::vector<std::pair<Texts, std::string>> CASES = {
         {{"--colour", "x"}, "unknown option --colour; did you mean --color?"},
         {{"--col=always"}, "unknown option --col; did you mean --column or --color?"},
+        {{"--j", "x"}, "unknown option --j; did you mean --json?"},
         {{"-color"}, "unknown option -o in -color; did you mean --color?"},
         {{"--limti", "3"}, "unknown option --limti; did you mean --limit?"},
         {{"--foo"}, "unknown option --foo" + tip},

@@ -120,6 +120,7 @@ TEST_F(SearchCode, takes_and_shows_paths_relative_to_the_current_directory) {
 TEST_F(SearchCode, takes_globs_relative_to_the_current_directory) {
     repository.write("lib/[a]{b},!/c.py", "foo\n");
     repository.write("lib/a/c.py", "foo\n");
+    repository.write("lib/x.h.txt", "foo\n");
     index();
     const std::string name = repository.path().filename(), odd = "lib/[a]{b},!";
     const struct {
@@ -129,7 +130,7 @@ TEST_F(SearchCode, takes_globs_relative_to_the_current_directory) {
         {"lib", "deep/*", "deep/c.py\n"},
         {"lib", "/b.h", "b.h\n"},
         {"lib", "./*.h", "b.h\n"},
-        {"lib", "!*/c.py", "b.h\n"},
+        {"lib", "!*/c.py", "b.h\nx.h.txt\n"},
         {"lib", "c.py", "[a]{b},!/c.py\na/c.py\ndeep/c.py\n"},
         {"lib", "deep/", "deep/c.py\n"},
         {"lib", "lib/**", ""},
@@ -150,6 +151,7 @@ TEST_F(SearchCode, takes_globs_relative_to_the_current_directory) {
         arguments.insert(arguments.end(), paths.begin(), paths.end());
         EXPECT_EQ(out(arguments, below), expected) << below << ' ' << glob;
     }
+    EXPECT_EQ(out({"-lth", "foo"}), "lib/b.h\n") << "an ending of a path, not a part";
 }
 
 TEST_F(SearchCode, exits_with_0_for_a_match_1_for_none_2_for_an_error) {
