@@ -3,7 +3,7 @@
 // The types that -t and -T take: the languages of the index, the short names that people use for
 // them, and a few types that also take in files of another language.
 //
-//   cli::members_of_types({"py", "cpp"})   // {"python", "cpp", ".h"}
+//   const auto members = cli::members_of_types({"py", "cpp"});   // "python", "cpp" and ".h"
 
 #include <string>
 #include <vector>

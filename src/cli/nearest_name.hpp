@@ -2,8 +2,8 @@
 
 // Names that a misspelt one may stand for.
 //
-//   cli::did_you_mean(cli::nearest_names("colour", {"color", "column"}), "--")
-//   // "; did you mean --color?"
+//   const auto names = cli::nearest_names("colour", {"color", "column"});
+//   const std::string hint = cli::did_you_mean(names, "--");   // "; did you mean --color?"
 
 #include <string>
 #include <string_view>

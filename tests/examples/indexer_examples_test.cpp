@@ -4,6 +4,7 @@
 
 #include <cassert>
 
+#include "examples/seen.hpp"
 #include "indexer/listing/file_list.hpp"
 #include "indexer/listing/file_status.hpp"
 #include "indexer/listing/git_files.hpp"
@@ -19,12 +20,9 @@
 #include "utils/process.hpp"
 
 namespace codetext::indexer {
-namespace {
-
-using Paths = std::vector<std::string>;
 
 /// A repository of two files, and its index, which knows none of them.
-class IndexerExamples : public ::testing::Test {
+class IndexerExamples : public ::testing::Test, public test::Takers {
   protected:
     IndexerExamples() {
         folder.write("a.c", "int a;\n");
@@ -41,20 +39,11 @@ class IndexerExamples : public ::testing::Test {
     Database db = schema::open_or_create_index(root, layout);
     ChangePlan plan;
     chunk_store::DictionaryHandle dictionary;
-    const Paths expected = {"a.c", "lib/b.c"};
-    Paths seen;
 };
 
 TEST_F(IndexerExamples, file_list) {
 #include "example_of/indexer/listing/file_list.hpp"
     EXPECT_EQ(list.files.size(), 2u);
-}
-
-TEST_F(IndexerExamples, git_files) {
-    make_git_work_tree();
-    const auto look_at = [&](const std::string& path) { seen.push_back(path); };
-#include "example_of/indexer/listing/git_files.hpp"
-    EXPECT_EQ(seen, expected);
 }
 
 TEST_F(IndexerExamples, file_status) {
@@ -63,16 +52,20 @@ TEST_F(IndexerExamples, file_status) {
     EXPECT_EQ(found.files.size(), 2u);
 }
 
+TEST_F(IndexerExamples, git_files) {
+    make_git_work_tree();
+#include "example_of/indexer/listing/git_files.hpp"
+    EXPECT_EQ(seen.text, "a.c,lib/b.c,");
+}
+
 TEST_F(IndexerExamples, tree_walk) {
-    const auto use = [&](const std::string& path) { seen.push_back(path); };
 #include "example_of/indexer/listing/tree_walk.hpp"
-    EXPECT_EQ(seen, expected);
+    EXPECT_EQ(seen.text, "a.c,lib/b.c,");
 }
 
 TEST_F(IndexerExamples, change_plan) {
-    const auto parse = [&](const PlannedFile& file) { seen.push_back(file.entry.path); };
 #include "example_of/indexer/plan/change_plan.hpp"
-    EXPECT_EQ(seen, expected);
+    EXPECT_EQ(seen.text, "a.c,lib/b.c,");
 }
 
 TEST_F(IndexerExamples, language){
@@ -90,12 +83,8 @@ TEST_F(IndexerExamples, index_lock) {
 }
 
 TEST_F(IndexerExamples, index_run) {
-    const auto print = [](std::int64_t files, std::int64_t new_files, std::int64_t changed_files) {
-        EXPECT_EQ(files, 2);
-        EXPECT_EQ(new_files, 2);
-        EXPECT_EQ(changed_files, 0);
-    };
 #include "example_of/indexer/run/index_run.hpp"
+    EXPECT_EQ(seen.text, "2:2:0,");
 }
 
 TEST_F(IndexerExamples, index_store) {
@@ -114,22 +103,14 @@ TEST_F(IndexerExamples, parse_file) {
 }
 
 TEST_F(IndexerExamples, parse_pipeline) {
-    const auto store = [&](const PlannedFile& file, const ParsedFile& parsed) {
-        EXPECT_EQ(parsed.outcome, Outcome::CHUNKS);
-        seen.push_back(file.entry.path);
-    };
 #include "example_of/indexer/run/parse_pipeline.hpp"
-    EXPECT_EQ(seen, expected);
+    EXPECT_EQ(seen.text, "a.c:chunks,lib/b.c:chunks,");
 }
 
 TEST_F(IndexerExamples, status) {
     index_repository(root);
-    const auto print = [](std::int64_t files, std::int64_t chunks) {
-        EXPECT_EQ(files, 2);
-        EXPECT_EQ(chunks, 2);
-    };
 #include "example_of/indexer/status.hpp"
+    EXPECT_EQ(seen.text, "2:2,");
 }
 
-}  // namespace
 }  // namespace codetext::indexer

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "search/files/glob.hpp"
+#include <cassert>
+
+#include "examples/seen.hpp"
+#include "search/files/glob_regex.hpp"
 #include "search/query/match_span.hpp"
 #include "search/query/required_bytes.hpp"
 #include "search/run/candidate_chunks.hpp"
@@ -11,19 +14,21 @@
 #include "storage/temp_index.hpp"
 
 namespace codetext::search {
-namespace {
 
-/// An index of a few files.
-class SearchExamples : public ::testing::Test {
+/// An index of two files.
+class SearchExamples : public ::testing::Test, public test::Takers {
   protected:
     SearchExamples() : index(chunk_store::default_layout().value()), db(index.db) {
         files.push_back(index.put(1, "drivers/a.c", "one\ntwo spin_lock(&a);\nthree\n"));
         files.push_back(index.put(2, "lib/b.c", "spin_lock(&b);\n"));
+        options.query = query;
     }
     test_support::TempIndex index;
     Database& db;
     std::vector<code_text::FileRow> files;
     const Query query = make_query({.patterns = {"spin_lock("}, .fixed_strings = true});
+    SearchOptions options;
+    const std::string line = "x = 1; x = 2; no ERROR";
 };
 
 TEST_F(SearchExamples, file_selection) {
@@ -34,28 +39,22 @@ TEST_F(SearchExamples, file_selection) {
 }
 
 TEST_F(SearchExamples, glob) {
-    std::string searched;
-    const auto search_in = [&](std::string_view path) { searched = path; };
 #include "example_of/search/files/glob.hpp"
-    EXPECT_EQ(searched, "web/app.js");
+    EXPECT_EQ(seen.text, "web/app.js,");
+}
+
+TEST_F(SearchExamples, glob_regex){
+#include "example_of/search/files/glob_regex.hpp"
 }
 
 TEST_F(SearchExamples, match_span) {
-    const std::string line = "x = 1; x = 2";
-    std::vector<std::size_t> marked;
-    const auto mark = [&](std::size_t start, std::size_t end) {
-        marked.insert(marked.end(), {start, end});
-    };
 #include "example_of/search/query/match_span.hpp"
-    EXPECT_EQ(marked, (std::vector<std::size_t>{0, 3, 7, 10}));
+    EXPECT_EQ(seen.text, "0:3,7:10,");
 }
 
 TEST_F(SearchExamples, pattern) {
-    const std::string line = "no ERROR";
-    std::int64_t used = -1;
-    const auto use = [&](std::int64_t column) { used = column; };
 #include "example_of/search/query/pattern.hpp"
-    EXPECT_EQ(used, 3);
+    EXPECT_EQ(seen.text, "17,");
 }
 
 TEST_F(SearchExamples, query) {
@@ -70,47 +69,36 @@ TEST_F(SearchExamples, required_bytes) {
     EXPECT_EQ(at, 7u);
 }
 
+TEST_F(SearchExamples, candidate_chunks) {
+    if (index.layout != chunk_store::COMPRESSED) GTEST_SKIP() << "the other layout is not asked";
+#include "example_of/search/run/candidate_chunks.hpp"
+    EXPECT_EQ(seen.text, "2,") << "two files";
+}
+
 TEST_F(SearchExamples, file_search) {
     code_text::TextSource source{
         code_text::text_source(db, files, query.needle, true, index.layout).source};
     const code_text::FileRow& file = files[0];
-    std::vector<std::int64_t> shown;
-    const auto show = [&](std::int64_t number, std::string_view) { shown.push_back(number); };
 #include "example_of/search/run/file_search.hpp"
-    EXPECT_EQ(shown, (std::vector<std::int64_t>{1, 2, 3}));
-}
-
-TEST_F(SearchExamples, candidate_chunks) {
-    if (index.layout != chunk_store::COMPRESSED) GTEST_SKIP() << "the other layout is not asked";
-    std::size_t read = 0;
-    const auto read_rows_of = [&](std::span<const std::int64_t> ids) { read = ids.size(); };
-#include "example_of/search/run/candidate_chunks.hpp"
-    EXPECT_EQ(read, 2u);
+    EXPECT_EQ(seen.text, "1:one,2:two spin_lock(&a);,3:three,");
 }
 
 TEST_F(SearchExamples, search_batches) {
-    SearchOptions options;
-    options.query = query;
-    int used = 0;
-    const auto use = [&](const SearchBatch&) { ++used; };
 #include "example_of/search/run/search_batches.hpp"
-    EXPECT_EQ(used, 1);
+    EXPECT_EQ(seen.text, "2,") << "one batch of two files";
 }
 
 TEST_F(SearchExamples, search_run) {
-    std::string out;
-    const auto render = [](const FileResult& result_of_file, std::string& text) {
-        text = result_of_file.file->path;
+    const auto render = [](const FileResult& result, std::string& out) {
+        out = result.file->path;
         return 0;
     };
-    const auto emit = [&](std::string_view text) {
-        out += text;
+    const auto emit = [this](std::string_view text) {
+        print(text);
         return true;
     };
-    const auto report = [](const std::string& why) { FAIL() << why; };
 #include "example_of/search/run/search_run.hpp"
-    EXPECT_EQ(out, "drivers/a.clib/b.c");
+    EXPECT_EQ(seen.text, "drivers/a.c,lib/b.c,");
 }
 
-}  // namespace
 }  // namespace codetext::search

@@ -6,6 +6,7 @@
 
 #include <atomic>
 
+#include "examples/seen.hpp"
 #include "utils/byte_block.hpp"
 #include "utils/descriptor.hpp"
 #include "utils/fsio.hpp"
@@ -16,48 +17,62 @@
 #include "utils/threads.hpp"
 #include "utils/unicode.hpp"
 
-namespace codetext::byte_block {
+namespace codetext {
 
-TEST(examples, byte_block) {
+class UtilsExamples : public ::testing::Test, public test::Takers {
+  protected:
+    UtilsExamples() { folder.write("a.txt", "one\r\ntwo \xFF\n"); }
+    test_support::TempFolder folder;
+    std::string path = folder.path() / "a.txt";
+};
+
+namespace byte_block {
+
+TEST_F(UtilsExamples, byte_block) {
     const std::string text = "a\nb\n" + std::string(BLOCK_BYTES, ' ');
 #include "example_of/utils/byte_block.hpp"
     EXPECT_EQ(line_feeds, 0b1010u);
 }
 
-}  // namespace codetext::byte_block
+}  // namespace byte_block
 
-namespace codetext {
-
-using Numbers = std::vector<std::int64_t>;
-
-TEST(examples, descriptor) {
-    const test_support::TempFolder folder;
-    const auto is_directory = [](const std::string& path) {
+TEST_F(UtilsExamples, descriptor) {
+    const auto run = [this] {
 #include "example_of/utils/descriptor.hpp"
-        return directory.number() >= 0;
     };
-    EXPECT_TRUE(is_directory(folder.path()));
-    EXPECT_THROW(is_directory(folder.path() / "missing"), std::system_error);
+    EXPECT_THROW(run(), std::system_error) << "a file is no directory";
+    path = folder.path();
+    EXPECT_NO_THROW(run());
 }
 
-TEST(examples, fsio) {
-    const test_support::TempFolder folder;
-    folder.write("a.txt", "one");
-    const std::filesystem::path path = folder.path() / "a.txt";
+TEST_F(UtilsExamples, fsio) {
 #include "example_of/utils/fsio.hpp"
-    EXPECT_EQ(bytes, "one");
+    EXPECT_EQ(bytes, "one\r\ntwo \xFF\n");
 }
 
-TEST(examples, ordered_pool) {
+TEST_F(UtilsExamples, ordered_pool) {
     const std::vector<std::string> files = {"a", "b", "c"};
     const auto read = [](const std::string& file) { return "<" + file + ">"; };
-    std::string out;
-    const auto print = [&](const std::string& text) { out += text; };
 #include "example_of/utils/ordered_pool.hpp"
-    EXPECT_EQ(out, "<a><b><c>");
+    EXPECT_EQ(seen.text, "<a>,<b>,<c>,");
 }
 
-TEST(examples, threads) {
+TEST_F(UtilsExamples, process) {
+    const std::string root = "/";
+    const std::vector<std::string> environment = {"PATH=/usr/local/bin:/usr/bin:/bin"};
+    const auto run = [&] {
+#include "example_of/utils/process.hpp"
+    };
+    EXPECT_THROW(run(), std::runtime_error) << "there is no git work tree";
+}
+
+TEST_F(UtilsExamples, sorted_lookup) {
+    const std::vector<std::int64_t> ids = {1, 3, 7, 9}, others = {2, 3, 9, 11};
+#include "example_of/utils/sorted_lookup.hpp"
+    EXPECT_EQ(seen.text, "3,9,");
+}
+
+TEST_F(UtilsExamples, threads) {
     const std::size_t wanted = 2;
     std::atomic<int> done = 0;
     const auto work = [&] { ++done; };
@@ -66,27 +81,7 @@ TEST(examples, threads) {
     EXPECT_EQ(done, 2);
 }
 
-TEST(examples, process) {
-    const std::string root = "/";
-    const std::vector<std::string> environment = {"PATH=/usr/local/bin:/usr/bin:/bin"};
-    const auto run = [&] {
-#include "example_of/utils/process.hpp"
-    };
-    EXPECT_THROW(run(), std::runtime_error);
-}
-
-TEST(examples, sorted_lookup) {
-    const Numbers ids = {1, 3, 7, 9}, others = {2, 3, 9, 11};
-    Numbers used;
-    const auto use = [&](std::int64_t id) { used.push_back(id); };
-#include "example_of/utils/sorted_lookup.hpp"
-    EXPECT_EQ(used, (Numbers{3, 9}));
-}
-
-TEST(examples, unicode) {
-    const test_support::TempFolder folder;
-    folder.write("a.txt", "one\r\ntwo \xFF\n");
-    const std::filesystem::path path = folder.path() / "a.txt";
+TEST_F(UtilsExamples, unicode) {
 #include "example_of/utils/unicode.hpp"
     EXPECT_EQ(lines, "one\ntwo \uFFFD");
 }

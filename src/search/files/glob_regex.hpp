@@ -3,7 +3,7 @@
 // A glob's text as a regular expression in RE2's syntax. Private to search; glob.hpp says what the
 // characters of a glob mean.
 //
-//   search::glob_regex("{src,lib}/**") == "(?:src/.+|lib/.+)"
+//   assert(search::glob_regex("{src,lib}/**") == "(?:src/.+|lib/.+)");
 
 #include <string>
 #include <string_view>
