@@ -8,7 +8,7 @@ namespace codetext::search {
 
 namespace {
 
-// A bracket or brace that closes is plain text unless one was opened before it.
+// A closing bracket or brace is plain text unless an opening one stands before it.
 constexpr std::string_view METACHARACTERS = "\\.+*?()|[{^$";
 const std::string NOT_WORD = "[^\\pL\\pN\\pM_]";
 
@@ -17,13 +17,15 @@ bool is_ascii_punctuation(char c) {
            (c >= '{' && c <= '~');
 }
 
-// Whether a group that sets one of `flags` opens somewhere: "(?" with the flag before the ":" or
-// ")" that ends its flags. A name of a group may be taken for flags, which does no harm.
+// Whether a group sets one of `flags` somewhere: "(?" with flags behind it, this one among them.
 bool sets_flag(std::string_view pattern, std::string_view flags) {
+    constexpr std::string_view ALL_FLAGS = "imsU-";
     for (std::size_t at = pattern.find("(?"); at != std::string_view::npos;
          at = pattern.find("(?", at + 2)) {
-        const std::string_view group = pattern.substr(at, pattern.find_first_of(":)", at) - at);
-        if (group.find_first_of(flags) != std::string_view::npos) return true;
+        const std::size_t end =
+            std::min(pattern.find_first_not_of(ALL_FLAGS, at + 2), pattern.size());
+        if (pattern.substr(at, end - at).find_first_of(flags) != std::string_view::npos)
+            return true;
     }
     return false;
 }
@@ -36,18 +38,8 @@ bool has_escape(std::string_view pattern, std::string_view letters) {
     return false;
 }
 
-// What follows the backslash at `at`, an escape's name and argument, ends before the result.
-std::size_t escape_end(std::string_view pattern, std::size_t at) {
-    std::size_t end = std::min(at + 2, pattern.size());
-    if (end - at == 2 &&
-        (pattern[at + 1] == 'p' || pattern[at + 1] == 'P' || pattern[at + 1] == 'x')) {
-        end = end < pattern.size() && pattern[end] == '{' ? pattern.find('}', end) : end + 1;
-    }
-    return std::min(end, pattern.size());
-}
-
-// The pattern with a quotation that it leaves open (`\\Q` without `\\E`) closed, so that what is
-// put behind it is not quoted too.
+// The pattern with an open quotation (`\\Q` without `\\E`) closed, so that it does not quote what
+// is put behind the pattern.
 std::string closed(std::string_view pattern) {
     for (std::size_t at = pattern.find('\\'); at < pattern.size();
          at = pattern.find('\\', at + 2)) {
@@ -71,18 +63,6 @@ std::optional<std::string> literal_of(std::string_view pattern) {
         literal += pattern[at];
     }
     return literal;
-}
-
-bool has_capital(std::string_view pattern) {
-    std::string named;
-    for (std::size_t at = 0; at < pattern.size();) {
-        if (pattern[at] == '\\') {
-            at = escape_end(pattern, at);
-        } else {
-            named += pattern[at++];
-        }
-    }
-    return unicode::lower(named) != named;
 }
 
 bool needs_single_lines(std::string_view pattern) {

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the text of a regular expression says about it, before it is compiled. Private to search.
+// What can be told from the text of a regular expression before it is compiled. Private to search.
 
 #include <optional>
 #include <string>
@@ -9,33 +9,30 @@
 
 namespace codetext::search {
 
-/// The text that `pattern` matches when it is nothing but that text: it has no metacharacter that
-/// is not escaped. None for any other pattern.
+/// The one text that `pattern` matches, when all its metacharacters are escaped. None for any other
+/// pattern.
 std::optional<std::string> literal_of(std::string_view pattern);
 
-/// True when `pattern` names a character that lower-casing would change. What follows a backslash
-/// does not count: `\S` is no capital.
-bool has_capital(std::string_view pattern);
-
-/// True when searching many lines at once could differ from searching them one by one: the pattern
-/// speaks of the ends of the text, of single bytes, or sets the flag that tells lines from texts.
+/// True when a search of many lines at once could give another answer than a search line by line:
+/// the pattern names the ends of the text or single bytes, or sets the flag that makes ^ and $
+/// match at each line.
 bool needs_single_lines(std::string_view pattern);
 
-/// True when a match may hold, in place of a letter of ASCII, one beyond ASCII that folds to it
+/// True when a match may hold a letter beyond ASCII where an ASCII letter is meant that it folds to
 /// (U+212A to k, U+017F to s): the pattern ignores case somewhere, or may name such a letter.
 bool folds_beyond_ascii(std::string_view pattern);
 
-/// The patterns as alternatives of one.
+/// One pattern, with the given ones as its alternatives.
 std::string alternatives(const std::vector<std::string>& patterns);
 
-/// The pattern with its matches bounded on both sides by characters that are no part of a word (a
-/// letter, mark, number or underscore) or by the line's ends. Group 1 is the match itself.
+/// The pattern, with a character on either side of its match that is no part of a word (no letter,
+/// mark, number or underscore), or the line's end. Group 1 is the match itself.
 std::string bounded_by_words(std::string_view pattern);
 
-/// As bounded_by_words, for a match that does not begin the line.
+/// As bounded_by_words, for matches that do not begin at the line's start.
 std::string bounded_by_words_inside(std::string_view pattern);
 
-/// The pattern with matches that take in a whole line.
+/// The pattern, to match whole lines only.
 std::string whole_line(std::string_view pattern);
 
 }  // namespace codetext::search

@@ -2,9 +2,9 @@
 
 #include <re2/re2.h>
 
-#include <algorithm>
 #include <stdexcept>
 
+#include "search/query/pattern_literals.hpp"
 #include "search/query/pattern_text.hpp"
 #include "utils/unicode.hpp"
 
@@ -24,11 +24,15 @@ void check_text(const QueryOptions& options) {
     }
 }
 
+// Smart case ignores case where a pattern names a letter and none names a capital. Without a letter
+// there is nothing to ignore but the case of classes, and \p{Lu} means what it says.
 bool ignores_case(const QueryOptions& options) {
     if (options.ignore_case || !options.smart_case) return options.ignore_case;
-    return std::none_of(options.patterns.begin(), options.patterns.end(), [&](const auto& pattern) {
-        return options.fixed_strings ? unicode::lower(pattern) != pattern : has_capital(pattern);
-    });
+    std::string literals;
+    for (const std::string& pattern : options.patterns) {
+        literals += options.fixed_strings ? pattern : literals_of(pattern);
+    }
+    return re2::RE2::PartialMatch(literals, "\\pL") && unicode::lower(literals) == literals;
 }
 
 std::optional<std::string> plain_text(const QueryOptions& options) {
@@ -53,8 +57,8 @@ Query make_query(const QueryOptions& options) {
     query.needle = plain_text(options);
     if (query.needle && !query.case_sensitive) query.needle = unicode::lower(*query.needle);
     if (query.needle && !options.words && !options.whole_lines) return query;
-    // An expression folds case one character to one, a needle is compared in full lower case: in a
-    // search that ignores case, a line that matches need not hold the needle.
+    // An expression folds case character by character, a needle is compared in full lower case. So
+    // in a search that ignores case a line may match the expression and not hold the needle.
     if (!query.case_sensitive) query.needle.reset();
     query.pattern.emplace(expressions(options),
                           PatternOptions{.case_sensitive = query.case_sensitive,

@@ -19,8 +19,10 @@ struct QueryOptions {
     std::vector<std::string> patterns;  ///< at least one; a line matches that any of them matches
     bool fixed_strings = false;         ///< the patterns are plain text
     bool ignore_case = false;
-    bool smart_case = false;  ///< ignore case unless a pattern names a capital
-    bool words = false;       ///< matches stand between characters that are no part of a word
+    /// Ignore case if a pattern names a letter and none names a capital, as a literal or by its
+    /// number.
+    bool smart_case = false;
+    bool words = false;  ///< no character beside a match is part of a word
     bool whole_lines = false;
 };
 
@@ -31,8 +33,7 @@ struct Query {
     /// only narrows what is searched.
     std::optional<std::string> needle;
     std::optional<Pattern> pattern;
-    /// Of the needle alone: false for one that is lower-cased, to be looked for in lower-cased
-    /// text.
+    /// Of the needle alone: false for a lower-cased needle that is looked for in lower-cased text.
     bool case_sensitive = true;
 };
 

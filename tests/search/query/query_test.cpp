@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <stdexcept>
+
+#include "search/query/pattern_literals.hpp"
 
 namespace codetext::search {
 namespace {
@@ -29,7 +32,6 @@ TEST(query, takes_plain_text_for_a_needle_and_the_rest_for_a_pattern) {
         {{.patterns = {"aBc"}, .smart_case = true}, "aBc", false, true},
         {{.patterns = {"\u00c9t"}, .smart_case = true}, "\u00c9t", false, true},
         {{.patterns = {"a\\S\\p{Lu}"}, .smart_case = true}, std::nullopt, true, false},
-        {{.patterns = {"a\\SB"}, .smart_case = true}, std::nullopt, true, true},
         {{.patterns = {"\\S"}, .fixed_strings = true, .smart_case = true}, "\\S", false, true},
         {{.patterns = {"ab"}, .words = true}, "ab", true, true},
         {{.patterns = {"ab"}, .whole_lines = true}, "ab", true, true},
@@ -45,6 +47,55 @@ TEST(query, takes_plain_text_for_a_needle_and_the_rest_for_a_pattern) {
         EXPECT_EQ(query.needle, one.needle);
         EXPECT_EQ(query.pattern.has_value(), one.has_pattern);
         EXPECT_EQ(query.case_sensitive, one.case_sensitive);
+    }
+}
+
+TEST(literals_of, are_the_letters_that_a_pattern_names) {
+    const std::pair<const char*, const char*> CASES[] = {
+        {"aB+c?|D", "aBcD"},
+        {"a\\SB\\W\\d\\D\\bc\\B\\A\\z\\C", "aBc"},
+        {"\\n\\t\\a\\f\\r\\v", ""},
+        {"\\.a\\\\B\\[C", "aBC"},
+        {"\\x41\\x6Ag", "Ajg"},
+        {"\\x{41}\\x{e9}\\x{00017F}\\x{20AC}\\x{10400}g", "A\u00e9\u017f\u20ac\U00010400g"},
+        {"\\101\\1411\\0101\\07a", "Aa\b\aa"},
+        {"\\pLa\\PNB\\p{Lu}c\\P{^Greek}D\\p{L}", "aBcD"},
+        {"(?P<Name>x)(?<Name>Y)(z)", "xYz"},
+        {"(?i)a(?U:B)(?:c)(?-s:D)(?m-i:e)", "aBcDe"},
+        {"\\Qa\\SB\\Ec\\S\\QA(?i", "aSBcAi"},
+        {"[A-Z][^a-c][]B][^]C]x", "AZacBCx"},
+        {"[[:alpha:]a[:^Upper:]B]c", "aBc"},
+        {"[\\WA\\pL\\x42\\103\\]\\p{Lu}d]e", "ABCde"},
+        {"[(?P<A>x)]b", "PAxb"},
+        {"[[]A]b", "Ab"},
+        {"\u00e9\u00c9", "\u00e9\u00c9"},
+        {"a{2,3}\\", "a"},
+        {"\\x{", ""},
+        {"\\p", ""},
+        {"[a", "a"},
+    };
+    for (const auto& [pattern, expected] : CASES) {
+        std::string letters = literals_of(pattern);
+        std::erase_if(letters, [](char c) { return c >= ' ' && c <= '~' && !std::isalpha(c); });
+        EXPECT_EQ(letters, expected) << pattern;
+    }
+}
+
+TEST(query, smart_case_ignores_case_for_letters_without_a_capital) {
+    const std::pair<std::vector<std::string>, bool> CASES[] = {
+        {{"a\\S"}, true},    {{"\\x6A"}, true},    {{"\\p{Lu}a"}, true}, {{"\\W", "a"}, true},
+        {{"\u00e9."}, true}, {{"\\p{Lu}"}, false}, {{"1\\pL"}, false},   {{"\\S"}, false},
+        {{"a", "B"}, false}, {{"a\\x41"}, false},  {{"[A-Z]a"}, false},  {{"\u00c9."}, false},
+        {{"(?i)A."}, false},
+    };
+    for (const auto& [patterns, ignores] : CASES) {
+        const Query query = make_query({.patterns = patterns, .smart_case = true, .words = true});
+        const Query expected =
+            make_query({.patterns = patterns, .ignore_case = ignores, .words = true});
+        for (const std::string line : {"a A", "J j", "\u00c9.", "\u00e9.", "a1", "1a", "1A", "B"}) {
+            EXPECT_EQ(query.pattern->spans(line), expected.pattern->spans(line))
+                << patterns.front() << " on " << line;
+        }
     }
 }
 
