@@ -26,8 +26,9 @@ std::vector<MatchSpan> occurrences(std::string_view text, std::size_t needle_byt
 }
 
 // For each code point of `line`, and for its end, the offset at which it begins in the line and in
-// the line's lower-case form. Each code point lower-cases to as many bytes wherever it stands: the
-// one form that depends on its neighbours, that of a capital sigma, takes two bytes either way.
+// the line's lower-case form. A code point lower-cases to the same number of bytes wherever it
+// stands: only the form of a capital sigma depends on its neighbours, and both of its forms take
+// two bytes.
 struct CaseMap {
     std::vector<std::size_t> starts, lowered_starts;
 

@@ -2,8 +2,8 @@
 
 // Where on a line a query matches, for columns and highlighting.
 //
-//   for (search::MatchSpan span : search::needle_spans(line, "x =", true)) mark(span.start,
-//   span.end);
+//   for (search::MatchSpan span : search::needle_spans(line, "x =", true))
+//       mark(span.start, span.end);
 
 #include <cstddef>
 #include <string_view>
@@ -11,7 +11,8 @@
 
 namespace codetext::search {
 
-/// A part of a line: byte offsets from 0, half-open. Both ends lie between two code points.
+/// A part of a line as byte offsets from 0, half-open. Both ends are where a code point begins or
+/// the line ends.
 struct MatchSpan {
     std::size_t start, end;
     friend bool operator==(const MatchSpan&, const MatchSpan&) = default;
@@ -21,8 +22,8 @@ struct MatchSpan {
 /// The empty needle occurs once before each code point and at the end.
 ///
 /// Unless `case_sensitive`, `needle` must be lower-cased, and the line is compared in its
-/// lower-case form; the spans are those of the line itself, and one that begins or ends inside of
-/// what one code point lower-cases to takes in that code point whole.
+/// lower-case form. The spans are those of the line itself: one that begins or ends inside the
+/// lower-case form of one code point takes in the whole code point.
 std::vector<MatchSpan> needle_spans(std::string_view line, std::string_view needle,
                                     bool case_sensitive);
 

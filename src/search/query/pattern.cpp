@@ -15,6 +15,9 @@ namespace codetext::search {
 namespace {
 
 constexpr int MIN_ATOM_BYTES = 3;
+/// The filter takes time that grows with the square of a pattern: 0.8 s for one of this size that
+/// is nothing but alternatives. A longer pattern is matched without it.
+constexpr std::size_t MAX_FILTERED_BYTES = 1 << 15;
 constexpr std::int64_t MAX_MEMORY_BYTES = 64 << 20;
 
 RE2::Options re2_options(bool case_sensitive) {
@@ -26,8 +29,8 @@ RE2::Options re2_options(bool case_sensitive) {
     return options;
 }
 
-// Each is compiled by itself, so that none leans on what is put around it to be well-formed, and so
-// that an error shows the pattern as it was given.
+// Each pattern is compiled by itself: it must be well-formed without what is put around it, and an
+// error shows the pattern as it was given.
 void check(const std::string& pattern, const RE2::Options& options) {
     const RE2 alone(pattern, options);
     if (!alone.ok()) {
@@ -52,7 +55,7 @@ std::size_t code_point_before(std::string_view text, std::size_t offset_bytes) {
     return offset_bytes;
 }
 
-// The leftmost match from `from` on, or what its given group took in.
+// What the given group of the leftmost match from `from` on took in; group 0 is the whole match.
 std::optional<MatchSpan> leftmost(const RE2& re, std::string_view line, std::size_t from,
                                   int group) {
     re2::StringPiece groups[2];
@@ -81,17 +84,24 @@ Pattern::Impl::Impl(const std::vector<std::string>& patterns, PatternOptions opt
       _filter(MIN_ATOM_BYTES) {
     const RE2::Options re2 = re2_options(_options.case_sensitive);
     const std::string text = composed(patterns, _options);
-    int id = 0;
-    const bool compiles = _filter.Add("(?m)" + text, re2, &id) == RE2::NoError;
+    const bool compiles = _compile("(?m)" + text, re2);
     if (!compiles || text != patterns.front()) {
         for (const std::string& pattern : patterns) check(pattern, re2);
     }
     if (!compiles) check(text, re2);
     _filter.Compile(&_filter_atoms);
     if (patterns.size() == 1 && !_options.literal) {
-        _run = required_bytes(patterns.front(), _options.case_sensitive);
+        _required_bytes = required_bytes(patterns.front(), _options.case_sensitive);
     }
     if (_words) _inside_text = "(?m)" + bounded_by_words_inside(alternatives(patterns));
+}
+
+bool Pattern::Impl::_compile(const std::string& text, const RE2::Options& options) {
+    const bool is_long = text.size() > MAX_FILTERED_BYTES;
+    if (is_long) _long_re = std::make_unique<const RE2>(text, options);
+    int id = 0;
+    const RE2::ErrorCode error = _filter.Add(is_long ? ".*" : text, options, &id);
+    return is_long ? _long_re->ok() : error == RE2::NoError;
 }
 
 const RE2& Pattern::Impl::_inside() const {
@@ -108,7 +118,7 @@ std::optional<MatchSpan> Pattern::Impl::first_span(std::string_view line) const 
 
 std::optional<MatchSpan> Pattern::Impl::next_span(std::string_view line, std::size_t from) const {
     if (!_words) return leftmost(_re(), line, from, 0);
-    // The character in front of a match takes part in it, and may end the match before.
+    // A match includes the character in front of it, which may be the last of the match before.
     return leftmost(_inside(), line, code_point_before(line, from), 1);
 }
 
@@ -120,8 +130,8 @@ std::optional<std::size_t> Pattern::Impl::next_candidate(std::string_view text,
                                    : text_find::find_ignoring_ascii_case(text, *_required, from);
         return at == text_find::NOT_FOUND ? std::nullopt : std::optional(at);
     }
-    if (_run) {
-        const std::size_t at = find_required_bytes(text, *_run, from);
+    if (_required_bytes) {
+        const std::size_t at = find_required_bytes(text, *_required_bytes, from);
         return at == std::string_view::npos ? std::nullopt : std::optional(at);
     }
     if (_line_by_line) return from;

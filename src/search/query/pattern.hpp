@@ -21,9 +21,9 @@ namespace codetext::search {
 
 struct PatternOptions {
     bool case_sensitive = true;
-    bool words = false;        ///< a match stands between characters that are no part of a word
-    bool whole_lines = false;  ///< a match takes in its whole line; `words` does not matter then
-    /// Text that every match is known to hold, as it is: makes a search through many lines faster.
+    bool words = false;        ///< no character beside a match is part of a word
+    bool whole_lines = false;  ///< a match is a whole line; `words` is then not looked at
+    /// Text that every match is known to hold, in this case: makes a search of many lines faster.
     std::optional<std::string> literal = std::nullopt;
 };
 
@@ -45,7 +45,7 @@ class Pattern {
     std::vector<MatchSpan> spans(std::string_view line) const;
 
     /// The longest text that every matching line is known to hold when its ASCII letters are
-    /// lower-cased: ASCII of three characters or more. None when there is no such text, or a
+    /// lower-cased: ASCII of three characters or more. None when no such text is known, or a
     /// literal was given.
     const std::optional<std::string>& text_of_every_match() const;
 
@@ -61,24 +61,25 @@ class RequiredAtoms {
   public:
     explicit RequiredAtoms(const Pattern& pattern);
 
-    /// The atoms, in lower case, each as the pieces of it that are sure to be in a matching line
-    /// when its ASCII letters are lower-cased: ASCII of three characters or more. An atom that has
-    /// no such piece is left out.
+    /// The atoms in lower case, each as its pieces: those parts of it that a line with the atom is
+    /// sure to hold when the line's ASCII letters are lower-cased. A piece is ASCII of three
+    /// characters or more. An atom without a piece is left out.
     const std::vector<std::vector<std::string>>& atoms() const { return _pieces; }
 
-    /// Whether a line that holds, of atoms(), only those with these positions may match. More atoms
-    /// never turn a true into a false.
+    /// Whether a line may match that holds only those of atoms() with these positions. If it may,
+    /// so may a line that holds more of them.
     bool may_match(const std::vector<int>& present) const;
 
-    /// The longest text that every matching line holds when its ASCII letters are lower-cased, of
-    /// those that are a piece of an atom or in one of every atom; none when there is no such text.
+    /// The longest text that every matching line is found to hold when its ASCII letters are
+    /// lower-cased: a piece of an atom, or what all atoms share. None when no such text is found;
+    /// not every text of a pattern with very many atoms is tried.
     std::optional<std::string> text_of_every_match() const;
 
   private:
     bool _matches_without(const std::string& text) const;
     Pattern _pattern;
     std::vector<std::vector<std::string>> _pieces;
-    std::vector<int> _atom_ids;        ///< for each of _pieces the id that the filter knows it by
+    std::vector<int> _atom_ids;        ///< the filter's id for each of _pieces
     std::vector<int> _always_present;  ///< ids of the atoms that were left out
 };
 

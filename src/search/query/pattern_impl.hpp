@@ -24,20 +24,20 @@ class Pattern::Impl {
 
     /// The leftmost match on the line.
     std::optional<MatchSpan> first_span(std::string_view line) const;
-    /// The leftmost match on the line that begins at `from`, more than 0, or behind it.
+    /// The leftmost match on the line that begins at `from` or behind it; `from` is above 0.
     std::optional<MatchSpan> next_span(std::string_view line, std::size_t from) const;
-    /// Offset, at or after `from`, of something on the next line that may match; none when no more
-    /// line can.
+    /// An offset at or after `from`, in the next line that may match; none when no further line
+    /// may.
     std::optional<std::size_t> next_candidate(std::string_view text, std::size_t from) const;
-    /// Whether what next_candidate gives is a match, which need not be looked for on its line.
+    /// Whether next_candidate gives the offset of a match.
     bool candidates_match() const {
-        return !_line_by_line && !_words && !_options.literal && !_required && !_run;
+        return !_line_by_line && !_words && !_options.literal && !_required && !_required_bytes;
     }
-    /// Says what every matching line holds when its ASCII letters are lower-cased. Looking for that
-    /// is ten times as fast as looking for the pattern.
+    /// Sets the text that every matching line holds when its ASCII letters are lower-cased. A
+    /// search for it is ten times as fast as one for the pattern.
     void require(std::optional<std::string> text) {
         _required = std::move(text);
-        if (_required) _run.reset();
+        if (_required) _required_bytes.reset();
     }
     const std::optional<std::string>& required() const { return _required; }
 
@@ -48,14 +48,16 @@ class Pattern::Impl {
     bool folds_beyond_ascii() const { return _folds_beyond_ascii; }
 
   private:
-    const RE2& _re() const { return _filter.GetRE2(0); }
+    bool _compile(const std::string& text, const RE2::Options& options);
+    const RE2& _re() const { return _long_re ? *_long_re : _filter.GetRE2(0); }
 
     PatternOptions _options;
     std::optional<std::string> _required;
-    std::optional<RequiredBytes> _run;  ///< when there is no text to look for
+    std::optional<RequiredBytes> _required_bytes;  ///< when there is no text to look for
     bool _line_by_line;
     bool _folds_beyond_ascii;
     bool _words;
+    std::unique_ptr<const RE2> _long_re;  ///< of a pattern too long for the filter
     re2::FilteredRE2 _filter;
     std::vector<std::string> _filter_atoms;
     /// With `words`: matches that do not begin the line. Compiled when it is first asked for.

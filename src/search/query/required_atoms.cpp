@@ -1,20 +1,35 @@
 #include <algorithm>
 #include <functional>
 #include <set>
+#include <string_view>
 
 #include "search/query/pattern.hpp"
 #include "search/query/pattern_impl.hpp"
+#include "utils/text_find.hpp"
+
+// RE2's FilteredRE2 says which atoms a pattern is made of, and whether a line that holds only some
+// of them may match (R. Cox, "Regular Expression Matching with a Trigram Index", 2012, describes
+// the method). A text is in every match if no line may match that holds all atoms but those with
+// the text in them. The texts tried are the atoms' pieces and what all atoms share, the longest
+// first.
+//
+// The time is bounded for a pattern of any length: only the beginning of each piece is compared for
+// what is shared, and the more atoms there are, the fewer texts are tried.
 
 namespace codetext::search {
 
 namespace {
 
 constexpr std::size_t MIN_PIECE_BYTES = 3;
-/// Trying one takes a look at every atom.
+/// Trying one text takes a look at every atom.
 constexpr std::size_t MAX_TEXTS_TRIED = 256;
+constexpr std::size_t MAX_ATOMS_LOOKED_AT = 1 << 14;
+/// What is shared by two pieces is looked for in so many first bytes of each.
+constexpr std::size_t MAX_COMPARED_BYTES = 256;
 
-// The filter's atoms are lower-cased by simple folding, an index folds the letters of ASCII. They
-// differ beyond ASCII, and where U+212A stands for a k or U+017F for an s. That is cut out.
+// The filter lower-cases its atoms by simple folding, the index folds the letters of ASCII alone.
+// The two differ beyond ASCII, and where U+212A stands for a k or U+017F for an s. Such characters
+// are cut out of an atom.
 bool folds_plainly(char c, bool beyond_ascii) {
     return c > 0 && !(beyond_ascii && (c == 'k' || c == 's'));
 }
@@ -32,16 +47,18 @@ std::vector<std::string> pieces_of(const std::string& atom, bool beyond_ascii) {
     return pieces;
 }
 
-std::string longest_shared(const std::string& one, const std::string& other) {
-    std::string longest;
+std::string longest_shared(std::string_view one, std::string_view other) {
+    one = one.substr(0, MAX_COMPARED_BYTES);
+    other = other.substr(0, MAX_COMPARED_BYTES);
+    std::string_view longest;
     for (std::size_t start = 0; start < one.size(); ++start) {
         while (start + longest.size() < one.size()) {
-            const std::string longer = one.substr(start, longest.size() + 1);
-            if (other.find(longer) == std::string::npos) break;
+            const std::string_view longer = one.substr(start, longest.size() + 1);
+            if (text_find::find(other, longer) == text_find::NOT_FOUND) break;
             longest = longer;
         }
     }
-    return longest;
+    return std::string(longest);
 }
 
 std::string shared_with_any(const std::string& text, const std::vector<std::string>& pieces) {
@@ -77,7 +94,7 @@ bool RequiredAtoms::_matches_without(const std::string& text) const {
     std::vector<int> others;
     for (std::size_t i = 0; i < _pieces.size(); ++i) {
         const bool holds = std::any_of(_pieces[i].begin(), _pieces[i].end(), [&](const auto& p) {
-            return p.find(text) != std::string::npos;
+            return text_find::find(p, text) != text_find::NOT_FOUND;
         });
         if (!holds) others.push_back(static_cast<int>(i));
     }
@@ -96,7 +113,8 @@ std::optional<std::string> RequiredAtoms::text_of_every_match() const {
     if (shared.size() >= MIN_PIECE_BYTES) distinct.insert(shared);
     std::vector<std::string> longest_first(distinct.begin(), distinct.end());
     std::ranges::stable_sort(longest_first, std::greater(), &std::string::size);
-    longest_first.resize(std::min(longest_first.size(), MAX_TEXTS_TRIED));
+    const std::size_t most = std::min(MAX_TEXTS_TRIED, 1 + MAX_ATOMS_LOOKED_AT / _pieces.size());
+    longest_first.resize(std::min(longest_first.size(), most));
     const auto needed = std::ranges::find_if_not(
         longest_first, [this](const std::string& text) { return _matches_without(text); });
     return needed == longest_first.end() ? std::nullopt : std::optional(*needed);

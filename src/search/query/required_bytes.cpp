@@ -5,36 +5,48 @@
 #include <cmath>
 #include <vector>
 
+// A pattern without groups and alternatives is a row of parts that match one byte each, with their
+// repetitions. Any parts in a row that match nothing but ASCII make required bytes: the union of
+// their sets, as many times as they are sure to match. Those with the most bits of information are
+// chosen. Each part is tried as the first, with no more parts behind it than MAX_LENGTH, so the
+// cost is linear in the pattern.
+//
+// A search for N bytes of a set tests every Nth byte of the text first, and goes backwards from one
+// that is in the set: the bad-character rule of R. S. Boyer and J. S. Moore, "A fast string
+// searching algorithm", Communications of the ACM 20(10), 1977. It tests no byte more than twice.
+
 namespace codetext::search {
 
 namespace {
 
 using Bytes = std::bitset<256>;
 
-/// Below these, what can be skipped over, or left out, is not worth the looking.
+/// Required bytes below these are too common for a search to gain by skipping.
 constexpr std::size_t MIN_LENGTH = 4;
 constexpr double MIN_BITS = 12;
-/// More repetitions are taken for this many.
+/// Longer repetitions are taken for this many, and so are more parts in a row.
 constexpr std::size_t MAX_LENGTH = 64;
+/// In a very long pattern, the required bytes are looked for near its beginning.
+constexpr std::size_t MAX_FIRST_PARTS = 4096;
 
 void add_range(Bytes& bytes, char first, char last) {
     for (int byte = first; byte <= last; ++byte) bytes.set(static_cast<std::size_t>(byte));
 }
 
-/// How rare a run is: bits that it takes to single it out of random printable text.
-double bits_of(const RequiredBytes& run) {
+/// How rare the bytes are: the bits of information that they have in random printable text.
+double bits_of(const RequiredBytes& required) {
     constexpr double PRINTABLE = 95;
-    return static_cast<double>(run.length) *
-           std::log2(PRINTABLE / static_cast<double>(run.bytes.count()));
+    return static_cast<double>(required.length) *
+           std::log2(PRINTABLE / static_cast<double>(required.bytes.count()));
 }
 
-/// A part of a pattern that matches a byte at a time, with its repetition.
+/// A part of a pattern that matches one byte, or an assertion, with its repetition.
 struct Part {
     std::optional<Bytes> bytes;  ///< none: it matches more than ASCII, or no byte at all
-    std::size_t at_least = 1;
+    std::size_t at_least = 1;    ///< how many times it matches
 };
 
-// Reads a pattern part by part. What it does not understand it does not guess at.
+// Reads a pattern part by part, and stops at the first that it does not understand.
 class Parts {
   public:
     Parts(std::string_view pattern, bool case_sensitive)
@@ -103,7 +115,7 @@ class Parts {
         return true;
     }
 
-    // Single characters and ranges of them; a class with anything else is not understood.
+    // Understands single characters and ranges of them alone.
     bool _take_class(Part& part) {
         const std::size_t end = _rest.find(']', 1);
         if (end == std::string_view::npos) return false;
@@ -136,7 +148,7 @@ class Parts {
         }
         _take();
         if (!_rest.empty() && _rest.front() == '?') _take();
-        // RE2 refuses a repetition of a repetition, or takes it for what is not meant here.
+        // RE2 refuses a repetition of a repetition, or gives it another meaning.
         return _rest.empty() || std::string_view("*+?{").find(_rest.front()) == _rest.npos;
     }
 
@@ -155,8 +167,8 @@ class Parts {
         return true;
     }
 
-    // What else stands between braces, a number with a zero before it too, RE2 takes for plain
-    // text.
+    // RE2 takes braces with anything else in them for plain text, also a number that begins with a
+    // zero.
     static bool is_count(std::string_view number) {
         constexpr std::size_t MOST_DIGITS = 4;  // RE2 refuses more than 1000
         return !number.empty() && number.size() <= MOST_DIGITS &&
@@ -191,6 +203,32 @@ class Parts {
     bool _case_sensitive;
 };
 
+// The rarest of the required bytes that begin with the part at `first`; none below MIN_BITS.
+std::optional<RequiredBytes> rarest_from(const std::vector<Part>& parts, std::size_t first) {
+    std::optional<RequiredBytes> rarest;
+    double most_bits = MIN_BITS;
+    RequiredBytes required{};
+    const std::size_t end = std::min(parts.size(), first + MAX_LENGTH);
+    for (std::size_t i = first; i < end && parts[i].bytes; ++i) {
+        required.bytes |= *parts[i].bytes;
+        required.length += parts[i].at_least;
+        const double bits = bits_of(required);
+        if (bits <= most_bits) continue;
+        rarest = required;
+        most_bits = bits;
+    }
+    return rarest;
+}
+
+std::optional<RequiredBytes> rarest_of(const std::vector<Part>& parts) {
+    std::optional<RequiredBytes> rarest;
+    for (std::size_t first = 0; first < std::min(parts.size(), MAX_FIRST_PARTS); ++first) {
+        const std::optional<RequiredBytes> found = rarest_from(parts, first);
+        if (found && (!rarest || bits_of(*found) > bits_of(*rarest))) rarest = found;
+    }
+    return rarest && rarest->length >= MIN_LENGTH ? rarest : std::nullopt;
+}
+
 }  // namespace
 
 std::optional<RequiredBytes> required_bytes(std::string_view pattern, bool case_sensitive) {
@@ -205,26 +243,17 @@ std::optional<RequiredBytes> required_bytes(std::string_view pattern, bool case_
     if (!parts.empty() && parts[0].bytes && parts[0].bytes->count() == 1 && parts[0].at_least > 0) {
         return std::nullopt;
     }
-    std::optional<RequiredBytes> rarest;
-    for (std::size_t first = 0; first < parts.size(); ++first) {
-        RequiredBytes run{};
-        for (std::size_t i = first; i < parts.size() && parts[i].bytes; ++i) {
-            run.bytes |= *parts[i].bytes;
-            run.length += parts[i].at_least;
-            if (bits_of(run) > (rarest ? bits_of(*rarest) : MIN_BITS)) rarest = run;
-        }
-    }
-    return rarest && rarest->length >= MIN_LENGTH ? rarest : std::nullopt;
+    return rarest_of(parts);
 }
 
-// Only every length-th byte is looked at until one may be of a run.
-std::size_t find_required_bytes(std::string_view text, const RequiredBytes& run, std::size_t from) {
+std::size_t find_required_bytes(std::string_view text, const RequiredBytes& required,
+                                std::size_t from) {
     const auto holds = [&](std::size_t at) {
-        return run.bytes[static_cast<unsigned char>(text[at])];
+        return required.bytes[static_cast<unsigned char>(text[at])];
     };
-    std::size_t begin = from;  // no run begins before
-    while (begin + run.length <= text.size()) {
-        std::size_t at = begin + run.length;
+    std::size_t begin = from;  // the bytes begin at no place before
+    while (begin + required.length <= text.size()) {
+        std::size_t at = begin + required.length;
         while (at > begin && holds(at - 1)) --at;
         if (at == begin) return begin;
         begin = at;

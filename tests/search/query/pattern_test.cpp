@@ -80,7 +80,16 @@ TEST(pattern, looks_at_no_line_without_its_required_text_and_misses_none) {
             expect_alike(compiled, compiled, pattern);
         }
     }
-    const std::pair<const char*, std::optional<std::string>> CASES[] = {
+    // What is shared by two long alternatives, and alternatives that are too many for the filter.
+    std::string a, b, many = "zz_shared_0";
+    for (int i = 0; i < 8000; ++i) a += static_cast<char>('a' + i % 7);
+    for (int i = 0; i < 8000; ++i) b += static_cast<char>('a' + i % 5);
+    for (int i = 1; i < 5000; ++i) many += "|zz_shared_" + std::to_string(i);
+    EXPECT_TRUE(Pattern({many}, {}).search("x zz_shared_4999"));
+    EXPECT_FALSE(Pattern({many}, {}).search("zz_shared_"));
+    const std::pair<std::string, std::optional<std::string>> CASES[] = {
+        {"probe_" + a + "|probe_" + b, "probe_abcde"},
+        {many, std::nullopt},
         {"[a-z]+_Probe_[0-9]+", "_probe_"},
         {"_Probe_[0-9]", "_probe_"},
         {"dev_(get|put)_x|dev_hold", "dev_"},
@@ -89,7 +98,7 @@ TEST(pattern, looks_at_no_line_without_its_required_text_and_misses_none) {
         {"abc.*bcd|zbc", std::nullopt},
         {"x*", std::nullopt}};
     for (const auto& [pattern, text] : CASES) {
-        EXPECT_EQ(Pattern({pattern}, {}).text_of_every_match(), text) << pattern;
+        EXPECT_EQ(Pattern({pattern}, {}).text_of_every_match(), text) << pattern.substr(0, 40);
     }
 }
 

@@ -15,10 +15,16 @@ std::string members(const std::bitset<256>& bytes) {
     return all;
 }
 
+std::string repeated(const std::string& part, int times) {
+    std::string all;
+    for (int i = 0; i < times; ++i) all += part;
+    return all;
+}
+
 TEST(required_bytes, is_seen_only_where_every_match_has_it) {
     const struct {
         std::string pattern;
-        std::size_t length;  ///< 0: no run
+        std::size_t length;  ///< 0: none
         std::string bytes;
     } CASES[] = {
         {"[0-9]{7,}", 7, "0123456789"},
@@ -46,25 +52,31 @@ TEST(required_bytes, is_seen_only_where_every_match_has_it) {
         {"[0-9]*", 0, ""},
         {"[[:digit:]]{9}", 0, ""},
         {"[0-9]{3}.[0-9]{3}", 0, ""},
+        {repeated(".", 1000) + "[0-9]{5}", 5, "0123456789"},
+        {repeated("[ab]", 200000), 64, "ab"},
+        {"[0-9]{5}" + repeated("[a-z]*", 200000), 5, "0123456789"},
+        {repeated("[a-z]*", 200000) + "|x", 0, ""},
     };
     for (const auto& [pattern, length, bytes] : CASES) {
-        const auto run = required_bytes(pattern, true);
-        EXPECT_EQ(run ? run->length : 0, length) << pattern;
-        EXPECT_EQ(run ? members(run->bytes) : "", bytes) << pattern;
+        const auto required = required_bytes(pattern, true);
+        const std::string shown = pattern.substr(0, 40);
+        EXPECT_EQ(required ? required->length : 0, length) << shown;
+        EXPECT_EQ(required ? members(required->bytes) : "", bytes) << shown;
     }
     EXPECT_EQ(members(required_bytes("[a-c]{7}", false)->bytes), "ABCabc");
     EXPECT_FALSE(required_bytes("[j-l]{7}", false)) << "U+212A is a k";
 }
 
 TEST(required_bytes, is_found_where_a_scan_finds_it) {
-    const RequiredBytes run = *required_bytes("[ab]{4,}", true);
+    const RequiredBytes required = *required_bytes("[ab]{4,}", true);
     reference::for_texts({"a", "b", "c"}, 8, [&](const std::string& text) {
         for (std::size_t from = 0; from <= text.size(); ++from) {
             std::size_t at = from;
             while (at < text.size() && text.substr(at, 4).find_first_not_of("ab") < 4) ++at;
             const bool found =
                 at + 4 <= text.size() && text.substr(at, 4).find('c') == std::string::npos;
-            ASSERT_EQ(find_required_bytes(text, run, from), found ? at : std::string::npos) << text;
+            ASSERT_EQ(find_required_bytes(text, required, from), found ? at : std::string::npos)
+                << text;
             if (text.size() > 8) break;
         }
     });
