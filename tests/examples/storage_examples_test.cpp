@@ -4,6 +4,7 @@
 
 #include "examples/seen.hpp"
 #include "storage/chunk_store/code_chunks/table.hpp"
+#include "storage/chunk_store/compressed/byte_codec.hpp"
 #include "storage/chunk_store/compressed/packed_frame.hpp"
 #include "storage/chunk_store/compressed/tables.hpp"
 #include "storage/chunk_store/compressed/trigrams.hpp"
@@ -130,7 +131,7 @@ TEST_F(CompressedExamples, dictionary) {
 
 TEST_F(CompressedExamples, packed_frame) {
     const std::vector<Chunk> chunks = {{1, 2, "one\ntwo"}};
-    const DictionariesHandle dictionaries = make_dictionaries();
+    Dictionaries dictionaries;
     const DictionaryHandle dictionary;
     const std::int64_t rowid = first;
 #include "example_of/storage/chunk_store/compressed/packed_frame.hpp"
