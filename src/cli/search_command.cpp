@@ -50,7 +50,9 @@ search::FileFilter file_filter(const SearchArguments& arguments, const SearchPat
                               .languages = members_of_types(arguments.types),
                               .languages_out = members_of_types(arguments.types_out)};
     for (const std::string& glob : arguments.globs) {
-        filter.globs.emplace_back(paths.glob_from_root(glob));
+        const std::string from_root = paths.glob_from_root(glob);
+        const search::Glob as_given(glob);  // a failure shows the glob as the user wrote it
+        filter.globs.emplace_back(from_root);
     }
     return filter;
 }

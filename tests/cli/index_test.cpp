@@ -186,23 +186,24 @@ TEST(index_command, refuses_clearly) {
     const struct {
         const TempFolder& repository;
         std::string commands, error;
-    } CASES[] = {{empty, "index missing", "missing: No such file or directory"},
-                 {empty, "index file", "file: Not a directory"},
-                 {empty, "status,upgrade,verify", "run `codetext index` first"},
-                 {no_file, "index,status,upgrade,verify,search code x",
-                  no_file.path() / ".codetext/index/code.db is not a regular file; move it away"},
-                 {no_table, "index,status,upgrade,verify,search code x",
-                  no_table.path() / ".codetext/index/code.db is not a codetext index, or a damaged"},
-                 {empty, "index --layout flat", "--layout"},
-                 {empty, "index --jobs 0,index --jobs many", "--jobs"},
-                 {blocked, "index", "cannot make"},
-                 {no_database, "index,status", "is not a SQLite database"},
-                 {loop, "status,upgrade,verify,search code x",
-                  "cannot read the index " + loop.path().string() + "/.codetext/index/code.db: "},
-                 {newer, "index,status,upgrade,verify", "9.0.0"},
-                 {broken_git, "index", "git cannot list the files of"},
-                 {broken_git, "status,verify,search code x", "is not filled yet: run `codetext index`"},
-                 {blank, "status,upgrade,verify,search code x", "is not filled yet: run `codetext index`"}};
+    } CASES[] = {
+        {empty, "index missing", "missing: No such file or directory"},
+        {empty, "index file", "file: Not a directory"},
+        {empty, "status,upgrade,verify", "run `codetext index` first"},
+        {no_file, "index,status,upgrade,verify,search code x",
+         no_file.path() / ".codetext/index/code.db is not a regular file; move it away"},
+        {no_table, "index,status,upgrade,verify,search code x",
+         no_table.path() / ".codetext/index/code.db is not a codetext index, or a damaged"},
+        {empty, "index --layout flat", "--layout"},
+        {empty, "index --jobs 0,index --jobs many", "--jobs"},
+        {blocked, "index", "cannot make"},
+        {no_database, "index,status", "is not a SQLite database"},
+        {loop, "status,upgrade,verify,search code x",
+         "cannot read the index " + loop.path().string() + "/.codetext/index/code.db: "},
+        {newer, "index,status,upgrade,verify", "9.0.0"},
+        {broken_git, "index", "git cannot list the files of"},
+        {broken_git, "status,verify,search code x", "is not filled yet: run `codetext index`"},
+        {blank, "status,upgrade,verify,search code x", "is not filled yet: run `codetext index`"}};
     for (const auto& [repository, commands, error] : CASES) {
         for (const std::string& command : reference::words(commands, ',')) {
             const Outcome outcome = run(reference::words(command), repository.path());

@@ -173,7 +173,7 @@ TEST_F(SearchCode, exits_with_0_for_a_match_1_for_none_2_for_an_error) {
         {{"foo", "missing"}, "missing: No such file"},
         {{"foo", ".", other.path()}, "outside of the repository"},
         {{"foo", other.path()}, "no index at .*: run `codetext index` first"},
-        {{"-g", "[", "foo"}, "missing a ]"},
+        {{"-g", "lib/[", "foo"}, "the glob lib/\\[ is missing a ]"},
         {{}, "pattern"},
         {{"a\nb"}, "line break"},
     };
