@@ -14,9 +14,9 @@ namespace codetext::indexer {
 
 struct IndexStatus {
     std::string schema_version;
-    std::string layout;  ///< "none" for an index without a table of the files' text
+    std::string layout;  ///< "none" for an index that has no tables for text
     std::int64_t files = 0;
-    std::int64_t file_bytes = 0;    ///< of all files, as they were when they were read
+    std::int64_t file_bytes = 0;    ///< of all files, when they were read
     std::int64_t kept_on_disk = 0;  ///< files whose text stays on disk
     std::int64_t kept_on_disk_bytes = 0;
     std::int64_t chunks = 0;
@@ -26,7 +26,7 @@ struct IndexStatus {
     std::int64_t database_bytes = 0;  ///< the database file and its write-ahead log
 };
 
-/// Counts. An index of a schema without a table of skipped files has none of these.
+/// Counts. An old index that has no table of skipped files counts none.
 IndexStatus index_status(const Database& db);
 
 }  // namespace codetext::indexer

@@ -1,7 +1,7 @@
 #pragma once
 
-// Text sixteen bytes at a time, for the loops of this room that run at memory speed. Not for other
-// rooms, and not for single bytes: what is left at the end of a text goes through load_padded.
+// Text in blocks of sixteen bytes, for the loops of this room that run at memory speed. Not for
+// other rooms. The last bytes of a text that fill no block go through load_padded.
 //
 // A Block is the compilers' own vector type, so every machine has one; only the two functions that
 // gather a block into a number have a form of their own for SSE2.

@@ -10,32 +10,21 @@
 #include <system_error>
 #include <utility>
 
+#include "utils/descriptor.hpp"
 #include "utils/fsio_read.hpp"
+#include "utils/platform.hpp"
 
 namespace codetext::fsio {
 namespace {
 
-/// The first read of a file that says it is empty, as those of /proc do.
+/// The first read of a file that claims to be empty, as files of /proc do.
 constexpr std::size_t SMALLEST_READ_BYTES = 4096;
 
 [[noreturn]] void throw_error(int error_number, const std::string& doing) {
     throw std::system_error(error_number, std::system_category(), doing);
 }
 
-class Descriptor {
-  public:
-    explicit Descriptor(int number) : _number(number) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() { ::close(_number); }
-
-    int number() const { return _number; }
-
-  private:
-    int _number;
-};
-
-/// Makes a system call again for as long as a signal interrupts it.
+/// Repeats a system call for as long as signals interrupt it.
 template <typename Call>
 auto uninterrupted(Call call) {
     while (true) {
@@ -44,16 +33,16 @@ auto uninterrupted(Call call) {
     }
 }
 
-int open_no_follow(const std::filesystem::path& path, const std::string& doing) {
+Descriptor open_no_follow(const std::filesystem::path& path, const std::string& doing) {
     const std::string& native = path.native();
     if (native.find('\0') != std::string::npos) {
         throw std::invalid_argument(doing + ": the path holds a NUL");
     }
     // Without O_NONBLOCK, opening a FIFO waits for its writer.
     constexpr int FLAGS = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
-    const int number = uninterrupted([&] { return ::open(native.c_str(), FLAGS); });
-    if (number == -1) throw_error(errno, doing);
-    return number;
+    Descriptor opened(uninterrupted([&] { return ::open(native.c_str(), FLAGS); }));
+    if (!opened) throw_error(errno, doing);
+    return opened;
 }
 
 struct stat regular_file_status(int descriptor, const std::string& doing) {
@@ -64,15 +53,7 @@ struct stat regular_file_status(int descriptor, const std::string& doing) {
     return status;
 }
 
-/// Wraps around for a time that nanoseconds in 64 bits cannot tell (from the year 2262 on): it is
-/// compared, never shown.
-std::int64_t nanoseconds(const struct timespec& time) {
-    constexpr std::uint64_t NANOSECONDS = 1'000'000'000;
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(time.tv_sec) * NANOSECONDS +
-                                     static_cast<std::uint64_t>(time.tv_nsec));
-}
-
-/// Fills `bytes` from `filled` on, as far as one read does; gives the bytes read, 0 at the end.
+/// Reads once into `bytes`, from `filled` on. Returns the number of bytes read; 0 at the end.
 std::size_t read_once(int descriptor, std::string& bytes, std::size_t filled,
                       const std::string& doing) {
     const auto got = uninterrupted(
@@ -87,7 +68,7 @@ std::string _read_to_end(int descriptor, std::int64_t expected_bytes, const std:
                          std::size_t limit_bytes) {
     const auto expected = static_cast<std::size_t>(std::max<std::int64_t>(expected_bytes, 0));
     if (expected > limit_bytes) throw_error(EFBIG, doing);
-    // One byte more than expected: a read that does not fill it has met the end where fstat put it.
+    // One byte more than expected: a read that leaves it empty has met the end that fstat gave.
     std::string bytes(expected == 0 ? SMALLEST_READ_BYTES : expected + 1, '\0');
     std::size_t filled = 0;
     while (true) {
@@ -106,10 +87,10 @@ std::string _read_to_end(int descriptor, std::int64_t expected_bytes, const std:
 
 FileContent read_file_no_follow(const std::filesystem::path& path) {
     const std::string doing = "cannot read " + path.native();
-    const Descriptor descriptor(open_no_follow(path, doing));
+    const Descriptor descriptor = open_no_follow(path, doing);
     const struct stat status = regular_file_status(descriptor.number(), doing);
     std::string bytes = _read_to_end(descriptor.number(), status.st_size, doing);
-    return {std::move(bytes), status.st_size, nanoseconds(status.st_mtim)};
+    return {std::move(bytes), status.st_size, platform::modification_time_ns(status)};
 }
 
 std::string read_bytes_no_follow(const std::filesystem::path& path) {

@@ -1,7 +1,7 @@
 #pragma once
 
-// Reading files of a work tree that others may change meanwhile: no symbolic link is followed, and
-// nothing that could block or never end (a FIFO, a device, a socket) is read.
+// Reading files of a work tree while others may change it. No symbolic link is followed, and
+// nothing is read that could block or never end (a FIFO, a device, a socket).
 //
 //   std::string bytes = fsio::read_bytes_no_follow(path);
 
@@ -20,8 +20,8 @@ struct FileContent {
 
 /// The whole content of the regular file at `path`.
 ///
-/// Only the last component is kept from being a symbolic link (O_NOFOLLOW); never blocks on a file
-/// that is no regular one.
+/// Only the last component of the path must not be a symbolic link (O_NOFOLLOW). Never blocks on a
+/// file that is not regular.
 /// Throws std::system_error (std::system_category, "cannot read PATH: ...") with errno's code for
 /// every failure to open or read: ELOOP for a symbolic link, EISDIR for a directory, EINVAL for any
 /// other kind of file that opens (a socket does not: ENXIO), EFBIG for a file of more than 2 GiB;

@@ -2,12 +2,12 @@
 
 #include <fcntl.h>
 #include <spawn.h>
-#include <sys/mman.h>
 #include <sys/wait.h>
 
 #include <array>
 
 #include "utils/descriptor.hpp"
+#include "utils/platform.hpp"
 
 namespace codetext {
 namespace {
@@ -20,7 +20,7 @@ struct Pipe {
 
 Pipe make_pipe() {
     std::array<int, 2> ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) == -1) throw_system_error("cannot make a pipe");
+    if (platform::make_pipe(ends) == -1) throw_system_error("cannot make a pipe");
     return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
@@ -74,9 +74,9 @@ int wait_for(pid_t process) {
 
 ProcessResult run_process(const std::vector<std::string>& arguments,
                           const std::vector<std::string>& environment) {
-    // Standard error goes to a file, so that reading the one pipe to its end is never held up.
-    const Descriptor errors(::memfd_create("errors", MFD_CLOEXEC));
-    if (!errors) throw_system_error("cannot make a file in memory");
+    // Standard error goes to a file: with two pipes the program could wait for the one not read.
+    const Descriptor errors = platform::unnamed_file();
+    if (!errors) throw_system_error("cannot make an unnamed file");
     Pipe output = make_pipe();
     FileActions actions;
     actions.open_null(STDIN_FILENO);

@@ -1,6 +1,6 @@
 #pragma once
 
-// Going through ascending numbers side by side.
+// Looking up many numbers in an ascending list: quick when they ascend too.
 //
 //   codetext::SortedLookup listed(ids);
 //   for (std::int64_t id : others) if (listed.contains(id)) use(id);
@@ -12,9 +12,10 @@
 
 namespace codetext {
 
-/// As std::lower_bound. Fast when the place is near `begin`: it looks 1, 2, 4, 8 and so on places
-/// away first, as in J. L. Bentley and A. C. Yao, "An almost optimal algorithm for unbounded
-/// searching", 1976.
+/// The first place in [begin, end) whose value is not less than `value`, as std::lower_bound. It
+/// doubles its step until it passes that place, then halves what is left: 2 log2(d) comparisons for
+/// a place at distance d from `begin` (J. L. Bentley and A. C. Yao, "An almost optimal algorithm
+/// for unbounded searching", 1976).
 template <typename Iterator, typename Value>
 Iterator galloping_lower_bound(Iterator begin, Iterator end, const Value& value) {
     std::ptrdiff_t step = 1;
@@ -25,23 +26,22 @@ Iterator galloping_lower_bound(Iterator begin, Iterator end, const Value& value)
     return std::lower_bound(begin, begin + std::min(step + 1, end - begin), value);
 }
 
-/// Looks numbers up in an ascending list. Asked for in ascending order, near enough, each takes a
-/// step or two. The list must outlive it.
+/// Tells whether numbers are in an ascending list, which must outlive it. Each lookup begins where
+/// the last one ended, or at the list's begin for a smaller number.
 class SortedLookup {
   public:
-    explicit SortedLookup(std::span<const std::int64_t> numbers) : _numbers(numbers) {}
+    explicit SortedLookup(std::span<const std::int64_t> numbers)
+        : _numbers(numbers), _place(_numbers.begin()) {}
 
     bool contains(std::int64_t number) {
-        if (_next == _numbers.size() || _numbers[_next] > number) _next = 0;
-        const auto from = _numbers.begin() + static_cast<std::ptrdiff_t>(_next);
-        const auto found = galloping_lower_bound(from, _numbers.end(), number);
-        _next = static_cast<std::size_t>(found - _numbers.begin());
-        return found != _numbers.end() && *found == number;
+        if (_place == _numbers.end() || *_place > number) _place = _numbers.begin();
+        _place = galloping_lower_bound(_place, _numbers.end(), number);
+        return _place != _numbers.end() && *_place == number;
     }
 
   private:
     std::span<const std::int64_t> _numbers;
-    std::size_t _next = 0;
+    std::span<const std::int64_t>::iterator _place;  ///< where the last lookup ended
 };
 
 }  // namespace codetext

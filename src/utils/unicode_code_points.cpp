@@ -6,7 +6,8 @@
 #include "utils/byte_block.hpp"
 #include "utils/unicode.hpp"
 
-// A code point is counted by its first byte: every byte but a continuation byte, 10xxxxxx.
+// Counting code points. Each has exactly one byte that is not a continuation byte (10xxxxxx), so
+// the other bytes are counted, sixteen at a time.
 
 namespace codetext::unicode {
 namespace {

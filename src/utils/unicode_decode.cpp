@@ -6,6 +6,11 @@
 #include "utils/byte_block.hpp"
 #include "utils/unicode.hpp"
 
+// Decoding UTF-8. A first pass looks for an ill-formed subsequence: ASCII goes by in blocks of
+// sixteen bytes, every other sequence is checked against Table 3-7 of the Unicode Standard. Most
+// files have no ill-formed subsequence and are returned as they are. In the others each one becomes
+// U+FFFD, and the text between them is copied. Linear time, one pass and at most one copy.
+
 namespace codetext::unicode {
 namespace {
 
@@ -16,8 +21,8 @@ struct Subsequence {
     bool well_formed;
 };
 
-/// What a lead byte asks of the sequence that it opens: its length, and the range of its second
-/// byte (the Unicode Standard, Table 3-7). A length of 0 is no lead byte.
+/// What a lead byte says of its sequence: the length, and the range of the second byte (the Unicode
+/// Standard, Table 3-7). A length of 0 stands for a byte that leads no sequence.
 struct Lead {
     std::size_t size_bytes;
     unsigned char second_first;
@@ -27,7 +32,7 @@ struct Lead {
 Lead lead_of(unsigned char byte) {
     if (byte < 0xC2 || byte > 0xF4) return {0, 0, 0};
     if (byte < 0xE0) return {2, 0x80, 0xBF};
-    if (byte == 0xE0) return {3, 0xA0, 0xBF};  // from U+0800: nothing longer than it need be
+    if (byte == 0xE0) return {3, 0xA0, 0xBF};  // from U+0800: no longer form than needed
     if (byte == 0xED) return {3, 0x80, 0x9F};  // no surrogates
     if (byte < 0xF0) return {3, 0x80, 0xBF};
     if (byte == 0xF0) return {4, 0x90, 0xBF};  // from U+10000
@@ -35,8 +40,8 @@ Lead lead_of(unsigned char byte) {
     return {4, 0x80, 0xBF};
 }
 
-/// The well-formed sequence that begins at `at`, or the maximal subpart of an ill-formed one. The
-/// byte at `at` is none of ASCII.
+/// The well-formed sequence that begins at `at`, or the maximal subpart of an ill-formed one.
+/// REQUIRES: the byte at `at` is not ASCII.
 Subsequence subsequence_at(std::string_view bytes, std::size_t at) {
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[at + i]); };
     const Lead lead = lead_of(byte(0));

@@ -10,21 +10,26 @@
 #include "utils/byte_block.hpp"
 #include "utils/unicode.hpp"
 
+// Joining lines. Blocks of sixteen bytes are tested for bytes that may begin a boundary other than
+// LF; only there is the text looked at byte by byte. Most files have no such boundary and are
+// returned as they are. In the others each boundary becomes an LF, and the text behind it moves
+// forward in the same buffer. Linear time, no second buffer.
+
 namespace codetext::unicode {
 namespace {
 
 using byte_block::Block;
 using byte_block::BLOCK_BYTES;
 
-/// A line boundary that is no lone LF: what a pass over a text looks for, since an LF may stay.
+/// A line boundary other than a lone LF, which may stay as it is.
 struct Boundary {
     std::size_t offset_bytes;  ///< the size of the text when there is none
     std::size_t size_bytes;
 };
 
-/// 0xFF for every byte that may begin a boundary other than LF, and for a few that do not: U+000E,
-/// U+001B, and every 0xC2 and 0xE2 lead byte. 0x0B to 0x0E and 0x1B to 0x1E are four bytes each,
-/// sixteen apart; 0xC2 and 0xE2 differ in one bit.
+/// 0xFF for every byte that may begin a boundary other than LF, and for a few bytes that do not:
+/// U+000E, U+001B, and every lead byte 0xC2 or 0xE2. One comparison finds 0x0B to 0x0E and 0x1B to
+/// 0x1E, since the ranges differ in one bit only; another finds 0xC2 and 0xE2, which do so too.
 Block candidates(Block block) {
     using byte_block::filled;
     const Block controls = byte_block::at_most((block - filled(0x0B)) & filled(0xEF), filled(3));
@@ -75,7 +80,7 @@ Boundary next_boundary(std::string_view text, std::size_t from) {
 }
 
 /// Puts an LF in the place of every boundary from `boundary` on. No boundary is shorter than an LF,
-/// so the text moves towards its front, inside its own buffer.
+/// so the text only ever moves towards its front.
 void put_line_feeds(std::string& text, Boundary boundary) {
     std::size_t written = boundary.offset_bytes;
     while (boundary.size_bytes != 0) {

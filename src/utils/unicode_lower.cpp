@@ -12,10 +12,11 @@
 #include "utils/byte_block.hpp"
 #include "utils/unicode.hpp"
 
-// ICU knows every rule and is slow; nearly all code is ASCII. So whole lines of ASCII are folded
-// here, and ICU gets the lines that hold anything else. A cut beside an LF changes no result: the
-// one condition on a character's neighbours that holds in the root locale, Final_Sigma, looks past
-// case-ignorable characters for a cased one, and LF is neither.
+// Lower case. ICU knows every rule and is slow, and nearly all code is ASCII. So lines that are
+// ASCII are lower-cased here, in blocks of sixteen bytes, and only runs of other lines go to ICU.
+// Cutting a text at an LF changes no result: in the root locale only the rule Final_Sigma looks at
+// a character's neighbours. It skips case-ignorable characters and stops at any other; LF is not
+// case-ignorable, and not cased.
 
 namespace codetext::unicode {
 namespace {
@@ -38,8 +39,8 @@ CaseMap open_case_map() {
     return map;
 }
 
-/// Opened by the first call that needs it, since it is not free, and only read from then on: the
-/// threads share it.
+/// Opened by the first call that needs it, since that takes time. Threads share it: it is only read
+/// from then on.
 const UCaseMap* root_case_map() {
     static const CaseMap map = open_case_map();
     return map.get();
@@ -52,8 +53,8 @@ std::int32_t checked_size(std::size_t size_bytes) {
     return static_cast<std::int32_t>(size_bytes);
 }
 
-/// Writes the lower-case form of `text` at `at` as far as the string has room, and gives its whole
-/// size.
+/// Writes the lower-case form of `text` at `at`, as far as the string has room. Returns the size of
+/// the whole form.
 std::size_t write_icu_lower(std::string& out, std::size_t at, std::string_view text) {
     UErrorCode code = U_ZERO_ERROR;
     const std::int32_t size =
@@ -97,8 +98,7 @@ std::size_t line_end(std::string_view text, std::size_t from) {
     return feed == std::string_view::npos ? text.size() : feed + 1;
 }
 
-/// Where the lines in a row from `begin` on end that each hold more than ASCII: they go to ICU in
-/// one call.
+/// The end of the run of lines from `begin` on that are not ASCII. They go to ICU in one call.
 std::size_t other_lines_end(std::string_view text, std::size_t begin) {
     std::size_t end = begin;
     while (true) {

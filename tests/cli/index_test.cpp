@@ -52,7 +52,7 @@ TEST(index_command, reports_what_it_leaves_out_and_succeeds) {
     EXPECT_EQ(outcome.status, 0);
     EXPECT_THAT(outcome.errors,
                 AllOf(HasSubstr("codetext: cannot read huge: File too large\n"),
-                      HasSubstr("codetext: left out, its path is no UTF-8: caf\uFFFD\n")));
+                      HasSubstr("codetext: left out, its path is not UTF-8: caf\uFFFD\n")));
 }
 
 TEST(index_command, tells_a_repository_without_files_from_a_run_that_failed) {

@@ -11,6 +11,7 @@
 #include "utils/descriptor.hpp"
 #include "utils/fsio.hpp"
 #include "utils/ordered_pool.hpp"
+#include "utils/platform.hpp"
 #include "utils/process.hpp"
 #include "utils/sorted_lookup.hpp"
 #include "utils/temp_folder.hpp"
@@ -55,6 +56,12 @@ TEST_F(UtilsExamples, ordered_pool) {
     const auto read = [](const std::string& file) { return "<" + file + ">"; };
 #include "example_of/utils/ordered_pool.hpp"
     EXPECT_EQ(seen.text, "<a>,<b>,<c>,");
+}
+
+TEST_F(UtilsExamples, platform) {
+    path = folder.path();
+#include "example_of/utils/platform.hpp"
+    EXPECT_TRUE(directory);
 }
 
 TEST_F(UtilsExamples, process) {

@@ -48,8 +48,8 @@ class Lister {
     FileList take() { return std::move(_list); }
 
   private:
-    /// A repository inside that git refuses to list (a broken one, someone else's) must not keep
-    /// the rest from being indexed: it is left out with a warning.
+    /// git may refuse to list a repository inside (a broken one, another user's). It is left out
+    /// with a warning, so that the rest is still indexed.
     void _add_inner(const std::string& directory) {
         if (!is_git_root(_root / directory)) return;
         try {
@@ -82,7 +82,7 @@ void drop_unusable_paths(FileList& list) {
         if (unicode::is_ascii(file.path)) return false;
         const std::string decoded = unicode::decode(file.path);
         if (decoded == file.path) return false;
-        list.warnings.push_back("left out, its path is no UTF-8: " + decoded);
+        list.warnings.push_back("left out, its path is not UTF-8: " + decoded);
         return true;
     });
 }

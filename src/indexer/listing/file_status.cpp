@@ -8,15 +8,16 @@
 #include <thread>
 
 #include "utils/descriptor.hpp"
+#include "utils/platform.hpp"
 #include "utils/threads.hpp"
 
 namespace codetext::indexer {
 namespace {
 
-constexpr int OPEN_ON_THE_WAY = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+constexpr int OPEN_ON_THE_WAY = platform::OPEN_FOR_LOOKUP | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
-/// The directories on the way to the path asked about last, open: the next path in order shares
-/// most of them.
+/// Keeps the directories on the way to the last path open: the next path in order shares most of
+/// them.
 class DirectoryCursor {
   public:
     explicit DirectoryCursor(const Descriptor& root) : _root(root.number()) {}
@@ -73,7 +74,7 @@ void look_at(DirectoryCursor& cursor, const std::string& path, PathStatuses& fou
         found.warnings.push_back("cannot look at " + path + ": " +
                                  std::system_category().message(errno));
     } else if (S_ISREG(status.st_mode)) {
-        found.files.push_back({path, status.st_size, nanoseconds(status.st_mtim)});
+        found.files.push_back({path, status.st_size, platform::modification_time_ns(status)});
     } else if (S_ISDIR(status.st_mode)) {
         found.directories.push_back(path);
     }
@@ -88,7 +89,8 @@ void append(std::vector<Value>& to, std::vector<Value>& from) {
 
 PathStatuses look_at_paths(const std::filesystem::path& root, std::span<const std::string> paths,
                            unsigned threads) {
-    const Descriptor opened(::open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const Descriptor opened(
+        ::open(root.c_str(), platform::OPEN_FOR_LOOKUP | O_DIRECTORY | O_CLOEXEC));
     if (!opened) throw_system_error("cannot open " + root.string());
     std::vector<PathStatuses> parts(std::max(threads, 1U));
     const auto work = [&](std::size_t part) {

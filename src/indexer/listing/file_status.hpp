@@ -20,8 +20,8 @@ struct PathStatuses {
     std::vector<std::string> warnings;     ///< paths that could not be looked at, and why
 };
 
-/// Looks at each of `paths`, ascending and relative to `root`, with `threads` threads. Paths where
-/// there is nothing, or neither a regular file nor a directory, are left out.
+/// Looks at each of `paths`, ascending and relative to `root`, with `threads` threads. A path that
+/// leads to neither a regular file nor a directory is left out.
 /// Throws std::system_error when `root` cannot be opened.
 PathStatuses look_at_paths(const std::filesystem::path& root, std::span<const std::string> paths,
                            unsigned threads);

@@ -1,12 +1,11 @@
 #include "indexer/listing/git_files.hpp"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <future>
 #include <stdexcept>
 #include <string_view>
 
+#include "utils/platform.hpp"
 #include "utils/process.hpp"
 
 namespace codetext::indexer {

@@ -12,7 +12,14 @@
 #include <thread>
 
 #include "utils/descriptor.hpp"
+#include "utils/platform.hpp"
 #include "utils/threads.hpp"
+
+// Walking a tree with several threads. The directories that are still to be read are on a stack;
+// each thread takes one, reads and sorts its entries, and puts its subdirectories on the stack. The
+// entries stay with their directory. When no directory is left, one thread walks the finished tree
+// in order, so no list of all files is sorted. A directory's name is sorted with a final "/", since
+// paths sort so: "a.c" comes before "a/b.c", and "a0" after it.
 
 namespace codetext::indexer {
 namespace {
@@ -40,7 +47,7 @@ using DirectoryStream = std::unique_ptr<DIR, CloseDirectory>;
 
 constexpr int OPEN_DIRECTORY = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
-/// Whether the error says that a directory is no longer what its parent's listing said it was.
+/// Whether the error says that a directory went away after its parent was read.
 bool went_away(int error) { return error == ENOENT || error == ENOTDIR || error == ELOOP; }
 
 void warn(Directory& directory, int error) {
@@ -51,8 +58,8 @@ void warn(Directory& directory, int error) {
 
 bool is_dot_entry(std::string_view name) { return name == "." || name == ".."; }
 
-/// The kind of an entry, with its size and time when it is a regular file. None when it is neither
-/// a regular file nor a directory, or gone.
+/// The entry, with size and time when it is a regular file. None when it is neither a regular file
+/// nor a directory, or is gone.
 std::optional<Entry> look_at(int directory, const dirent& found) {
     Entry entry;
     entry.name = static_cast<const char*>(found.d_name);
@@ -64,7 +71,7 @@ std::optional<Entry> look_at(int directory, const dirent& found) {
             return std::nullopt;
         }
         entry.size = status.st_size;
-        entry.mtime_ns = nanoseconds(status.st_mtim);
+        entry.mtime_ns = platform::modification_time_ns(status);
         if (S_ISREG(status.st_mode)) return entry;
         if (!S_ISDIR(status.st_mode)) return std::nullopt;
     }
@@ -97,7 +104,7 @@ void read_entries(DIR* stream, Directory& directory) {
     if (errno != 0) warn(directory, errno);
 }
 
-/// Reads one directory, in the order of the paths below it; its subdirectories are yet to be read.
+/// Reads the entries of one directory, but not its subdirectories.
 void read_directory(const Descriptor& root, Directory& directory) {
     const std::string path =
         directory.path.empty() ? "." : directory.path.substr(0, directory.path.size() - 1);
@@ -111,7 +118,7 @@ void read_directory(const Descriptor& root, Directory& directory) {
     std::ranges::sort(directory.entries, {}, &Entry::name);
 }
 
-/// The directories that are yet to be read, for several threads.
+/// The directories that are still to be read, for several threads.
 class Pending {
   public:
     explicit Pending(Directory& root) : _directories{&root}, _unfinished(1) {}

@@ -1,6 +1,6 @@
 #pragma once
 
-// Every regular file below a directory that is no git work tree, with its size and time. Hidden
+// Every regular file below a directory that is not a git work tree, with its size and time. Hidden
 // files are among them; symbolic links are not followed, and directories named `.git` and
 // `.codetext` are not entered.
 //

@@ -6,10 +6,16 @@
 #include "indexer/plan/language.hpp"
 #include "storage/chunk_store/inventory.hpp"
 
+// Comparing two lists. The files of the repository ascend by path; the rows of the index come in
+// the order of their ids, which is the order of paths within each run that added files. So a row's
+// path is looked for first behind the last path found, which makes the comparison a merge, and only
+// then by binary search. The files that no row has named are the new ones. O(n) for n files when
+// the orders agree, O(n log n) in the worst case.
+
 namespace codetext::indexer {
 namespace {
 
-/// Finds paths in an ascending list; quickly when they are asked for in its order.
+/// Finds paths in an ascending list: at once when they are asked for in its order.
 class PathFinder {
   public:
     explicit PathFinder(const std::vector<FileEntry>& files) : _files(&files) {}
@@ -113,13 +119,13 @@ class Planner {
     void _plan(std::size_t index, std::optional<KnownFile> known,
                std::optional<SkippedFile> skipped) {
         FileEntry& file = _files[index];
-        // The path stays in the list too, where later rows are looked for.
+        // The list keeps the path: later rows are still looked up in it.
         _result.to_read.push_back({file, language_of(file.path), known, std::move(skipped)});
     }
 
     const Database& _db;
     std::vector<FileEntry> _files;
-    std::vector<bool> _seen;  ///< of each file: a row of either table has its path
+    std::vector<bool> _seen;  ///< for each file: a row of either table has its path
     std::vector<std::int64_t> _without_chunks;
     ChangePlan _result;
 };

@@ -1,7 +1,7 @@
 #pragma once
 
-// The texts that a new index's compression dictionary is trained on: chunks from files spread
-// evenly over those that are to be read.
+// The texts that the compression dictionary of a new index is trained on: chunks of files that are
+// spread evenly over the files to be read.
 //
 //   Transaction transaction(db, Transaction::Kind::WRITE);
 //   auto dictionary = chunk_store::train_dictionary(db, sample_chunks(root, plan.to_read));
@@ -15,9 +15,9 @@
 
 namespace codetext::indexer {
 
-/// Texts of chunks of `files`, of chunk_store::DICTIONARY_SAMPLE_BYTES in all at most; none when
-/// the files together are too small for a dictionary. Files that cannot be read, binary ones and
-/// those that stay on disk give nothing.
+/// Texts of chunks of `files`, at most chunk_store::DICTIONARY_SAMPLE_BYTES in all. Empty when the
+/// files together are too small for a dictionary. Files that cannot be read, binary files and files
+/// that stay on disk are left out.
 std::vector<std::string> sample_chunks(const std::filesystem::path& root,
                                        std::span<const PlannedFile> files);
 

@@ -18,7 +18,7 @@
 namespace codetext::indexer {
 namespace {
 
-/// How long the run waits, at its end, for searches to leave the write-ahead log.
+/// How long a run waits at its end for searches that still read the write-ahead log.
 constexpr int CHECKPOINT_WAIT_MS = 1000;
 
 unsigned thread_count(const IndexOptions& options) {
@@ -75,7 +75,7 @@ void count_text(const PlannedFile& file, IndexReport& report) {
     }
 }
 
-/// Counts what became of one file.
+/// Adds one file to the report.
 void count(const PlannedFile& file, const ParsedFile& parsed, IndexReport& report) {
     switch (parsed.outcome) {
         case Outcome::CHUNKS:
@@ -104,7 +104,7 @@ void count_unchanged(const ChangePlan& plan, IndexReport& report) {
     report.gone_files = static_cast<std::int64_t>(plan.gone.size());
 }
 
-/// Reads and stores the plan's files; each count of the report is of what is in the index then.
+/// Reads and stores the files of the plan, and counts them.
 void read_files(Database& db, IndexStore& store, chunk_store::Layout layout,
                 const std::filesystem::path& root, const ChangePlan& plan,
                 const IndexOptions& options, IndexReport& report) {
@@ -121,9 +121,9 @@ void read_files(Database& db, IndexStore& store, chunk_store::Layout layout,
     }
 }
 
-/// Moves the log into the database file, which searches then read alone. Searches that still read
-/// the log put that off to the next run, and so does a full disk, which is what is returned then:
-/// whatever is in the log is committed.
+/// Moves the write-ahead log into the database file, so that searches read one file only. Searches
+/// that still read the log, or a full disk, put that off to the next run; nothing is lost, since
+/// what is in the log is committed. Returns the warning for a full disk.
 std::optional<std::string> checkpoint(Database& db) {
     db.set_busy_timeout(CHECKPOINT_WAIT_MS);
     try {

@@ -65,8 +65,8 @@ void IndexStore::put(const PlannedFile& file, ParsedFile parsed) {
     if (_batch && _batch->pending_chunks() >= chunk_store::SHARD_CHUNKS) commit();
 }
 
-// In the statements on files OR FAIL keeps SQLite from writing a journal for each, which it does
-// for those that triggers follow; a failure undoes the transaction anyway.
+// SQLite keeps a journal of its own for each statement that has triggers, unless it is written OR
+// FAIL, as the statements on `files` are. A failure undoes the whole transaction anyway.
 std::int64_t IndexStore::_insert(const PlannedFile& file) {
     _writer();
     _db.execute(

@@ -1,7 +1,7 @@
 #pragma once
 
-// The writing half of an indexer's run: rows of `files` and `skipped_files`, and chunks, in batches
-// that are committed whole. Not for use by several threads.
+// The half of a run that writes: rows of `files` and `skipped_files`, and chunks, in batches that
+// are committed whole. Not for use by several threads.
 //
 //   IndexStore store(db, layout);
 //   store.begin_changes(plan);
@@ -22,20 +22,20 @@ class IndexStore {
   public:
     IndexStore(Database& db, chunk_store::Layout layout) : _db(db), _layout(layout) {}
 
-    /// Drops what is gone and gives every new file its row, ids ascending in the plan's order, and
-    /// commits. From then on a search knows the new files, and reads the disk until the last of
-    /// them has its chunks.
+    /// Drops what is gone, gives every new file its row, with ids that ascend in the plan's order,
+    /// and commits. From then on searches know the new files; they read the disk until the last
+    /// new file has its chunks.
     void begin_changes(ChangePlan& plan);
 
-    /// Stores what became of the file; writes nothing when the index says so already. Commits when
-    /// a batch is full.
+    /// Stores what parsing the file gave; writes nothing when the index holds it already. Commits
+    /// when a batch is full.
     void put(const PlannedFile& file, ParsedFile parsed);
 
-    /// Commits what was put since the last commit. What is not committed is rolled back when the
-    /// store goes.
+    /// Commits what was put since the last commit. The destructor rolls back what was not
+    /// committed.
     void commit();
 
-    /// Whether anything was written at all.
+    /// Whether this run has written anything.
     bool has_written() const { return _has_written; }
 
   private:
@@ -48,9 +48,8 @@ class IndexStore {
     Database& _db;
     chunk_store::Layout _layout;
     bool _has_written = false;
-    std::optional<Transaction> _transaction;  ///< of the open batch
-    std::optional<chunk_store::Writer>
-        _batch;  ///< stays for the next batch; a failure ends the store
+    std::optional<Transaction> _transaction;    ///< of the open batch
+    std::optional<chunk_store::Writer> _batch;  ///< kept for the next batch, with its memory
 };
 
 }  // namespace codetext::indexer

@@ -26,7 +26,7 @@ std::int64_t hash_of(std::string_view bytes) {
     return static_cast<std::int64_t>(XXH3_64bits(bytes.data(), bytes.size()));
 }
 
-/// What stored_text_bytes gives for the text that was cut into these chunks.
+/// The bytes of the text that was cut into these chunks, as stored_text_bytes counts them.
 std::int64_t stored_bytes(std::span<const Chunk> chunks) {
     std::size_t bytes = chunks.size() - 1;
     for (const Chunk& chunk : chunks) bytes += chunk.text.size();
@@ -38,12 +38,12 @@ bool stays_on_disk(const PlannedFile& file, std::span<const Chunk> chunks) {
            code_text::text_kept_on_disk(file.language, stored_bytes(chunks));
 }
 
-/// Whether the index holds what a file with this hash gives.
+/// Whether the index already holds what a file with this hash would give.
 bool holds(const KnownFile& known, std::int64_t content_hash) {
     return known.text_is_stored && known.language_is_current && known.content_hash == content_hash;
 }
 
-/// Whether the process itself, not the file, is why a read failed.
+/// Whether a read failed because of the process, not because of the file.
 bool is_shortage(const std::error_code& code) {
     return code.value() == EMFILE || code.value() == ENFILE || code.value() == ENOMEM;
 }

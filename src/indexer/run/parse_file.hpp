@@ -1,6 +1,6 @@
 #pragma once
 
-// What becomes of one file: read, looked at, cut into chunks and packed. Needs no database, so that
+// Parsing one file: it is read, looked at, cut into chunks and packed. This needs no database, so
 // any thread can do it.
 //
 //   chunk_store::Packer packer(layout, dictionary);
@@ -17,16 +17,16 @@
 
 namespace codetext::indexer {
 
-/// A NUL among so many first bytes makes a file a binary one.
+/// A file with a NUL among its first bytes, this many, is binary.
 inline constexpr std::size_t BINARY_TEST_BYTES = 8000;
-/// A larger file keeps its text on disk: packing one takes several times its size in memory, and a
-/// chunk of its longest lines might not fit a database row.
+/// A larger file keeps its text on disk: packing takes several times its size in memory, and a
+/// chunk of very long lines might not fit into a database row.
 inline constexpr std::int64_t MAX_CHUNKED_FILE_BYTES = 256 << 20;
 
 enum class Outcome {
     CHUNKS,        ///< its text goes into the index
     KEPT_ON_DISK,  ///< its text stays on disk and is searched there
-    SAME_TEXT,     ///< it holds what the index has; only its size or time may be others
+    SAME_TEXT,     ///< the index holds its text already; only its size or time may differ
     BINARY,
     UNREADABLE,
 };
@@ -34,7 +34,7 @@ enum class Outcome {
 struct ParsedFile {
     Outcome outcome = Outcome::UNREADABLE;
     std::int64_t size = 0;
-    std::int64_t mtime_ns = UNSETTLED_MTIME_NS;  ///< the time to remember
+    std::int64_t mtime_ns = UNSETTLED_MTIME_NS;  ///< what the index is to remember
     std::int64_t content_hash = 0;               ///< XXH3, 64 bits, of the file's bytes
     chunk_store::PackedFile packed;              ///< for CHUNKS
     std::string error;                           ///< for UNREADABLE: why
@@ -43,7 +43,7 @@ struct ParsedFile {
 bool is_binary(std::string_view bytes);
 
 /// Reads the file below `root` and does all that storing it needs. A file that cannot be read is
-/// UNREADABLE. Throws std::system_error when the process lacks what reading any file takes
+/// UNREADABLE. Throws std::system_error when the process itself lacks what it needs to read files
 /// (descriptors, memory).
 ParsedFile parse_file(const std::filesystem::path& root, const PlannedFile& file,
                       chunk_store::Packer& packer);

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
+#include "utils/platform.hpp"
 #include "utils/process.hpp"
 #include "utils/reference.hpp"
 #include "utils/temp_folder.hpp"
@@ -76,7 +77,7 @@ TEST(file_list, has_size_and_time_and_reports_paths_that_are_no_utf8) {
         struct stat status {};
         ASSERT_EQ(::lstat((folder.path() / "plain").c_str(), &status), 0);
         EXPECT_EQ(list.files[0].size, 5);
-        EXPECT_EQ(list.files[0].mtime_ns, nanoseconds(status.st_mtim));
+        EXPECT_EQ(list.files[0].mtime_ns, platform::modification_time_ns(status));
     }
 }
 
