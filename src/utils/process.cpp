@@ -26,6 +26,7 @@ Pipe make_pipe() {
 
 std::vector<char*> pointers(const std::vector<std::string>& strings) {
     std::vector<char*> result;
+    result.reserve(strings.size() + 1);
     for (const std::string& string : strings) result.push_back(const_cast<char*>(string.c_str()));
     result.push_back(nullptr);
     return result;

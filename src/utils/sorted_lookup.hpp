@@ -23,7 +23,7 @@ Iterator galloping_lower_bound(Iterator begin, Iterator end, const Value& value)
         begin += step;
         step *= 2;
     }
-    return std::lower_bound(begin, begin + std::min(step + 1, end - begin), value);
+    return std::lower_bound(begin, begin + std::min(step, end - begin), value);
 }
 
 /// Tells whether numbers are in an ascending list, which must outlive it. Each lookup begins where

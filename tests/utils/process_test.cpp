@@ -1,8 +1,11 @@
 #include "utils/process.hpp"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <system_error>
+
+#include "utils/descriptor.hpp"
 
 namespace codetext {
 namespace {
@@ -18,6 +21,13 @@ TEST(process, gives_output_errors_and_status) {
     EXPECT_EQ(result.status, 3);
     EXPECT_EQ(run_shell("kill -9 $$").status, 128 + 9);
     EXPECT_THROW(run_process({"codetext-no-such-program"}, {}), std::system_error);
+}
+
+TEST(process, does_not_inherit_standard_input) {
+    const Descriptor saved(::dup(STDIN_FILENO)), file(::open("/proc/self/status", O_RDONLY));
+    ASSERT_EQ(::dup2(file.number(), STDIN_FILENO), STDIN_FILENO);
+    EXPECT_EQ(run_shell("cat").output, "");
+    ::dup2(saved.number(), STDIN_FILENO);
 }
 
 TEST(process, is_not_held_up_by_output_larger_than_a_pipe) {

@@ -91,8 +91,10 @@ void put_in_order(std::vector<FileEntry>& files) {
     if (!std::ranges::is_sorted(files, {}, &FileEntry::path)) {
         std::ranges::sort(files, {}, &FileEntry::path);
     }
-    const auto repeated = std::ranges::unique(files, {}, &FileEntry::path);
-    files.erase(repeated.begin(), repeated.end());
+    const auto same_path = [](const FileEntry& left, const FileEntry& right) {
+        return left.path == right.path;
+    };
+    files.erase(std::unique(files.begin(), files.end(), same_path), files.end());
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
+#include "indexer/listing/file_status.hpp"
 #include "utils/platform.hpp"
 #include "utils/process.hpp"
 #include "utils/reference.hpp"
@@ -16,6 +17,7 @@ namespace fs = std::filesystem;
 using test_support::TempFolder;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 
 // Runs git in `directory` with a configuration of its own.
 void git(const fs::path& directory, const std::vector<std::string>& arguments) {
@@ -85,21 +87,27 @@ TEST(file_list, in_git_is_what_git_names_and_is_a_regular_file) {
     TempFolder folder;
     make_repository(folder, "",
                     {".gitignore", "sub/kept.log", "gone", "now_link", "now_fifo", "now_directory",
-                     "behind/a_link", "src/main.c", ".codetext/forced"});
+                     "behind/a_link", "src/main.c", ".codetext/forced", "folder/x"});
     folder.write(".gitignore", "*.log\nbuild/\n");
-    write(folder, {"new", "src/two\nlines", "ignored.log", "build/out", "elsewhere/a_link"});
-    for (const char* name : {"gone", "now_link", "now_fifo", "now_directory", "behind"}) {
+    write(folder, {"new", "src/two\nlines", "ignored.log", "src/ignored.log", "build/out",
+                   "elsewhere/a_link"});
+    for (const char* name : {"gone", "now_link", "now_fifo", "now_directory", "behind", "folder"}) {
         fs::remove_all(folder.path() / name);
     }
     fs::create_symlink("new", folder.path() / "now_link");
     fs::create_directory(folder.path() / "now_directory");
     fs::create_directory_symlink("elsewhere", folder.path() / "behind");
+    folder.write("folder", "a file now");
     make_fifo(folder.path() / "now_fifo");
     make_fifo(folder.path() / "fifo");
 
-    EXPECT_THAT(paths(folder.path()), ElementsAre(".gitignore", "elsewhere/a_link", "new",
+    EXPECT_THAT(paths(folder.path()), ElementsAre(".gitignore", "elsewhere/a_link", "folder", "new",
                                                   "src/main.c", "src/two\nlines", "sub/kept.log"));
+    EXPECT_THAT(list_files(folder.path(), 2).warnings, IsEmpty());
     EXPECT_THAT(paths(folder.path() / "src"), ElementsAre("main.c", "two\nlines"));
+    const std::vector<std::string> too_long = {"new", std::string(300, 'x')};
+    EXPECT_THAT(look_at_paths(folder.path(), too_long, 2).warnings,
+                ElementsAre(HasSubstr("File name too long")));
 }
 
 TEST(file_list, repositories_inside_follow_their_own_rules) {
@@ -167,6 +175,21 @@ TEST(file_list, is_not_redirected_by_the_environment) {
         EXPECT_THAT(paths(folder.path() / "here"), ElementsAre("forced.o", "here.c")) << name;
         ::unsetenv(name);
     }
+}
+
+TEST(file_list, follows_the_user_s_git_configuration_and_passes_on_what_git_warns_of) {
+    TempFolder folder;
+    make_repository(folder, "here/", {"a.c"});
+    write(folder, {"here/a.mine", "ignore_mine"});
+    folder.write("ignore_mine", "*.mine\n");
+    folder.write("config", "[core]\nexcludesFile=" + (folder.path() / "ignore_mine").string());
+    fs::create_symlink("a.c", folder.path() / "here/.gitignore");
+    ::setenv("GIT_CONFIG_GLOBAL", (folder.path() / "config").c_str(), 1);
+    const FileList list = list_files(folder.path() / "here", 2);
+    ::unsetenv("GIT_CONFIG_GLOBAL");
+    ASSERT_EQ(list.files.size(), 1U);
+    EXPECT_EQ(list.files[0].path, "a.c");
+    EXPECT_THAT(list.warnings, ElementsAre(HasSubstr(".gitignore")));
 }
 
 }  // namespace

@@ -97,9 +97,12 @@ TEST_P(IndexRunTest, holds_the_text_of_every_file) {
     write("small.json", std::string(32768, 'j') + "\r\n");
     write("large.json", std::string(32769, 'j'));
     write("large.txt", std::string(100000, 'j'));
+    std::string lines;
+    for (int i = 0; i < 16385; ++i) lines += "j\n";
+    write("lines.json", lines);
 
     const IndexReport report = index();
-    EXPECT_EQ(report.new_files, 8);
+    EXPECT_EQ(report.new_files, 9);
     const std::map<std::string, std::string> expected = {
         {"a.c", "one\ntwo"},
         {"empty", ""},
@@ -108,17 +111,19 @@ TEST_P(IndexRunTest, holds_the_text_of_every_file) {
         {"late_nul", std::string(BINARY_TEST_BYTES, 'x') + std::string("\0", 1)},
         {"small.json", std::string(32768, 'j')},
         {"large.json", ON_DISK},
-        {"large.txt", std::string(100000, 'j')}};
+        {"large.txt", std::string(100000, 'j')},
+        {"lines.json", ON_DISK}};
     EXPECT_EQ(texts(), expected);
     std::string by_id;
     for (const Row& row : open().fetchall("SELECT path FROM files ORDER BY id")) {
         by_id += row.text(0) + ' ';
     }
-    EXPECT_EQ(by_id, "a.c empty large.json large.txt late_nul latin1 long.c small.json ");
+    EXPECT_EQ(by_id,
+              "a.c empty large.json large.txt late_nul latin1 lines.json long.c small.json ");
 
     const IndexStatus status = index_status(open());
     EXPECT_EQ(status.chunks, 22);
-    EXPECT_EQ(status.kept_on_disk_bytes, 32769);
+    EXPECT_EQ(status.kept_on_disk_bytes, 32769 + 32770);
     EXPECT_EQ(status.without_chunks, 0);
 }
 
@@ -189,6 +194,13 @@ TEST_P(IndexRunTest, writes_only_what_changed) {
     index();
     age("a.c", -std::chrono::hours(2));
     EXPECT_FALSE(index_writes()) << "neither time can be relied on";
+
+    age("large.json", std::chrono::hours(1));
+    EXPECT_EQ(index().kept_on_disk, 1);
+    open().execute("UPDATE files SET language = 'x' WHERE path = 'a.c'");
+    EXPECT_EQ(index().changed_files, 1) << "its language is another one";
+    write("a.c", std::string(1, '\0'));
+    EXPECT_EQ(index().gone_files, 1) << "it is binary now";
 }
 
 TEST_P(IndexRunTest, notices_a_change_within_the_tick_of_the_last_run) {
@@ -226,6 +238,10 @@ TEST_P(IndexRunTest, refuses_what_it_cannot_do) {
     const IndexLock lock(root());
     EXPECT_THROW(index(), std::runtime_error) << "while another run goes on";
     EXPECT_THROW(upgrade_index(root()), std::runtime_error);
+    const fs::path lock_file = schema::index_path(root()).parent_path() / "lock";
+    fs::rename(lock_file, root() / "elsewhere");
+    fs::create_symlink(root() / "elsewhere", lock_file);
+    EXPECT_THROW(IndexLock{root()}, std::system_error) << "a link, even to a lock of its own";
 }
 
 INSTANTIATE_TEST_SUITE_P(layouts, IndexRunTest, ::testing::ValuesIn(test_support::layouts()),
@@ -242,6 +258,16 @@ TEST(index_run, trains_a_dictionary_where_there_is_enough_text) {
             folder.write(name, test_support::numbered_lines(300, "    value = lookup(" + name));
         }
         index_repository(folder.path());
+        // The first file keeps its frames, which only the first dictionary unpacks.
+        for (int file = 1; file < (enough ? 400 : 40); ++file) {
+            folder.write(std::to_string(file) + ".c", test_support::numbered_lines(301, "other"));
+        }
+        std::int64_t last = 0;
+        index_repository(folder.path(), {.layout = {}, .progress = [&](auto done, auto total) {
+                                             EXPECT_EQ(done, ++last);
+                                             EXPECT_LE(done, total);
+                                         }});
+        EXPECT_GT(last, 0);
         const Database db =
             schema::open_index(schema::index_path(folder.path()), Access::READ_ONLY);
         EXPECT_EQ(chunk_store::load_dictionary(db) != nullptr, enough);

@@ -1,8 +1,10 @@
 #include "indexer/run/parse_pipeline.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <stdexcept>
+#include <system_error>
 
 #include "storage/temp_index.hpp"
 
@@ -42,6 +44,19 @@ TEST(parse_pipeline, parses_in_order_and_fails_at_the_file_that_fails) {
         }
         EXPECT_THROW(pipeline.next(), std::invalid_argument) << threads << " threads";
     }
+}
+
+TEST(parse_pipeline, fails_when_the_process_has_no_descriptors_left) {
+    TempFolder folder;
+    folder.write("f", "text\n");
+    const std::vector<PlannedFile> files = {planned("f")};
+    ParsePipeline pipeline = parse_files(folder.path(), files, chunk_store::COMPRESSED, nullptr, 0);
+    struct rlimit before {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const struct rlimit none { 0, before.rlim_max };
+    ::setrlimit(RLIMIT_NOFILE, &none);
+    EXPECT_THROW(pipeline.next(), std::system_error);
+    ::setrlimit(RLIMIT_NOFILE, &before);
 }
 
 }  // namespace
