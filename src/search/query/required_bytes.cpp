@@ -30,7 +30,8 @@ constexpr std::size_t MAX_LENGTH = 64;
 constexpr std::size_t MAX_FIRST_PARTS = 4096;
 
 void add_range(Bytes& bytes, char first, char last) {
-    for (int byte = first; byte <= last; ++byte) bytes.set(static_cast<std::size_t>(byte));
+    const std::size_t end = std::size_t{static_cast<unsigned char>(last)} + 1;
+    for (std::size_t byte = static_cast<unsigned char>(first); byte < end; ++byte) bytes.set(byte);
 }
 
 /// How rare the bytes are: the bits of information that they have in random printable text.
@@ -106,8 +107,8 @@ class Parts {
         } else if (c == 'd') {
             add_range(part.bytes.emplace(), '0', '9');
         } else if (c == 'w') {
-            add_word(part.bytes.emplace());
-        } else if (c > ' ' && c <= '~' && !is_word(c)) {
+            _add_word(part.bytes.emplace());
+        } else if (c > ' ' && c <= '~' && !_is_word(c)) {
             part.bytes.emplace().set(static_cast<unsigned char>(c));
         } else {
             return false;
@@ -159,7 +160,7 @@ class Parts {
         const std::string_view count = _rest.substr(1, end - 1);
         const std::size_t comma = std::min(count.find(','), count.size());
         const std::string_view most = count.substr(std::min(comma + 1, count.size()));
-        if (!is_count(count.substr(0, comma)) || !(most.empty() || is_count(most))) return false;
+        if (!_is_count(count.substr(0, comma)) || !(most.empty() || _is_count(most))) return false;
         std::size_t least = 0;
         std::from_chars(count.data(), count.data() + comma, least);
         part.at_least = part.at_least == 0 ? 0 : std::min(least, MAX_LENGTH);
@@ -169,7 +170,7 @@ class Parts {
 
     // RE2 takes braces with anything else in them for plain text, also a number that begins with a
     // zero.
-    static bool is_count(std::string_view number) {
+    static bool _is_count(std::string_view number) {
         constexpr std::size_t MOST_DIGITS = 4;  // RE2 refuses more than 1000
         return !number.empty() && number.size() <= MOST_DIGITS &&
                (number == "0" || number.front() != '0') &&
@@ -186,13 +187,13 @@ class Parts {
         return bytes['k'] || bytes['s'] ? std::nullopt : std::optional(bytes);
     }
 
-    static bool is_word(char c) {
+    static bool _is_word(char c) {
         Bytes word;
-        add_word(word);
+        _add_word(word);
         return word[static_cast<unsigned char>(c)];
     }
 
-    static void add_word(Bytes& bytes) {
+    static void _add_word(Bytes& bytes) {
         add_range(bytes, 'a', 'z');
         add_range(bytes, 'A', 'Z');
         add_range(bytes, '0', '9');
