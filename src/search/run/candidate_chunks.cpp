@@ -1,7 +1,7 @@
 // Which chunks can match a pattern: the lists of chunks that may hold each of its atoms are walked
-// side by side in the order of their row ids (a k-way merge with a heap, O(n log k) for n entries in
-// k lists), and each chunk is kept whose set of atoms may satisfy the pattern. The answer for each
-// set is worked out once.
+// side by side in the order of their row ids (a k-way merge with a heap, O(n log k) for n entries
+// in k lists), and each chunk is kept whose set of atoms may satisfy the pattern. The answer for
+// each set is worked out once.
 
 #include "search/run/candidate_chunks.hpp"
 
@@ -91,7 +91,8 @@ class ChunkWalk {
   private:
     void _push(std::size_t list) {
         AtomChunks& rows = _lists[list];
-        if (rows.next < rows.chunks.rowids().size()) _heads.push({rows.chunks.rowids()[rows.next++], list});
+        if (rows.next < rows.chunks.rowids().size())
+            _heads.push({rows.chunks.rowids()[rows.next++], list});
     }
 
     using Head = std::pair<std::int64_t, std::size_t>;

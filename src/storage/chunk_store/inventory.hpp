@@ -3,7 +3,8 @@
 // What an index's chunk tables hold, whichever layout it has: for status, refresh, upgrade and
 // verify.
 //
-//   for (std::int64_t file_id : chunk_store::files_without_chunks(db, layout)) parse_again(file_id);
+//   for (std::int64_t file_id : chunk_store::files_without_chunks(db, layout))
+//   parse_again(file_id);
 
 #include <cstdint>
 #include <string>

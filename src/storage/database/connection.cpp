@@ -129,7 +129,8 @@ void Database::Connection::give_back(std::string_view sql, sqlite3_stmt* stateme
     }
 }
 
-// The end of a transaction that changed nothing undoes nothing: a reader may go on with what it has.
+// The end of a transaction that changed nothing undoes nothing: a reader may go on with what it
+// has.
 void Database::Connection::note_undo() {
     const std::int64_t changes = sqlite3_total_changes64(_db);
     if (changes != _changes_at_undo) ++_undone;
@@ -139,9 +140,9 @@ void Database::Connection::note_undo() {
 void Database::Connection::_open(const std::string& uri, int flags,
                                  const std::filesystem::path& path) {
     if (sqlite3_open_v2(uri.c_str(), &_db, flags, nullptr) == SQLITE_OK) return;
-    const DatabaseError error(
-        sqlite3_extended_errcode(_db),
-        fmt::format("cannot open {}: {}", path.string(), sqlite3_errmsg(_db)), "");
+    const DatabaseError error(sqlite3_extended_errcode(_db),
+                              fmt::format("cannot open {}: {}", path.string(), sqlite3_errmsg(_db)),
+                              "");
     sqlite3_close_v2(_db);
     throw error;
 }

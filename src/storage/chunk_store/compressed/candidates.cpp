@@ -26,8 +26,7 @@ std::vector<std::int64_t> files_of(std::span<const std::int64_t> rowids) {
 }
 
 /// The rows that the shards name, in any order, a row perhaps more than once.
-std::vector<std::int64_t> ask_shards(const Database& db,
-                                     std::span<const std::uint32_t> trigrams) {
+std::vector<std::int64_t> ask_shards(const Database& db, std::span<const std::uint32_t> trigrams) {
     std::vector<std::int64_t> rowids;
     for (const Row& row : db.fetchall("SELECT id FROM trigram_segments ORDER BY id")) {
         const ShardReader shard(db, row.integer(0));
