@@ -7,6 +7,7 @@
 #include "examples/seen.hpp"
 #include "search/files/glob_regex.hpp"
 #include "search/query/match_span.hpp"
+#include "search/query/pattern_literals.hpp"
 #include "search/query/required_bytes.hpp"
 #include "search/run/candidate_chunks.hpp"
 #include "search/run/search_batches.hpp"
@@ -55,6 +56,12 @@ TEST_F(SearchExamples, match_span) {
 TEST_F(SearchExamples, pattern) {
 #include "example_of/search/query/pattern.hpp"
     EXPECT_EQ(seen.text, "17,");
+}
+
+TEST_F(SearchExamples, pattern_literals) {
+#include "example_of/search/query/pattern_literals.hpp"
+    EXPECT_NE(literals.find('D'), std::string::npos) << literals;
+    EXPECT_EQ(literals.find('S'), std::string::npos) << literals;
 }
 
 TEST_F(SearchExamples, query) {

@@ -3,7 +3,8 @@
 // The characters that a regular expression names by themselves, for the rule of smart case. Private
 // to search.
 //
-//   search::literals_of("[A-C]+\\x44\\S\\p{Lu}?") == "A-CD+?"   // in any order
+//   const std::string literals = search::literals_of("[A-C]+\\x44\\S\\p{Lu}?");
+//   // the characters of "A-CD+?", in any order
 
 #include <string>
 #include <string_view>
