@@ -80,6 +80,9 @@ std::string SearchPaths::glob_from_root(const std::string& glob) const {
     const bool is_name = rest.find('/') >= rest.size() - 1 && rest != "./" && rest != "../";
     if (is_name || rest.starts_with("**/")) return glob;
     std::string_view directory = _from_root;
+    // Where the current directory is outside the repository, the way into it is left out.
+    while (!_to_root.empty() && (take_prefix(rest, "./") || take_prefix(rest, "/"))) {
+    }
     if (!_to_root.empty()) take_prefix(rest, _to_root);
     while (true) {
         if (take_prefix(rest, "../")) {

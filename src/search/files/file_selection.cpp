@@ -24,6 +24,19 @@ bool is_one_of(const std::vector<std::string>& languages, std::string_view path,
     });
 }
 
+/// Bytes of the path of the directory in which the search for `path` begins: a searched directory,
+/// or the one that holds a searched file.
+std::size_t top_bytes(const std::vector<std::string>& searched, std::string_view path) {
+    std::size_t top = path.size();
+    for (const std::string& one : searched) {
+        if (!lies_in(path, one)) continue;
+        const std::size_t slash = one.rfind('/');
+        const std::size_t above = slash == std::string::npos ? 0 : slash;
+        top = std::min(top, path == one ? above : one.size());
+    }
+    return top == path.size() ? 0 : top;
+}
+
 // The paths without those that lie in another one of them.
 std::vector<std::string> outermost(std::vector<std::string> paths) {
     std::sort(paths.begin(), paths.end(),
@@ -119,7 +132,8 @@ bool has_files_at(const Database& db, const std::string& path) {
 
 bool passes(const FileFilter& filter, std::string_view path, std::string_view language) {
     return (filter.languages.empty() || is_one_of(filter.languages, path, language)) &&
-           !is_one_of(filter.languages_out, path, language) && selects(filter.globs, path);
+           !is_one_of(filter.languages_out, path, language) &&
+           (filter.globs.empty() || selects(filter.globs, path, top_bytes(filter.paths, path)));
 }
 
 std::vector<FileRow> selected_files(const Database& db, const FileFilter& filter) {

@@ -30,13 +30,15 @@ const Glob* deciding(const std::vector<Glob>& globs, std::string_view path, Path
     return last == globs.rend() ? nullptr : &*last;
 }
 
-bool lies_in_excluded(const std::vector<Glob>& globs, std::string_view path) {
-    // Most files lie in no directory that any glob excludes: one look a glob tells.
+bool lies_in_excluded(const std::vector<Glob>& globs, std::string_view path,
+                      std::size_t top_bytes) {
+    // Most files lie in no directory that a glob excludes. One test for each glob finds that out.
     const bool may_lie = std::any_of(globs.begin(), globs.end(), [&](const Glob& glob) {
         return glob.excludes() && glob.matches_above(path);
     });
     if (!may_lie) return false;
-    for (std::size_t slash = path.find('/'); slash != path.npos;
+    const std::size_t below_top = top_bytes == 0 ? 0 : top_bytes + 1;
+    for (std::size_t slash = path.find('/', below_top); slash != path.npos;
          slash = path.find('/', slash + 1)) {
         const Glob* glob = deciding(globs, path.substr(0, slash), PathKind::DIRECTORY);
         if (glob && glob->excludes()) return true;
@@ -89,8 +91,8 @@ bool Glob::matches_above(std::string_view path) const {
     return RE2::FullMatch(path, _compiled->below);
 }
 
-bool selects(const std::vector<Glob>& globs, std::string_view path) {
-    if (lies_in_excluded(globs, path)) return false;
+bool selects(const std::vector<Glob>& globs, std::string_view path, std::size_t top_bytes) {
+    if (lies_in_excluded(globs, path, top_bytes)) return false;
     if (const Glob* glob = deciding(globs, path, PathKind::FILE)) return !glob->excludes();
     return std::all_of(globs.begin(), globs.end(),
                        [](const Glob& glob) { return glob.excludes(); });

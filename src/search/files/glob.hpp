@@ -7,6 +7,7 @@
 //   globs.emplace_back("!vendor");
 //   if (search::selects(globs, "web/app.js")) search_in("web/app.js");
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -17,11 +18,11 @@ namespace codetext::search {
 /// One glob. `*` stands for any characters but "/", `?` for one such character, `[a-z]` and
 /// `[!a-z]` for one of a set or outside of it (never "/"), `{a,b}` for alternatives, as if each
 /// were written out, and a backslash takes the next character as it is. `**` stands for any
-/// directories in front of a "/" and for any path behind one; anywhere else it is a `*`.
+/// directories before a "/" and for any path after one; anywhere else it is a `*`.
 ///
-/// A glob without "/", one at its end apart, is compared with the name alone, in any directory; any
-/// other with the path from the repository's root. A "/" at the end: directories only. A "!" in
-/// front excludes.
+/// A glob without "/" (except one at its end) is compared with the name alone, in any directory;
+/// any other with the path from the repository's root. A "/" at the end: directories only. A "!" at
+/// the beginning excludes.
 class Glob {
   public:
     /// Throws std::invalid_argument, with the glob and the reason, for a set or braces that are not
@@ -47,7 +48,9 @@ class Glob {
 
 /// Whether the globs let the file at `path` pass. The last glob that matches the file decides, one
 /// for directories matching all files below; when none does, the file passes if all globs exclude.
-/// Nothing passes from a directory that is excluded by the last glob that matches it.
-bool selects(const std::vector<Glob>& globs, std::string_view path);
+/// Nothing passes from a directory that is excluded by the last glob that matches it. The search
+/// begins in the directory whose path has `top_bytes` bytes (0: the root); this one and those above
+/// exclude nothing.
+bool selects(const std::vector<Glob>& globs, std::string_view path, std::size_t top_bytes = 0);
 
 }  // namespace codetext::search
