@@ -58,6 +58,7 @@ ChunkText::ChunkText(const Database& db, chunk_store::Layout store, CandidateChu
 
 SegmentList ChunkText::segments(std::int64_t file_id, const std::string& path) {
     if (_on_disk->contains(file_id)) return _disk.segments(file_id, path);
+    _forget_dropped_lists();
     auto& handed_out = _handed_out[file_id];
     if (auto held = handed_out.lock()) return SegmentList(std::move(held));
     std::optional<SegmentList> found = _candidates.find(file_id);
@@ -67,6 +68,13 @@ SegmentList ChunkText::segments(std::int64_t file_id, const std::string& path) {
     }
     handed_out = found->_segments;
     return *std::move(found);
+}
+
+// Each time the lists have doubled, so that the work is a constant for each list.
+void ChunkText::_forget_dropped_lists() {
+    if (_handed_out.size() < _forget_at) return;
+    std::erase_if(_handed_out, [](const auto& list) { return list.second.expired(); });
+    _forget_at = std::max(_forget_at, 2 * _handed_out.size());
 }
 
 Lines ChunkText::lines(std::int64_t file_id, const std::string& path) {

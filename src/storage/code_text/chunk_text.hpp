@@ -42,6 +42,8 @@ class ChunkText {
     std::vector<std::int64_t> possible_files() const;
 
   private:
+    void _forget_dropped_lists();
+
     const Database* _db;
     chunk_store::Layout _store;
     CandidateChunks _candidates;
@@ -49,6 +51,7 @@ class ChunkText {
     std::shared_ptr<const FileIds> _on_disk;
     std::optional<std::pair<std::int64_t, Lines>> _read;
     std::unordered_map<std::int64_t, std::weak_ptr<const std::vector<Segment>>> _handed_out;
+    std::size_t _forget_at = 64;  ///< lists at which those that no caller holds are forgotten
 };
 
 }  // namespace codetext::code_text

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 #include <mutex>
 #include <stdexcept>
 
@@ -17,24 +18,48 @@ class Lines::List {
     bool empty() const { return _empty; }
     std::string_view text() const { return _empty ? std::string_view() : _text.view(); }
 
-    /// Where each line begins. Found by the first thread that asks, while others wait.
-    const std::vector<std::size_t>& starts() const {
-        std::call_once(_indexed, [this] {
-            const std::string_view joined = text();
-            _starts.push_back(0);
-            for (std::size_t at = joined.find('\n'); at != joined.npos;
-                 at = joined.find('\n', at + 1)) {
-                _starts.push_back(at + 1);
-            }
-        });
-        return _starts;
+    /// Number of lines up to line `last_index`, which may be beyond the end.
+    std::size_t count_up_to(std::size_t last_index) const {
+        const std::lock_guard lock(_mutex);
+        return _index_up_to(last_index);
+    }
+
+    /// As Lines::slice.
+    std::vector<std::string_view> slice(std::size_t first, std::size_t last) const {
+        const std::lock_guard lock(_mutex);
+        const std::size_t end = _index_up_to(last);
+        std::vector<std::string_view> lines;
+        if (first < end) lines.reserve(end - first);
+        const std::string_view joined = text();
+        for (std::size_t i = first; i < end; ++i) {
+            const std::size_t begin = i == 0 ? 0 : _feeds[i - 1] + 1;
+            const std::size_t feed = i < _feeds.size() ? _feeds[i] : joined.size();
+            lines.push_back(joined.substr(begin, feed - begin));
+        }
+        return lines;
     }
 
   private:
     bool _empty;
     chunk_store::StoredText _text;
-    mutable std::once_flag _indexed;
-    mutable std::vector<std::size_t> _starts;
+    // Finds the line feeds that end the lines up to `last`, unless they are known. Returns how many
+    // of these lines there are. REQUIRES: the lock is held.
+    std::size_t _index_up_to(std::size_t last) const {
+        if (_empty) return 0;
+        const std::string_view joined = text();
+        while (!_at_end && _feeds.size() <= last) {
+            const std::size_t from = _feeds.empty() ? 0 : _feeds.back() + 1;
+            const std::size_t feed = joined.find('\n', from);
+            _at_end = feed == joined.npos;
+            if (!_at_end) _feeds.push_back(feed);
+        }
+        const std::size_t known = _feeds.size() + (_at_end ? 1 : 0);
+        return last < known ? last + 1 : known;
+    }
+
+    mutable std::mutex _mutex;
+    mutable std::vector<std::size_t> _feeds;  ///< offsets of the line feeds found so far
+    mutable bool _at_end = false;             ///< all are found
 };
 
 Lines::Lines() : _list(std::make_shared<const List>()) {}
@@ -52,17 +77,18 @@ bool Lines::empty() const { return _list->empty(); }
 
 std::string_view Lines::text() const { return _list->text(); }
 
-std::size_t Lines::size() const { return empty() ? 0 : _list->starts().size(); }
+std::size_t Lines::size() const {
+    return _list->count_up_to(std::numeric_limits<std::size_t>::max());
+}
 
 std::string_view Lines::operator[](std::size_t line_index) const {
-    if (line_index >= size()) {
-        throw std::out_of_range(fmt::format("line {} of {}", line_index, size()));
-    }
-    const std::vector<std::size_t>& starts = _list->starts();
-    const std::string_view joined = text();
-    const std::size_t end =
-        line_index + 1 < starts.size() ? starts[line_index + 1] - 1 : joined.size();
-    return joined.substr(starts[line_index], end - starts[line_index]);
+    const std::vector<std::string_view> line = slice(line_index, line_index);
+    if (line.empty()) throw std::out_of_range(fmt::format("line {} of {}", line_index, size()));
+    return line.front();
+}
+
+std::vector<std::string_view> Lines::slice(std::size_t first_index, std::size_t last_index) const {
+    return _list->slice(first_index, last_index);
 }
 
 Lines::Iterator Lines::begin() const {

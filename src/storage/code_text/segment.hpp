@@ -36,10 +36,14 @@ class Lines {
     static Lines from(std::optional<std::string> joined);
 
     bool empty() const;
-    /// Number of lines. Linear in the text at the first call of this or of operator[].
+    /// Number of lines. The first call looks through the whole text.
     std::size_t size() const;
-    /// The line at `line_index`, from 0. Throws std::out_of_range.
+    /// The line at `line_index`, from 0. Throws std::out_of_range. Looks through the text up to
+    /// that line, once.
     std::string_view operator[](std::size_t line_index) const;
+    /// The lines from `first_index` to `last_index` (both from 0, inclusive) that there are. Looks
+    /// through the text up to the last of them, once.
+    std::vector<std::string_view> slice(std::size_t first_index, std::size_t last_index) const;
     /// All lines in order; lines that the caller does not reach cost nothing.
     Iterator begin() const;
     std::default_sentinel_t end() const { return {}; }

@@ -36,7 +36,7 @@ FileIds parse_ids(std::string_view joined) {
         std::int64_t id = 0;
         const auto [stop, error] = std::from_chars(part.data(), part.data() + part.size(), id);
         if (error != std::errc() || stop != part.data() + part.size()) {
-            throw std::invalid_argument(fmt::format("no file id: {}", part));
+            throw std::invalid_argument(fmt::format("not a file id: {}", part));
         }
         ids.insert(id);
     }
