@@ -8,7 +8,8 @@
 // count the same bytes, from 1.
 //
 // Differences to ripgrep: a match also has `column`, the number of code points before the first
-// submatch (in the line's lower-case form when the search ignores case and looks for plain text).
+// submatch in the text of the index (in the line's lower-case form when the search ignores case and
+// looks for plain text). That text has the byte-order mark of a file, which is not written here.
 // The summary also has `source` and `reason`. There is no `absolute_offset`, because the index does
 // not know how many bytes ended each line.
 

@@ -45,6 +45,7 @@ int run_program_option(AllArguments& arguments, const std::vector<Command>& comm
                        const std::string& option) {
     const Command program = program_command(arguments);
     parse(program, {option});
+    if (!arguments.help && !arguments.version) throw UsageError("a command is missing");
     fmt::print(
         "{}", arguments.help ? program_help(program, commands) : "codetext " CODETEXT_VERSION "\n");
     return 0;

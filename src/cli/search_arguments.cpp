@@ -78,8 +78,8 @@ Options form_options(SearchArguments& a) {
          Flag{&a.column}},
         {0, "vimgrep", "", GROUP, "One line for each match, with its column", Flag{&a.vimgrep}},
         {0, "json", "", GROUP,
-         "JSON, one object on each line; `column` counts characters from 0, `start` and `end` "
-         "count bytes from 0",
+         "JSON, one object on each line; `start` and `end` count bytes from 0, `column` counts "
+         "characters from 0, a byte-order mark too",
          Flag{&a.json}},
         {0, "heading", "", GROUP, "Paths on lines of their own (the default on a terminal)",
          Flag{&a.heading, {&a.no_heading}}},

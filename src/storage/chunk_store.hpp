@@ -2,7 +2,7 @@
 
 // Where an index keeps the text of its files: chunks of whole lines, in one of two layouts, with a
 // trigram index over them. This header is the reading side; chunk_store/writer.hpp is the writing
-// side. Nobody else knows how a layout stores a chunk.
+// side. How a layout stores a chunk is known here, and in code_text the table `code_chunks` too.
 //
 //   if (chunk_store::layout(db) == chunk_store::COMPRESSED) {
 //       auto query = chunk_store::trigram_query("spin_lock");

@@ -29,66 +29,66 @@ class Verification {
     explicit Verification(const Database& db) : _db(db) {}
 
     std::vector<std::string> run() {
-        check_database();
+        _check_database();
         // Where SQLite finds damage, reading further tells nothing reliable.
         if (!_problems.empty()) return std::move(_problems);
         const auto layout = chunk_store::layout(_db);
         if (!layout) return std::move(_problems);
-        check_strays(*layout);
-        if (*layout == COMPRESSED) check_unchunked();
+        _check_strays(*layout);
+        if (*layout == COMPRESSED) _check_unchunked();
         _db.each(
             "SELECT id, path, text_on_disk FROM files ORDER BY id", {}, [&](const RowView& row) {
-                check_file(*layout, row.integer(0), std::string(row.text(1)), row.integer(2) == 1);
+                _check_file(*layout, row.integer(0), std::string(row.text(1)), row.integer(2) == 1);
                 return _problems.size() < MAX_PROBLEMS ? Visit::CONTINUE : Visit::STOP;
             });
-        if (*layout == COMPRESSED) check_trigrams();
+        if (*layout == COMPRESSED) _check_trigrams();
         return std::move(_problems);
     }
 
   private:
     template <typename... Parts>
-    void report(fmt::format_string<Parts...> format, Parts&&... parts) {
+    void _report(fmt::format_string<Parts...> format, Parts&&... parts) {
         if (_problems.size() < MAX_PROBLEMS) {
             _problems.push_back(fmt::format(format, std::forward<Parts>(parts)...));
         }
     }
 
-    void check_database() {
+    void _check_database() {
         for (const Row& row : _db.fetchall("PRAGMA integrity_check")) {
-            if (row.text(0) != "ok") report("SQLite: {}", row.text(0));
+            if (row.text(0) != "ok") _report("SQLite: {}", row.text(0));
         }
     }
 
-    void check_strays(Layout layout) {
+    void _check_strays(Layout layout) {
         const std::int64_t strays = chunk_store::stray_chunk_count(_db, layout);
-        if (strays > 0) report("{} chunks belong to no file", strays);
+        if (strays > 0) _report("{} chunks belong to no file", strays);
     }
 
     // A file that is listed and has its chunks is no fault: the table only says where to look.
-    void check_unchunked() {
+    void _check_unchunked() {
         const std::int64_t unlisted = chunk_store::unlisted_unchunked_count(_db);
-        if (unlisted > 0) report("{} files without chunks are not listed as such", unlisted);
+        if (unlisted > 0) _report("{} files without chunks are not listed as such", unlisted);
     }
 
-    void check_file(Layout layout, std::int64_t file_id, const std::string& path, bool on_disk) {
+    void _check_file(Layout layout, std::int64_t file_id, const std::string& path, bool on_disk) {
         try {
             const auto [first, end] = chunk_store::file_rowids(file_id);
             const std::vector<ChunkRow> rows =
                 chunk_store::stored_rows(_db, layout, first, end, _dictionaries);
-            if (on_disk && !rows.empty()) report("{}: kept on disk, and has chunks", path);
-            if (!on_disk && rows.empty()) report("{}: has no chunks yet", path);
-            check_rows(rows, first, path);
+            if (on_disk && !rows.empty()) _report("{}: kept on disk, and has chunks", path);
+            if (!on_disk && rows.empty()) _report("{}: has no chunks yet", path);
+            _check_rows(rows, first, path);
             if (layout == COMPRESSED &&
                 !chunk_store::compressed::narrow_rows_agree(_db, file_id, rows)) {
-                report("{}: its chunk rows and frames differ", path);
+                _report("{}: its chunk rows and frames differ", path);
             }
         } catch (const DamagedChunk& damage) {
-            report("{}: {}", path, damage.what());
+            _report("{}: {}", path, damage.what());
         }
     }
 
-    void check_rows(const std::vector<ChunkRow>& rows, std::int64_t first,
-                    const std::string& path) {
+    void _check_rows(const std::vector<ChunkRow>& rows, std::int64_t first,
+                     const std::string& path) {
         std::int64_t line = 1;
         for (std::size_t i = 0; i < rows.size(); ++i) {
             const ChunkRow& row = rows[i];
@@ -99,17 +99,17 @@ class Verification {
                                     : row.end_line - row.start_line == feeds;
             if (row.rowid != first + static_cast<std::int64_t>(i) || row.start_line != line ||
                 !counts) {
-                report("{}: chunk row {} is out of place", path, row.rowid);
+                _report("{}: chunk row {} is out of place", path, row.rowid);
             }
             line = row.end_line + 1;
             _chunks += 1;
-            note_trigrams(row.rowid, text);
+            _note_trigrams(row.rowid, text);
         }
     }
 
     // A sample of the chunks is compared with the trigram index: every list for every chunk would
     // take too long.
-    void note_trigrams(std::int64_t rowid, std::string_view text) {
+    void _note_trigrams(std::int64_t rowid, std::string_view text) {
         constexpr std::int64_t EVERY = 64;
         constexpr std::size_t MAX_SAMPLES = 2048;
         if (_chunks % EVERY != 1 || _samples.size() >= MAX_SAMPLES) return;
@@ -117,15 +117,15 @@ class Verification {
         _collector.append(text, trigrams);
     }
 
-    void check_trigrams() {
+    void _check_trigrams() {
         try {
-            compare_samples();
+            _compare_samples();
         } catch (const DamagedChunk& damage) {
-            report("{}", damage.what());
+            _report("{}", damage.what());
         }
     }
 
-    void compare_samples() {
+    void _compare_samples() {
         std::unordered_map<std::uint32_t, std::vector<std::int64_t>> wanted;
         for (const auto& [rowid, trigrams] : _samples) {
             for (const std::uint32_t trigram : trigrams) wanted[trigram].push_back(rowid);
@@ -139,7 +139,7 @@ class Verification {
             }
         }
         for (const std::int64_t rowid : missing) {
-            report("the trigram index does not lead to chunk row {}", rowid);
+            _report("the trigram index does not lead to chunk row {}", rowid);
         }
     }
 

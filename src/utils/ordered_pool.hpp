@@ -32,9 +32,10 @@
 namespace codetext {
 
 struct PoolOptions {
-    unsigned threads = 0;                 ///< 0: next() itself does the work
-    std::size_t batch_items = 1;          ///< items that a thread claims at a time; at least 1
-    std::size_t batch_bytes = 1 << 20;    ///< a thread with so many bytes of results hands them in
+    unsigned threads = 0;         ///< 0: next() itself does the work
+    std::size_t batch_items = 1;  ///< items that a thread claims at a time; at least 1
+    std::size_t batch_bytes =
+        1 << 20;  ///< a thread with so many bytes of results hands them in; at least 1
     std::size_t window_items = 2048;      ///< items that may be begun ahead of next()
     std::size_t window_bytes = 32 << 20;  ///< bytes ahead of next() from which no item is begun
 };

@@ -114,9 +114,9 @@ void read_files(Database& db, IndexStore& store, chunk_store::Layout layout,
     const auto total = static_cast<std::int64_t>(plan.to_read.size());
     std::int64_t done = 0;
     for (const PlannedFile& file : plan.to_read) {
-        ParsedFile parsed = pipeline.next();
+        const ParsedFile parsed = pipeline.next();
         count(file, parsed, report);
-        store.put(file, std::move(parsed));
+        store.put(file, parsed);
         if (options.progress) options.progress(++done, total);
     }
 }

@@ -48,7 +48,7 @@ void IndexStore::begin_changes(ChangePlan& plan) {
     commit();
 }
 
-void IndexStore::put(const PlannedFile& file, ParsedFile parsed) {
+void IndexStore::put(const PlannedFile& file, const ParsedFile& parsed) {
     switch (parsed.outcome) {
         case Outcome::CHUNKS:
         case Outcome::KEPT_ON_DISK:
@@ -76,13 +76,13 @@ std::int64_t IndexStore::_insert(const PlannedFile& file) {
     return _db.last_insert_rowid();
 }
 
-void IndexStore::_put_text(const PlannedFile& file, ParsedFile& parsed) {
+void IndexStore::_put_text(const PlannedFile& file, const ParsedFile& parsed) {
     const bool kept_on_disk = parsed.outcome == Outcome::KEPT_ON_DISK;
     const std::int64_t id = file.known ? file.known->id : _insert(file);
     if (kept_on_disk) {
         _writer().drop(id);
     } else {
-        _writer().put(id, std::move(parsed.packed));
+        _writer().put(id, parsed.packed);
     }
     _db.execute(
         "UPDATE OR FAIL files SET language = ?, size = ?, mtime_ns = ?, content_hash = ?, "

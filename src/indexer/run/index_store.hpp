@@ -29,7 +29,7 @@ class IndexStore {
 
     /// Stores what parsing the file gave; writes nothing when the index holds it already. Commits
     /// when a batch is full.
-    void put(const PlannedFile& file, ParsedFile parsed);
+    void put(const PlannedFile& file, const ParsedFile& parsed);
 
     /// Commits what was put since the last commit. The destructor rolls back what was not
     /// committed.
@@ -40,7 +40,7 @@ class IndexStore {
 
   private:
     chunk_store::Writer& _writer();
-    void _put_text(const PlannedFile& file, ParsedFile& parsed);
+    void _put_text(const PlannedFile& file, const ParsedFile& parsed);
     void _put_same_text(const KnownFile& known, const ParsedFile& parsed);
     void _skip(const PlannedFile& file, const ParsedFile& parsed);
     std::int64_t _insert(const PlannedFile& file);

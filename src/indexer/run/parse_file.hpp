@@ -5,7 +5,7 @@
 //
 //   chunk_store::Packer packer(layout, dictionary);
 //   ParsedFile parsed = parse_file(root, planned, packer);
-//   if (parsed.outcome == Outcome::CHUNKS) writer.put(id, std::move(parsed.packed));
+//   if (parsed.outcome == Outcome::CHUNKS) writer.put(id, parsed.packed);
 
 #include <cstdint>
 #include <filesystem>

@@ -53,7 +53,8 @@ std::optional<SearchBatch> SearchBatches::next() {
     if (chosen.reason && !_reason) {
         _reason = std::move(chosen.reason);
         if (_options->source == SourceWanted::INDEX) {
-            throw IndexCannotAnswer("the index cannot answer this search; it would be " + *_reason);
+            throw IndexCannotAnswer("the index cannot answer this search, which would be " +
+                                    *_reason);
         }
         if (_narrowed) {
             // The files were narrowed by an index that does not know all of their text.

@@ -10,10 +10,10 @@
 namespace codetext::chunk_store {
 
 std::size_t PackedFile::size_bytes() const {
-    std::size_t size = sizeof *this + lines.size() * sizeof(LineRange) +
+    std::size_t size = sizeof(PackedFile) + lines.size() * sizeof(LineRange) +
                        (trigrams.size() + trigram_counts.size()) * sizeof(std::uint32_t);
-    for (const Frame& frame : frames) size += sizeof frame + frame.body.size();
-    for (const std::string& text : texts) size += sizeof text + text.size();
+    for (const Frame& frame : frames) size += sizeof(Frame) + frame.body.size();
+    for (const std::string& text : texts) size += sizeof(std::string) + text.size();
     return size;
 }
 
@@ -26,12 +26,12 @@ class Packer::Impl {
     }
 
     PackedFile pack(std::span<const Chunk> chunks) {
-        check(chunks);
+        _check(chunks);
         PackedFile file;
         file.lines.reserve(chunks.size());
         for (const Chunk& chunk : chunks) file.lines.push_back({chunk.start_line, chunk.end_line});
         if (_compressed) {
-            pack_frames(chunks, file);
+            _pack_frames(chunks, file);
         } else {
             for (const Chunk& chunk : chunks) file.texts.push_back(chunk.text);
         }
@@ -39,7 +39,7 @@ class Packer::Impl {
     }
 
   private:
-    static void check(std::span<const Chunk> chunks) {
+    static void _check(std::span<const Chunk> chunks) {
         if (chunks.empty() || static_cast<std::int64_t>(chunks.size()) > MAX_FILE_CHUNKS) {
             throw std::length_error(fmt::format("a file of {} chunks", chunks.size()));
         }
@@ -50,7 +50,7 @@ class Packer::Impl {
         }
     }
 
-    void pack_frames(std::span<const Chunk> chunks, PackedFile& file) {
+    void _pack_frames(std::span<const Chunk> chunks, PackedFile& file) {
         for (std::size_t i = 0; i < chunks.size(); i += FRAME_CHUNKS) {
             const auto frame =
                 chunks.subspan(i, std::min<std::size_t>(FRAME_CHUNKS, chunks.size() - i));

@@ -48,7 +48,7 @@ class Writer::Impl {
 Writer::Writer(Database& db, Layout layout) : _impl(std::make_unique<Impl>(db, layout)) {}
 Writer::~Writer() = default;
 
-void Writer::put(std::int64_t file_id, PackedFile file) { _impl->put(file_id, file); }
+void Writer::put(std::int64_t file_id, const PackedFile& file) { _impl->put(file_id, file); }
 void Writer::drop(std::int64_t file_id) { _impl->drop(file_id); }
 std::int64_t Writer::pending_chunks() const { return _impl->pending(); }
 void Writer::flush() { _impl->flush(); }

@@ -7,7 +7,7 @@
 //   PackedFile packed = packer.pack(code_text::code_chunks(text));
 //   Transaction transaction(db, Transaction::Kind::WRITE);
 //   Writer writer(db, layout);
-//   writer.put(file_id, std::move(packed));
+//   writer.put(file_id, packed);
 //   writer.flush();
 //   transaction.commit();
 
@@ -93,7 +93,7 @@ class Writer {
     Writer& operator=(const Writer&) = delete;
 
     /// Stores the file's chunks in place of those that it has now.
-    void put(std::int64_t file_id, PackedFile file);
+    void put(std::int64_t file_id, const PackedFile& file);
     /// Drops the file's chunks, if it has any.
     void drop(std::int64_t file_id);
     /// Chunks put since the last flush. A caller that commits in batches does so when this reaches

@@ -35,7 +35,7 @@ class Database::Connection {
     sqlite3_stmt* take(std::string_view sql);
     void give_back(std::string_view sql, sqlite3_stmt* statement) noexcept;
 
-    /// Says that changes made since the last call of this may be undone now.
+    /// Records that the changes made since the last call of this may now be undone.
     void note_undo();
     /// How often that was so.
     std::int64_t undone() const { return _undone; }

@@ -57,6 +57,7 @@ void Database::execute_script(const std::string& sql) {
 }
 
 std::int64_t Database::last_insert_rowid() const {
+    const auto locked = _connection->lock();
     return sqlite3_last_insert_rowid(_connection->handle());
 }
 
@@ -71,6 +72,7 @@ ContentStamp Database::content_stamp() const {
 }
 
 void Database::set_busy_timeout(int milliseconds) {
+    const auto locked = _connection->lock();
     sqlite3_busy_timeout(_connection->handle(), milliseconds);
 }
 

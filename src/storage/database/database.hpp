@@ -70,7 +70,8 @@ class Database {
               const std::function<Visit(const RowView&)>& visit) const {
         each(sql, Parameters(parameters.begin(), parameters.size()), visit);
     }
-    /// Runs one statement whose rows, if any, do not matter. Returns how many rows it changed.
+    /// Runs one statement whose rows, if any, do not matter. Returns how many rows an INSERT,
+    /// UPDATE or DELETE changed; the number means nothing after any other statement.
     std::int64_t execute(std::string_view sql, Parameters parameters = {});
     std::int64_t execute(std::string_view sql, std::initializer_list<Parameter> parameters) {
         return execute(sql, Parameters(parameters.begin(), parameters.size()));

@@ -20,7 +20,7 @@ void check_column(std::size_t column, std::size_t size) {
 [[noreturn]] void throw_type(std::string_view wanted, std::size_t column,
                              std::string_view statement) {
     throw DatabaseError(DatabaseError::Kind::WRONG_TYPE,
-                        fmt::format("column {} holds no {}", column, wanted), statement);
+                        fmt::format("column {} is not {}", column, wanted), statement);
 }
 
 sqlite3_stmt* statement_of(void* statement) { return static_cast<sqlite3_stmt*>(statement); }
@@ -64,17 +64,17 @@ bool RowView::is_null(std::size_t column) const {
 std::int64_t RowView::integer(std::size_t column) const {
     sqlite3_stmt* statement = statement_of(_statement);
     return sqlite3_column_int64(statement,
-                                column_of_type(statement, column, SQLITE_INTEGER, "integer"));
+                                column_of_type(statement, column, SQLITE_INTEGER, "an integer"));
 }
 
 std::string_view RowView::text(std::size_t column) const {
     sqlite3_stmt* statement = statement_of(_statement);
-    return bytes_of(statement, column_of_type(statement, column, SQLITE_TEXT, "text"));
+    return bytes_of(statement, column_of_type(statement, column, SQLITE_TEXT, "a text"));
 }
 
 std::string_view RowView::blob(std::size_t column) const {
     sqlite3_stmt* statement = statement_of(_statement);
-    return bytes_of(statement, column_of_type(statement, column, SQLITE_BLOB, "blob"));
+    return bytes_of(statement, column_of_type(statement, column, SQLITE_BLOB, "a blob"));
 }
 
 bool Row::is_null(std::size_t column) const {
@@ -83,15 +83,15 @@ bool Row::is_null(std::size_t column) const {
 }
 
 std::int64_t Row::integer(std::size_t column) const {
-    return value_of<std::int64_t>(_values, column, "integer");
+    return value_of<std::int64_t>(_values, column, "an integer");
 }
 
 const std::string& Row::text(std::size_t column) const {
-    return value_of<std::string>(_values, column, "text");
+    return value_of<std::string>(_values, column, "a text");
 }
 
 const std::string& Row::blob(std::size_t column) const {
-    return value_of<Blob>(_values, column, "blob").bytes;
+    return value_of<Blob>(_values, column, "a blob").bytes;
 }
 
 }  // namespace codetext

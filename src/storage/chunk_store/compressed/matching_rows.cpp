@@ -27,8 +27,8 @@ bool any_chunk(std::int64_t rowid, const Condition& condition) {
 /// in the database's memory.
 ///
 /// A reader finds most damage when it unpacks a text. Where a damaged head hides a wanted chunk,
-/// nobody would unpack it, so such a frame is checked here: after the statement, during which other
-/// threads wait.
+/// nobody would unpack it, so such a frame is checked here. It is checked after the statement ends:
+/// other threads wait while a statement runs.
 ///
 /// Throws IndexChanged when the content is not that of `promised`, if given. The check runs inside
 /// the statement where it can, since only a read lets the handle see what others have committed,

@@ -82,6 +82,7 @@ std::vector<std::uint32_t> ShardReader::rarest(std::span<const std::uint32_t> tr
     std::sort(weighed.begin(), weighed.end());
     weighed.resize(std::min(weighed.size(), MAX_ASKED));
     std::vector<std::uint32_t> rare;
+    rare.reserve(weighed.size());
     for (const auto& [count, trigram] : weighed) rare.push_back(trigram);
     return rare;
 }

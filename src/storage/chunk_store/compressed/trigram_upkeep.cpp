@@ -87,6 +87,7 @@ void keep_shards_few(Database& db) {
     const std::vector<ShardSize> sizes = shard_sizes(db);
     if (mostly_stale(db, sizes)) {
         std::vector<std::int64_t> all;
+        all.reserve(sizes.size());
         for (const ShardSize& size : sizes) all.push_back(size.id);
         return make_anew(db, all);
     }
