@@ -181,11 +181,13 @@ std::string sequence_regex(const Tokens& tokens) {
 
 std::string glob_regex(std::string_view glob) {
     if (unicode::decode(std::string(glob)) != glob) fail("is not valid UTF-8");
-    std::string regex;
+    std::string regex = "(?:";
+    bool is_first = true;
     for (const Tokens& tokens : Reader(glob).sequences()) {
-        regex += (regex.empty() ? "" : "|") + sequence_regex(tokens);
+        if (!std::exchange(is_first, false)) regex += '|';
+        regex += sequence_regex(tokens);
     }
-    return "(?:" + regex + ")";
+    return regex += ')';
 }
 
 }  // namespace codetext::search
