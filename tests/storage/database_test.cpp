@@ -1,9 +1,8 @@
 #include "storage/database.hpp"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <limits>
-#include <stdexcept>
 
 #include "storage/temp_index.hpp"
 
@@ -14,11 +13,9 @@ using namespace std::string_literals;
 
 class DatabaseTest : public ::testing::Test {
   protected:
-    DatabaseTest() : db(folder.path() / "x.db", Access::CREATE) {
-        db.execute("CREATE TABLE t(id INTEGER PRIMARY KEY, value)");
-    }
+    DatabaseTest() { db.execute("CREATE TABLE t(id INTEGER PRIMARY KEY, value)"); }
     test_support::TempFolder folder;
-    Database db;
+    Database db{folder.path() / "x.db", Access::CREATE};
 };
 
 TEST_F(DatabaseTest, keeps_values_whole) {
@@ -27,20 +24,19 @@ TEST_F(DatabaseTest, keeps_values_whole) {
     db.execute("INSERT INTO t VALUES (1, ?), (2, ?), (3, ?), (4, ?), (5, ?)",
                {text, large, BlobView{"\0\xFF"s}, "", nullptr});
     const auto rows = db.fetchall("SELECT value FROM t ORDER BY id");
-    EXPECT_EQ(rows[0].text(0), text);
     EXPECT_EQ(rows[1].integer(0), large);
     EXPECT_EQ(rows[2].blob(0), "\0\xFF"s);
     EXPECT_EQ(rows[3].text(0), "");
     EXPECT_TRUE(rows[4].is_null(0));
-    EXPECT_THROW(rows[0].integer(0), DatabaseError);
     EXPECT_THROW(rows[1].text(0), DatabaseError);
-    EXPECT_THROW(rows[0].text(1), std::out_of_range);
-    db.each("SELECT value FROM t WHERE id <= 2 ORDER BY id", {}, [&](const RowView& row) {
+    const auto expect_first = [&](const auto& row) {
         EXPECT_EQ(row.text(0), text);
         EXPECT_THROW(row.integer(0), DatabaseError);
         EXPECT_THROW(row.text(1), std::out_of_range);
         return Visit::STOP;
-    });
+    };
+    expect_first(rows[0]);
+    db.each("SELECT value FROM t ORDER BY id", {}, expect_first);
 }
 
 TEST_F(DatabaseTest, leaves_no_statement_open_on_failure) {
@@ -49,12 +45,8 @@ TEST_F(DatabaseTest, leaves_no_statement_open_on_failure) {
                          [](const RowView&) -> Visit { throw std::runtime_error("visitor"); }),
                  std::runtime_error);
     EXPECT_THROW(db.execute("INSERT INTO t VALUES (1, 'again')"), DatabaseError);
-    try {
-        db.execute("SELECT ?");
-        FAIL();
-    } catch (const DatabaseError& error) {
-        EXPECT_EQ(error.statement(), "SELECT ?");
-    }
+    EXPECT_THAT([&] { db.execute("SELECT ?"); }, testing::Throws<DatabaseError>(testing::Property(
+                                                     &DatabaseError::statement, "SELECT ?")));
     // A statement left open would lock the table.
     EXPECT_NO_THROW(db.execute("DROP TABLE t"));
 }
@@ -76,14 +68,10 @@ TEST_F(DatabaseTest, a_log_that_cannot_be_read_is_not_passed_over) {
 }
 
 TEST_F(DatabaseTest, transaction_rolls_back_unless_committed) {
-    {
+    for (const std::string value : {"lost", "kept"}) {
         Transaction transaction(db, Transaction::Kind::WRITE);
-        db.execute("INSERT INTO t VALUES (1, 'lost')");
-    }
-    {
-        Transaction transaction(db, Transaction::Kind::WRITE);
-        db.execute("INSERT INTO t VALUES (2, 'kept')");
-        transaction.commit();
+        db.execute("INSERT INTO t(value) VALUES (?)", {value});
+        if (value == "kept") transaction.commit();
     }
     EXPECT_EQ(db.fetchone("SELECT group_concat(value) FROM t")->text(0), "kept");
 }

@@ -1,10 +1,10 @@
 #include "utils/ordered_pool.hpp"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 
 #include <atomic>
-#include <stdexcept>
 #include <string>
 
 namespace codetext {
@@ -22,9 +22,8 @@ constexpr PoolOptions OPTIONS[] = {
 };
 
 std::string described(const PoolOptions& options) {
-    return std::to_string(options.threads) + " threads, batches of " +
-           std::to_string(options.batch_items) + ", a window of " +
-           std::to_string(options.window_items);
+    return fmt::format("{} threads, batches of {}, a window of {} and {} bytes", options.threads,
+                       options.batch_items, options.window_items, options.window_bytes);
 }
 
 Pool make_pool(std::size_t items, const Pool::Worker& worker, const PoolOptions& options,
@@ -34,7 +33,6 @@ Pool make_pool(std::size_t items, const Pool::Worker& worker, const PoolOptions&
                 options);
 }
 
-/// Texts of many sizes, some of them empty.
 std::string text_of(std::size_t item) {
     return std::string(item * 7 % 5, 'x') + (item % 3 == 0 ? "" : std::to_string(item));
 }
@@ -53,8 +51,8 @@ TEST(ordered_pool, hands_results_out_in_order_and_a_failure_at_its_item) {
             SCOPED_TRACE(described(options) + ", failing at " + std::to_string(failing));
             std::atomic<int> failures = 0;
             const auto worker = [&](std::size_t item) {
-                if (item == failing && ++failures > 0) throw std::runtime_error("item");
-                return text_of(item);
+                return item == failing && ++failures > 0 ? throw std::runtime_error("item")
+                                                         : text_of(item);
             };
             Pool pool = make_pool(100, worker, options, 3);
             expect_texts(pool, failing);
@@ -91,24 +89,21 @@ TEST(ordered_pool, may_go_while_items_are_left) {
 
 // The pool is left alone twice, until it has begun what the window has room for.
 TEST(ordered_pool, begins_as_much_as_the_window_holds) {
-    struct Case {
+    const struct {
         PoolOptions options;
         std::size_t result_bytes, expected_bytes;
         std::size_t begun;       ///< items that are begun ahead of the first next(), at least
         std::size_t most_ahead;  ///< items by which one that is begun may be ahead of next()
-    };
-    const Case CASES[] = {
+    } CASES[] = {
         {{.threads = 3, .window_items = 10}, 1, 0, 10, 9},
         {{.threads = 3, .batch_items = 4, .window_items = 10}, 1, 0, 10, 9 + 3 + 3},
         {{.threads = 3, .window_bytes = 100}, 10, 0, 10, 11},
         {{.threads = 3, .batch_items = 50, .batch_bytes = 10, .window_bytes = 100}, 10, 0, 10, 111},
         {{.threads = 1, .batch_items = 50, .batch_bytes = 20, .window_bytes = 100}, 10, 0, 10, 11},
         {{.threads = 3, .window_bytes = 100}, 100, 100, 1, 0},
-        {{.threads = 3, .window_items = 50, .window_bytes = 100}, 1, 40, 50, 49},
-    };
-    for (const Case& c : CASES) {
-        SCOPED_TRACE(described(c.options) + " and " + std::to_string(c.options.window_bytes) +
-                     " bytes, " + std::to_string(c.result_bytes) + " each");
+        {{.threads = 3, .window_items = 50, .window_bytes = 100}, 1, 40, 50, 49}};
+    for (const auto& c : CASES) {
+        SCOPED_TRACE(described(c.options) + ", " + std::to_string(c.result_bytes) + " each");
         std::atomic<std::size_t> asked = 0, begun = 0, most_ahead = 0;
         const auto worker = [&](std::size_t item) {
             ++begun;
@@ -132,41 +127,26 @@ TEST(ordered_pool, begins_as_much_as_the_window_holds) {
 }
 
 #ifdef __GLIBC__
-/// No further thread can be made: its stack would be larger than the address space.
-class NoMoreThreads {
-  public:
-    NoMoreThreads() {
-        ::pthread_getattr_default_np(&_before);
-        pthread_attr_t huge;
-        ::pthread_attr_init(&huge);
-        ::pthread_attr_setstacksize(&huge, std::size_t{1} << 50);
-        ::pthread_setattr_default_np(&huge);
-        ::pthread_attr_destroy(&huge);
-    }
-    NoMoreThreads(const NoMoreThreads&) = delete;
-    NoMoreThreads& operator=(const NoMoreThreads&) = delete;
-    ~NoMoreThreads() {
-        ::pthread_setattr_default_np(&_before);
-        ::pthread_attr_destroy(&_before);
-    }
-
-  private:
-    pthread_attr_t _before;
-};
-
+// A thread cannot be made when its stack would be larger than the address space.
 TEST(ordered_pool, goes_on_with_the_threads_that_can_be_made) {
+    pthread_attr_t before, huge;
+    ::pthread_getattr_default_np(&before);
+    ::pthread_attr_init(&huge);
+    ::pthread_attr_setstacksize(&huge, std::size_t{1} << 50);
     for (const std::size_t can_be_made : {0U, 1U, 3U}) {
-        std::optional<NoMoreThreads> limit;
         std::size_t workers = 0;
         const auto make_worker = [&]() -> Pool::Worker {
-            if (workers++ == can_be_made) limit.emplace();
+            if (workers++ == can_be_made) ::pthread_setattr_default_np(&huge);
             return text_of;
         };
         Pool pool({100, make_worker, [](const std::string& text) { return text.size(); }},
                   {.threads = 5});
+        ::pthread_setattr_default_np(&before);
         EXPECT_EQ(workers, can_be_made + 1);
         expect_texts(pool, 100);
     }
+    ::pthread_attr_destroy(&huge);
+    ::pthread_attr_destroy(&before);
 }
 #endif
 

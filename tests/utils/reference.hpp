@@ -6,9 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
-#include <cstddef>
-#include <cstdint>
 #include <random>
 #include <string>
 #include <string_view>
@@ -56,15 +53,14 @@ inline std::string reference_decode(std::string_view bytes) {
 }
 
 inline std::vector<std::string> reference_lines(std::string_view text) {
-    static constexpr std::array<std::string_view, 11> BOUNDARIES = {
+    static const std::vector<std::string> BOUNDARIES = {
         "\r\n", "\n", "\r", "\v", "\f", "\x1C", "\x1D", "\x1E", "\u0085", "\u2028", "\u2029"};
     std::vector<std::string> lines;
     bool open = false;
     while (!text.empty()) {
         if (!std::exchange(open, true)) lines.emplace_back();
-        const auto* boundary =
-            std::find_if(BOUNDARIES.begin(), BOUNDARIES.end(),
-                         [&](std::string_view candidate) { return text.starts_with(candidate); });
+        const auto boundary = std::find_if(BOUNDARIES.begin(), BOUNDARIES.end(),
+                                           [&](auto& one) { return text.starts_with(one); });
         open = boundary == BOUNDARIES.end();
         if (open) lines.back() += text.front();
         text.remove_prefix(open ? 1 : boundary->size());

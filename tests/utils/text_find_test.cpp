@@ -61,8 +61,8 @@ TEST(find, finds_in_repetitive_text) {
     std::string text;
     for (int i = 0; i < 3000; ++i) text += "ab";
     text += "bb" + text + "bb";
-    for (const std::size_t from : std::vector<std::size_t>{10, 5997})
-        expect_found_as_by_reference(text, "ababbb", from);
+    expect_found_as_by_reference(text, "ababbb", 10);
+    expect_found_as_by_reference(text, "ababbb", 5997);
     // A search that compared at every place would take minutes.
     const std::string letters(64 << 20, 'a'), half(2000, 'a');
     EXPECT_EQ(text_find::find_ignoring_ascii_case(letters, half + "b" + half),

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <numeric>
+
 #include "utils/reference.hpp"
 #include "utils/unicode.hpp"
 
@@ -28,13 +30,10 @@ std::vector<Found> line_by_line(const Pattern& pattern, const std::string& text)
 // Goes on behind the line of each match, as code_text::line_matches does.
 std::vector<Found> through_the_text(const Pattern& pattern, const std::string& text) {
     std::vector<Found> found;
-    std::size_t from = 0;
-    while (from <= text.size()) {
+    for (std::size_t from = 0; from <= text.size();) {
         const auto match = pattern.search_text(text, from);
         if (!match) break;
-        const std::size_t line_feed =
-            *match == 0 ? std::string::npos : text.rfind('\n', *match - 1);
-        const std::size_t start = line_feed == std::string::npos ? 0 : line_feed + 1;
+        const std::size_t start = *match == 0 ? 0 : text.rfind('\n', *match - 1) + 1;
         found.emplace_back(start, unicode::code_points(text.substr(start, *match - start)));
         from = std::min(text.find('\n', *match), text.size()) + 1;
     }
@@ -57,29 +56,25 @@ TEST(pattern, finds_in_many_lines_what_it_finds_line_by_line) {
         "a ^a a$ ^$ ^ $  a* (a|ab)(b|$) [^a] [^a]+ \\s \\s*$ . .* (?s). (?s)a.*b a\\nb [\\n] "
         "\\W\\W \\ba a\\b \\B \\Aa a\\z \\A \\z \\Ca \\C+ (?-m)^a (?-m:a$) (?m:^a) (?i)k "
         "(?i:S)b [[:^alpha:]] \\PL \\x{0a} \\x00 \u00e9|\u03c3 (^|b)a a{2,3} (?U)a.* "
-        "[ab]{4} [a-b]{3,}[A-C]+$ ^-?[ab]{5,9} [_ab]*[a-b]{4}\\b -*[ab]{4}.?[A-B]{5}");
+        "[ab]{4} [a-b]{3,}[A-C]+$ ^-?[ab]{5,9} [_ab]*[a-b]{4}\\b -*[ab]{4}.?[A-B]{5} "
+        // Those with a required text, without which no line is looked at.
+        "aab aab[ab] a(aba|abb)k? [ab]aab? (AAB|b)aaa a{3} -aas (?i)aak.*b aa\\x{6b} ^aab$ "
+        "(?s)aab.*- aab|aa- aab\\b");
     for (const std::string& pattern : patterns) {
         for (const PatternOptions& option : std::vector<PatternOptions>{
                  {}, {.case_sensitive = false}, {.words = true}, {.whole_lines = true}}) {
-            const Pattern compiled({pattern}, option);
-            expect_alike(compiled, compiled,
-                         pattern + (option.words         ? " -w"
-                                    : option.whole_lines ? " -x"
-                                                         : ""));
-        }
-    }
-}
-
-TEST(pattern, looks_at_no_line_without_its_required_text_and_misses_none) {
-    for (const char* pattern :
-         {"aab", "aab[ab]", "a(aba|abb)k?", "[ab]aab?", "(AAB|b)aaa", "a{3}", "-aas", "(?i)aak.*b",
-          "aa\\x{6b}", "^aab$", "(?s)aab.*-", "aab|aa-", "aab\\b"}) {
-        for (const PatternOptions& option :
-             std::vector<PatternOptions>{{}, {.case_sensitive = false}, {.words = true}}) {
+            SCOPED_TRACE(option.words ? "-w" : option.whole_lines ? "-x" : "");
             const Pattern compiled({pattern}, option);
             expect_alike(compiled, compiled, pattern);
         }
     }
+    for (const char* literal : {"a", "-", "ab", "", "\u00e9"}) {
+        const Pattern plain({literal}, {.words = true});
+        expect_alike(Pattern({literal}, {.words = true, .literal = literal}), plain, literal);
+    }
+}
+
+TEST(pattern, names_a_text_of_every_match) {
     // What is shared by two long alternatives, and alternatives that are too many for the filter.
     std::string a, b, many = "zz_shared_0";
     for (int i = 0; i < 8000; ++i) a += static_cast<char>('a' + i % 7);
@@ -102,39 +97,28 @@ TEST(pattern, looks_at_no_line_without_its_required_text_and_misses_none) {
     }
 }
 
-TEST(pattern, a_known_literal_changes_no_answer) {
-    for (const char* literal : {"a", "-", "ab", "", "\u00e9"}) {
-        const Pattern plain({literal}, {.words = true});
-        expect_alike(Pattern({literal}, {.words = true, .literal = literal}), plain, literal);
-    }
-}
-
 TEST(pattern, requires_only_atoms_that_the_index_can_tell) {
-    struct Case {
+    const struct {
         std::string pattern;
         bool case_sensitive;
-        std::vector<std::vector<std::string>> atoms;
-        bool needs_one;  ///< a line without any of them cannot match
-    };
-    const std::vector<Case> cases = {
-        {"Spin_lock\\(.*flags", true, {{"spin_lock("}, {"flags"}}, true},
-        {"foo|barbaz", true, {{"foo"}, {"barbaz"}}, true},
-        {"fo|barbaz", true, {}, false},
-        {"x*", true, {}, false},
-        // U+017F folds to s, and where case is ignored it may stand for one.
-        {"glassy_thing.", false, {{"gla", "y_thing"}}, true},
-        {"pre\u017ffix.*", true, {{"pre", "fix"}}, true},
-        {"pre\\x{17f}post.*", true, {{"pre"}}, true},
-        {"pre\\577post.*", true, {{"pre"}}, true},
-        {"abc\u00e9def.", true, {{"abc", "def"}}, true},
-        {"\u00e9\u00e9\u00e9.", true, {}, false},
-    };
-    for (const Case& one : cases) {
+        std::vector<std::vector<std::string>> atoms;  ///< a line without any of them cannot match
+    } CASES[] = {{"Spin_lock\\(.*flags", true, {{"spin_lock("}, {"flags"}}},
+                 {"foo|barbaz", true, {{"foo"}, {"barbaz"}}},
+                 {"fo|barbaz", true, {}},
+                 {"x*", true, {}},
+                 // U+017F folds to s, and where case is ignored it may stand for one.
+                 {"glassy_thing.", false, {{"gla", "y_thing"}}},
+                 {"pre\u017ffix.*", true, {{"pre", "fix"}}},
+                 {"pre\\x{17f}post.*", true, {{"pre"}}},
+                 {"pre\\577post.*", true, {{"pre"}}},
+                 {"abc\u00e9def.", true, {{"abc", "def"}}},
+                 {"\u00e9\u00e9\u00e9.", true, {}}};
+    for (const auto& one : CASES) {
         const RequiredAtoms atoms(Pattern({one.pattern}, {.case_sensitive = one.case_sensitive}));
         EXPECT_THAT(atoms.atoms(), testing::UnorderedElementsAreArray(one.atoms)) << one.pattern;
-        EXPECT_EQ(!atoms.may_match({}), one.needs_one) << one.pattern;
+        EXPECT_EQ(atoms.may_match({}), one.atoms.empty()) << one.pattern;
         std::vector<int> all(atoms.atoms().size());
-        for (std::size_t i = 0; i < all.size(); ++i) all[i] = static_cast<int>(i);
+        std::iota(all.begin(), all.end(), 0);
         EXPECT_TRUE(atoms.may_match(all)) << one.pattern;
     }
 }

@@ -20,6 +20,8 @@ constexpr unsigned SEED = 7;
 
 using Files = std::map<std::string, std::string>;
 
+constexpr SourceWanted SOURCES[] = {SourceWanted::INDEX, SourceWanted::DISK};
+
 // A repository with its index.
 class IndexedFiles : public test_support::TempFolder {
   public:
@@ -67,9 +69,12 @@ std::string scanned(const Files& files, const Query& query) {
         for (const std::string& line : reference::reference_lines(unicode::decode(bytes))) {
             ++number;
             const std::string compared = query.case_sensitive ? line : unicode::lower(line);
-            const bool matches = query.pattern ? query.pattern->search(line).has_value()
-                                               : compared.find(*query.needle) != std::string::npos;
-            if (matches) out += fmt::format("{}:{}:{}\n", path, number, line);
+            const std::size_t at = query.pattern ? compared.npos : compared.find(*query.needle);
+            const std::int64_t column = query.pattern ? query.pattern->search(line).value_or(-1)
+                                        : at == compared.npos
+                                            ? -1
+                                            : unicode::code_points(compared.substr(0, at));
+            if (column >= 0) out += fmt::format("{}:{}:{}:{}\n", path, number, column, line);
         }
     }
     return out;
@@ -85,11 +90,14 @@ std::string difference(std::string_view found, std::string_view expected) {
                        testing::PrintToString(expected.substr(start, 120)));
 }
 
+// Each line as path:number:column:text; column -1 is a context line.
 std::pair<std::string, SearchResult> output_of(Database& db, const SearchOptions& options) {
     std::string text;
-    const Render render = [](const FileResult& file, std::string& out) {
+    const Render render = [&](const FileResult& file, std::string& out) {
         for (const ResultLine& line : file.lines) {
-            out += fmt::format("{}:{}:{}\n", file.file->path, line.number, line.text);
+            out +=
+                fmt::format("{}:{}:{}:{}\n", file.file->path, line.number, line.column, line.text);
+            EXPECT_TRUE(!line.is_match() || !match_spans(options.query, line.text).empty()) << out;
         }
         return 0;
     };
@@ -123,7 +131,7 @@ TEST(search_run, finds_what_a_scan_of_the_files_finds) {
             SearchOptions options;
             options.query = make_query(query);
             const std::string expected = scanned(files, options.query);
-            for (SourceWanted source : {SourceWanted::INDEX, SourceWanted::DISK}) {
+            for (const SourceWanted source : SOURCES) {
                 for (unsigned threads : {1U, 3U}) {
                     options.source = source;
                     options.threads = threads;
@@ -202,6 +210,10 @@ TEST(search_run, selects_files_by_path_glob_and_language) {
         {{"a"}, "x.*", "c", "a/x.c a/x.h"},
         {{"none"}, "", "", ""},
     };
+    const auto add = [](std::vector<std::string>& paths, const auto& selected) {
+        for (const code_text::FileRow& file : selected) paths.push_back(file.path);
+        return selected.size();
+    };
     std::vector<std::int64_t> ids;
     for (const code_text::FileRow& file : selected_files(db, {})) ids.push_back(file.file_id);
     std::sort(ids.begin(), ids.end());
@@ -209,20 +221,95 @@ TEST(search_run, selects_files_by_path_glob_and_language) {
         FileFilter filter{.paths = paths, .globs = {}, .languages = reference::words(languages)};
         for (const std::string& glob : reference::words(globs)) filter.globs.emplace_back(glob);
         std::vector<std::string> all, scanned, asked, in_steps;
-        for (const auto& file : selected_files(db, filter)) all.push_back(file.path);
-        for (const auto& file : selected_files(db, filter, ids)) scanned.push_back(file.path);
-        for (std::int64_t id : ids) {
-            for (const auto& file : selected_files(db, filter, {id})) asked.push_back(file.path);
-        }
+        add(all, selected_files(db, filter));
+        add(scanned, selected_files(db, filter, ids));
+        for (const std::int64_t id : ids) add(asked, selected_files(db, filter, {id}));
         std::sort(asked.begin(), asked.end());
         SelectedFiles selected(db, filter, std::nullopt);
-        for (auto some = selected.next(2); !some.empty(); some = selected.next(2)) {
-            for (const auto& file : some) in_steps.push_back(file.path);
-        }
+        while (add(in_steps, selected.next(2)) > 0) continue;
         EXPECT_EQ(in_steps, all);
         EXPECT_EQ(all, reference::words(expected));
         EXPECT_EQ(scanned, all);
         EXPECT_EQ(asked, all);
+    }
+}
+
+TEST(search_run, a_byte_order_mark_hides_no_match_and_is_not_shown) {
+    const struct {
+        std::string text;
+        QueryOptions query;
+        std::string lines;  ///< parted by "|"
+        FileWants wants = {};
+    } CASES[] = {
+        {"\uFEFFusing x\n\uFEFFusing\n", {.patterns = {"^using"}}, "1:1:using x"},
+        {"\uFEFFa using\n", {.patterns = {"using"}}, "1:3:a using"},
+        {"\uFEFF\u00e9 Using\n", {.patterns = {"using"}, .ignore_case = true}, "1:3:\u00e9 Using"},
+        {"\uFEFFusing\n", {.patterns = {"using"}, .whole_lines = true}, "1:1:using"},
+        {"\uFEFFusing\n", {.patterns = {"using"}, .words = true}, "1:1:using"},
+        {"\uFEFFusing\n", {.patterns = {"^.{5}$"}}, "1:1:using"},
+        {"\uFEFF", {.patterns = {"^$"}}, "1:1:"},
+        {"\uFEFF\n\n", {.patterns = {"^$"}}, "1:1:|2:0:"},
+        {"\uFEFFa", {.patterns = {""}}, "1:1:a"},
+        {"\uFEFFa\n\uFEFFa\n", {.patterns = {"\uFEFFa"}}, "2:0:\uFEFFa"},
+        {"\uFEFFa\uFEFFa", {.patterns = {"\uFEFFa"}}, "1:2:a\uFEFFa"},
+        {"\uFEFF\uFEFFa", {.patterns = {"^.a"}}, "1:1:\uFEFFa"},
+        {"x\uFEFFa", {.patterns = {"^a"}}, ""},
+        {"\uFEFFone\nxyz\n", {.patterns = {"xyz"}}, "1:-1:one|2:0:xyz", {.before = 1}},
+        {"\uFEFFone\nxyz\n", {.patterns = {"one"}}, "1:1:one|2:-1:xyz", {.after = 1}},
+        {"\uFEFFone\n" + test_support::numbered_lines(64) + "xyz\n\uFEFFend\n",
+         {.patterns = {"xyz"}},
+         "1:-1:one|2:-1:line 1|",
+         {.before = 65, .max_matches = 1}},
+        {test_support::numbered_lines(64) + "\uFEFFend\n",
+         {.patterns = {"^.end"}},
+         "65:0:\uFEFFend"},
+    };
+    for (const chunk_store::Layout layout : test_support::layouts()) {
+        test_support::TempIndex index(layout);
+        for (const auto& [text, query, lines, wants] : CASES) {
+            index.put(1, "a.cs", text);
+            std::string expected;
+            for (const std::string& line : reference::words(lines, '|')) {
+                expected += line.empty() ? "" : "a.cs:" + line + "\n";
+            }
+            for (const SourceWanted source : SOURCES) {
+                SearchOptions options;
+                options.query = make_query(query);
+                options.source = source;
+                options.wants = wants;
+                std::string found = output_of(index.db, options).first;
+                // Of a long answer only the beginning is given.
+                if (lines.ends_with('|')) found.resize(expected.size());
+                EXPECT_EQ(found, expected)
+                    << query.patterns.front() << " in " << testing::PrintToString(text);
+            }
+        }
+    }
+}
+
+TEST(search_run, counts_the_files_whose_text_was_looked_at) {
+    const struct {
+        std::string pattern;
+        SourceWanted source;
+        std::int64_t searched, with_match;
+    } CASES[] = {{"spin", SourceWanted::DISK, 3, 1},  {"nowhere", SourceWanted::DISK, 3, 0},
+                 {"no+w", SourceWanted::DISK, 3, 0},  {"spin", SourceWanted::INDEX, 2, 1},
+                 {"none", SourceWanted::INDEX, 1, 1}, {"nowhere", SourceWanted::INDEX, 1, 0}};
+    for (const chunk_store::Layout layout : test_support::layouts()) {
+        test_support::TempIndex index(layout);
+        index.put(1, "a.c", "spin\n");
+        index.put(2, "b.c", "lock\n");
+        index.put(3, "c.json", "none\n");
+        index.drop(3);
+        index.add_row(3, "c.json", 1);
+        for (const auto& [pattern, source, searched, with_match] : CASES) {
+            SearchOptions options;
+            options.query = make_query({.patterns = {pattern}});
+            options.source = source;
+            const Stats stats = output_of(index.db, options).second.stats;
+            EXPECT_EQ(stats.files_searched, searched) << pattern;
+            EXPECT_EQ(stats.files_with_match, with_match) << pattern;
+        }
     }
 }
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <random>
 
 #include "storage/chunk_store/compressed/packed_frame.hpp"
 #include "storage/temp_index.hpp"
@@ -13,55 +12,76 @@
 namespace codetext::chunk_store {
 namespace {
 
-using test_support::TempIndex;
+using test_support::numbered_lines;
 
 /// What a store should hold, kept the plain way.
 using Model = std::map<std::int64_t, std::vector<Chunk>>;
 
-std::vector<Chunk> read_back(const TempIndex& index, std::int64_t file_id) {
-    std::vector<Chunk> chunks;
-    const auto [first, end] = code_text::file_rowids(file_id);
-    for (const ChunkRow& row : file_rows(index.db, first, end)) {
-        chunks.push_back({row.start_line, row.end_line, std::string(row.text.view())});
+class ChunkStore : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (index.layout != COMPRESSED) GTEST_SKIP() << "this SQLite has the other layout";
     }
-    return chunks;
-}
-
-std::string random_file(std::mt19937& random) {
-    std::string text;
-    const int parts = static_cast<int>(random() % 4);
-    for (int i = 0; i < parts; ++i) {
-        text += test_support::nasty_text(random, 60) +
-                test_support::numbered_lines(int(random() % 700));
+    std::vector<Chunk> put(std::int64_t file_id, const std::string& text) {
+        index.put(file_id, "f" + std::to_string(file_id), text);
+        return code_text::code_chunks(text);
     }
-    return unicode::decode(text);
-}
-
-/// Every chunk of the model that holds all of the needle's trigrams must be among the candidates.
-void expect_superset(const TempIndex& index, const Model& model, const std::string& needle) {
-    const auto query = trigram_query(needle);
-    std::vector<std::int64_t> searched;
-    for (const auto& [file_id, chunks] : model) searched.push_back(file_id);
-    std::map<std::int64_t, ChunkRow> rows;
-    for (const ChunkRow& row : matching_rows(index.db, query, searched)) {
-        rows.emplace(row.rowid, row);
+    std::vector<Chunk> read_back(std::int64_t file_id) const {
+        std::vector<Chunk> chunks;
+        const auto [first, end] = code_text::file_rowids(file_id);
+        for (const ChunkRow& row : file_rows(index.db, first, end)) {
+            chunks.push_back({row.start_line, row.end_line, std::string(row.text.view())});
+        }
+        return chunks;
     }
-    for (const auto& [file_id, chunks] : model) {
-        for (std::size_t i = 0; i < chunks.size(); ++i) {
-            if (query && chunks[i].text.find(needle) == std::string::npos) continue;
-            const auto row = rows.find(file_id * CHUNK_STRIDE + static_cast<std::int64_t>(i));
-            ASSERT_NE(row, rows.end()) << needle << " in file " << file_id << " chunk " << i;
-            EXPECT_EQ(row->second.text.view(), chunks[i].text);
-            EXPECT_EQ(row->second.start_line, chunks[i].start_line);
-            EXPECT_EQ(row->second.last, i + 1 == chunks.size());
+    std::string frame() const {
+        return index.db.fetchone("SELECT body FROM chunk_frames")->blob(0);
+    }
+    /// Calls `check` with the one value of a column cut, and with a bit of it flipped, at every
+    /// `step`th bit.
+    template <typename Check>
+    void damage(const std::string& table, const std::string& column, std::size_t step,
+                Check check) {
+        const std::string whole = index.db.fetchone("SELECT " + column + " FROM " + table)->blob(0);
+        for (std::size_t bit = 0; bit <= whole.size() * 8; bit += step) {
+            SCOPED_TRACE(table + " from bit " + std::to_string(bit));
+            std::string flipped = whole;
+            if (bit / 8 < whole.size()) {
+                flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << bit % 8));
+            }
+            for (const std::string& damaged : {whole.substr(0, bit / 8), flipped}) {
+                index.db.execute("UPDATE " + table + " SET " + column + " = ?",
+                                 {BlobView{damaged}});
+                check(damaged == whole);
+            }
         }
     }
-}
+    /// Every chunk of the model that holds the needle must be among the candidates.
+    void expect_superset(const Model& model, const std::string& needle) const {
+        const auto query = trigram_query(needle);
+        std::vector<std::int64_t> searched;
+        for (const auto& [file_id, chunks] : model) searched.push_back(file_id);
+        std::map<std::int64_t, ChunkRow> rows;
+        for (const ChunkRow& row : matching_rows(index.db, query, searched)) {
+            rows.emplace(row.rowid, row);
+        }
+        for (const auto& [file_id, chunks] : model) {
+            for (std::size_t i = 0; i < chunks.size(); ++i) {
+                if (query && chunks[i].text.find(needle) == std::string::npos) continue;
+                const auto row = rows.find(file_id * CHUNK_STRIDE + static_cast<std::int64_t>(i));
+                ASSERT_NE(row, rows.end()) << needle << " in file " << file_id << " chunk " << i;
+                EXPECT_EQ(row->second.text.view(), chunks[i].text);
+                EXPECT_EQ(row->second.start_line, chunks[i].start_line);
+                EXPECT_EQ(row->second.last, i + 1 == chunks.size());
+            }
+        }
+    }
 
-TEST(chunk_store, agrees_with_a_plain_store_through_edits) {
-    if (default_layout() != COMPRESSED) GTEST_SKIP() << "this SQLite has the other layout";
+    test_support::TempIndex index{*default_layout()};
+};
+
+TEST_F(ChunkStore, agrees_with_a_plain_store_through_edits) {
     std::mt19937 random(20261122);
-    TempIndex index(COMPRESSED);
     Model model;
     for (int round = 0; round < 60; ++round) {
         const auto file_id = static_cast<std::int64_t>(random() % 12);
@@ -69,129 +89,98 @@ TEST(chunk_store, agrees_with_a_plain_store_through_edits) {
             index.drop(file_id);
             model.erase(file_id);
         } else {
-            const std::string text = random_file(random);
-            index.put(file_id, "f" + std::to_string(file_id), text);
-            model[file_id] = code_text::code_chunks(text);
+            std::string text;
+            for (auto parts = random() % 4; parts > 0; --parts) {
+                text += test_support::nasty_text(random, 60) + numbered_lines(int(random() % 700));
+            }
+            model[file_id] = put(file_id, unicode::decode(text));
         }
-        for (const auto& [id, chunks] : model) ASSERT_EQ(read_back(index, id), chunks);
+        for (const auto& [id, chunks] : model) ASSERT_EQ(read_back(id), chunks);
     }
     for (const char* needle : {"foo", "line 64", "ine 700", "int main", "x_y", "no such", "ab"}) {
-        expect_superset(index, model, needle);
+        expect_superset(model, needle);
     }
     EXPECT_EQ(schema::verify(index.db), std::vector<std::string>{});
     // Sixty runs, and yet few segments to ask.
     EXPECT_LT(index.db.fetchone("SELECT count(*) FROM trigram_segments")->integer(0), 30);
 }
 
-TEST(chunk_store, a_dictionary_is_trained_and_found_again) {
-    if (default_layout() != COMPRESSED) GTEST_SKIP() << "this SQLite has the other layout";
-    TempIndex index(COMPRESSED);
+TEST_F(ChunkStore, trains_a_dictionary_and_finds_it_again) {
     std::vector<std::string> samples;
     for (int i = 0; i < 1500; ++i) {
-        samples.push_back(
-            test_support::numbered_lines(64, "static int f" + std::to_string(i * 7919)));
+        samples.push_back(numbered_lines(64, "static int f" + std::to_string(i * 7919)));
     }
     EXPECT_EQ(train_dictionary(index.db, std::vector<std::string>{"too little"}), nullptr);
-    const DictionaryHandle dictionary = train_dictionary(index.db, samples);
-    ASSERT_NE(dictionary, nullptr);
-    index.put(1, "f", samples[3]);
-    EXPECT_EQ(read_back(index, 1)[0].text + "\n", samples[3]);
-    const std::string body = index.db.fetchone("SELECT body FROM chunk_frames")->blob(0);
-    EXPECT_LT(body.size(), samples[3].size() / 3);
+    ASSERT_NE(train_dictionary(index.db, samples), nullptr);
+    const std::vector<Chunk> chunks = put(1, samples[3]);
+    EXPECT_EQ(read_back(1), chunks);
+    EXPECT_LT(frame().size(), samples[3].size() / 3);
     index.db.execute("DELETE FROM chunk_dictionaries");
     const Database fresh(index.db.db_path(), Access::READ_ONLY);
     EXPECT_THROW(file_rows(fresh, CHUNK_STRIDE, 2 * CHUNK_STRIDE), DamagedChunk);
 }
 
-TEST(chunk_store, damage_is_noticed) {
-    if (default_layout() != COMPRESSED) GTEST_SKIP() << "this SQLite has the other layout";
-    TempIndex index(COMPRESSED);
-    const std::string text = test_support::numbered_lines(200, "some text here ");
-    index.put(1, "f", text);
-    const std::vector<Chunk> chunks = code_text::code_chunks(text);
-    const std::string body = index.db.fetchone("SELECT body FROM chunk_frames")->blob(0);
-    const auto expect_whole_or_noticed = [&](const std::string& damaged) {
-        index.db.execute("UPDATE chunk_frames SET body = ?", {BlobView{damaged}});
+TEST_F(ChunkStore, notices_a_damaged_frame) {
+    const std::vector<Chunk> chunks = put(1, numbered_lines(200, "some text here "));
+    damage("chunk_frames", "body", 7, [&](bool whole) {
         try {
-            EXPECT_EQ(read_back(index, 1), chunks);
+            EXPECT_EQ(read_back(1), chunks);
         } catch (const DamagedChunk& error) {
+            EXPECT_FALSE(whole);
             EXPECT_NE(std::string(error.what()).find(std::to_string(CHUNK_STRIDE)),
                       std::string::npos);
             EXPECT_NE(schema::verify(index.db), std::vector<std::string>{});
         }
-    };
-    expect_whole_or_noticed(body);
-    for (std::size_t size = 0; size < body.size(); size += 7) {
-        expect_whole_or_noticed(body.substr(0, size));
-    }
-    std::mt19937 random(3);
-    for (std::size_t i = 0; i < body.size(); ++i) {
-        std::string flipped = body;
-        flipped[i] = static_cast<char>(flipped[i] ^ (1 << random() % 8));
-        expect_whole_or_noticed(flipped);
+    });
+}
+
+TEST_F(ChunkStore, notices_every_flipped_bit_of_the_trigram_index) {
+    for (const auto& [table, column] :
+         {std::pair("trigram_lists", "body"), {"trigram_segments", "files"}}) {
+        put(1, "needle\n");
+        damage(table, column, 1, [&](bool whole) {
+            if (whole) return;
+            EXPECT_THROW(candidates(index.db, *trigram_query("needle")), DamagedChunk);
+        });
     }
 }
 
-TEST(chunk_store, damage_that_hides_a_chunk_is_noticed) {
-    if (default_layout() != COMPRESSED) GTEST_SKIP() << "this SQLite has the other layout";
+TEST_F(ChunkStore, notices_damage_that_hides_a_chunk) {
     constexpr std::size_t HEAD = 0, FIRST_LINES = 3;
-    struct Case {
+    const struct {
         const char* what;
         int lines;
         std::size_t offset_bytes;
         char byte;
-    };
-    for (const Case& c : std::vector<Case>{{"64 lines become none", 64, FIRST_LINES, 0},
-                                           {"one empty line becomes none", 0, FIRST_LINES, 0},
-                                           {"seven chunks become three", 448, HEAD, 7}}) {
-        TempIndex index(COMPRESSED);
-        const std::string text =
-            c.lines == 0 ? "\n" : test_support::numbered_lines(c.lines, "needle ");
+    } CASES[] = {{"64 lines become none", 64, FIRST_LINES, 0},
+                 {"one empty line becomes none", 0, FIRST_LINES, 0},
+                 {"seven chunks become three", 448, HEAD, 7}};
+    for (const auto& [what, lines, offset_bytes, byte] : CASES) {
+        const std::string text = lines == 0 ? "\n" : numbered_lines(lines, "needle ");
         const std::vector<code_text::FileRow> files = {index.put(1, "f", text)};
-        std::string body = index.db.fetchone("SELECT body FROM chunk_frames")->blob(0);
-        body[c.offset_bytes] = c.byte;
+        std::string body = frame();
+        body[offset_bytes] = byte;
         index.db.execute("UPDATE chunk_frames SET body = ?", {BlobView{body}});
-        const std::string needle = c.lines == 0 ? "" : "needle " + std::to_string(c.lines);
+        const std::string needle = lines == 0 ? "" : "needle " + std::to_string(lines);
         auto choice = code_text::text_source(index.db, files, needle, true, COMPRESSED);
-        EXPECT_THROW(code_text::segments(choice.source, 1, "f"), DamagedChunk) << c.what;
+        EXPECT_THROW(code_text::segments(choice.source, 1, "f"), DamagedChunk) << what;
     }
 }
 
-TEST(chunk_store, verify_tells_of_every_damage_that_it_meets) {
-    if (default_layout() != COMPRESSED) GTEST_SKIP() << "this SQLite has the other layout";
-    TempIndex index(COMPRESSED);
-    index.put(1, "whole", test_support::numbered_lines(100));
-    index.put(2, "damaged", test_support::numbered_lines(100));
+TEST_F(ChunkStore, verify_tells_of_every_damage_that_it_meets) {
+    put(1, numbered_lines(100));
+    put(2, numbered_lines(100));
     index.db.execute(
         "UPDATE chunk_frames SET body = substr(body, 1, length(body) - 9) WHERE id = ?",
         {2 * CHUNK_STRIDE});
     index.db.execute("UPDATE trigram_lists SET body = substr(body, 1, length(body) / 2)");
     const std::vector<std::string> problems = schema::verify(index.db);
     ASSERT_EQ(problems.size(), 2u) << ::testing::PrintToString(problems);
-    EXPECT_EQ(problems[0].rfind("damaged: damaged chunk frame", 0), 0u) << problems[0];
+    EXPECT_EQ(problems[0].rfind("f2: damaged chunk frame", 0), 0u) << problems[0];
     EXPECT_EQ(problems[1].rfind("damaged trigram block", 0), 0u) << problems[1];
 }
 
-TEST(chunk_store, a_flipped_bit_of_the_trigram_index_is_noticed) {
-    if (default_layout() != COMPRESSED) GTEST_SKIP() << "this SQLite has the other layout";
-    TempIndex index(COMPRESSED);
-    index.put(1, "f", "needle\n");
-    const TrigramQuery query = *trigram_query("needle");
-    for (const std::string column : {"trigram_lists.body", "trigram_segments.files"}) {
-        const std::string table = column.substr(0, column.find('.'));
-        const std::string name = column.substr(column.find('.') + 1);
-        const std::string body = index.db.fetchone("SELECT " + name + " FROM " + table)->blob(0);
-        for (std::size_t bit = 0; bit < body.size() * 8; ++bit) {
-            std::string flipped = body;
-            flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << bit % 8));
-            index.db.execute("UPDATE " + table + " SET " + name + " = ?", {BlobView{flipped}});
-            EXPECT_THROW(candidates(index.db, query), DamagedChunk) << column << " " << bit;
-        }
-        index.db.execute("UPDATE " + table + " SET " + name + " = ?", {BlobView{body}});
-    }
-}
-
-TEST(chunk_store, refuses_chunks_that_do_not_follow_each_other) {
+TEST_F(ChunkStore, refuses_chunks_that_do_not_follow_each_other) {
     Packer packer(COMPRESSED, nullptr);
     EXPECT_THROW(packer.pack(std::vector<Chunk>{}), std::length_error);
     EXPECT_THROW(packer.pack(std::vector<Chunk>{{1, 64, "a"}, {66, 66, "b"}}),

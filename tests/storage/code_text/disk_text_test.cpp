@@ -13,55 +13,45 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-class DiskTextTest : public ::testing::Test {
-  protected:
-    DiskText source(std::optional<std::string> needle, bool case_sensitive = true) const {
-        return {folder.path(), std::move(needle), case_sensitive};
-    }
-    test_support::TempFolder folder;
-};
-
-TEST_F(DiskTextTest, hands_a_file_out_whole_or_not_at_all) {
-    struct Case {
+TEST(disk_text, hands_a_file_out_whole_or_not_at_all) {
+    const test_support::TempFolder folder;
+    const struct {
         std::string bytes;
         std::optional<std::string> needle;
         bool case_sensitive;
         std::optional<Strings> lines;  // none: no segment
-    };
-    for (const Case& c : std::vector<Case>{
-             {"a\r\nb\rc\n", std::nullopt, true, Strings{"a", "b", "c"}},
-             {"\n", std::nullopt, true, Strings{""}},
-             {"", std::nullopt, true, Strings{}},
-             {"", "", true, Strings{}},
-             {"", "a", true, std::nullopt},
-             {"\xEF\xBB\xBFx", "x", true, Strings{"\uFEFFx"}},
-             {"x\xE2\x82y\xFFz", "z", true, Strings{"x\uFFFDy\uFFFDz"}},
-             {"Needle", "needle", true, std::nullopt},
-             {"NEEDLE", "needle", false, Strings{"NEEDLE"}},
-             {"NEEDLE", "NEEDLE", false, std::nullopt},
-             {"a\nb", "a\nb", true, Strings{"a", "b"}},
-             {"\u212a", "k", false, Strings{"\u212a"}},
-             {"\u0130", "i", false, Strings{"\u0130"}},
-             {"\u00c9", "\u00e9", false, Strings{"\u00c9"}},
-         }) {
-        folder.write("f", c.bytes);
-        DiskText disk = source(c.needle, c.case_sensitive);
+    } CASES[] = {{"a\r\nb\rc\n", std::nullopt, true, Strings{"a", "b", "c"}},
+                 {"\n", std::nullopt, true, Strings{""}},
+                 {"", "", true, Strings{}},
+                 {"", "a", true, std::nullopt},
+                 {"\xEF\xBB\xBFx", "x", true, Strings{"\uFEFFx"}},
+                 {"x\xE2\x82y\xFFz", "z", true, Strings{"x\uFFFDy\uFFFDz"}},
+                 {"Needle", "needle", true, std::nullopt},
+                 {"NEEDLE", "needle", false, Strings{"NEEDLE"}},
+                 {"NEEDLE", "NEEDLE", false, std::nullopt},
+                 {"a\nb", "a\nb", true, Strings{"a", "b"}},
+                 {"\u212a", "k", false, Strings{"\u212a"}},
+                 {"\u0130", "i", false, Strings{"\u0130"}},
+                 {"\u00c9", "\u00e9", false, Strings{"\u00c9"}}};
+    for (const auto& [bytes, needle, case_sensitive, expected] : CASES) {
+        folder.write("f", bytes);
+        DiskText disk(folder.path(), needle, case_sensitive);
         const SegmentList segments = disk.segments(1, "f");
-        ASSERT_EQ(segments.size(), c.lines ? 1u : 0u) << c.bytes;
+        ASSERT_EQ(segments.size(), expected ? 1u : 0u) << bytes;
         const Lines lines = disk.lines(1, "f");
-        EXPECT_EQ(test_support::strings(lines), c.lines.value_or(Strings{}));
-        if (!c.lines) continue;
-        EXPECT_EQ(segments[0].first, 1);
-        EXPECT_TRUE(segments[0].last);
+        EXPECT_EQ(test_support::strings(lines), expected.value_or(Strings{}));
+        if (!expected) continue;
+        EXPECT_EQ(segments[0], (Segment{1, lines, true}));
         EXPECT_EQ(segments[0].lines.same_list(lines), !lines.empty());
         EXPECT_FALSE(disk.segments(1, "f").same_list(segments));
     }
 }
 
-TEST_F(DiskTextTest, holds_the_last_answer_alone) {
+TEST(disk_text, holds_the_last_answer_alone) {
+    const test_support::TempFolder folder;
     folder.write("a", "old");
     folder.write("b", "b");
-    DiskText disk = source(std::nullopt);
+    DiskText disk(folder.path(), std::nullopt, true);
     const Lines a = disk.lines(1, "a");
     folder.write("a", "new");
     EXPECT_TRUE(disk.lines(1, "another path is not looked at").same_list(a));
@@ -75,7 +65,7 @@ TEST_F(DiskTextTest, holds_the_last_answer_alone) {
     EXPECT_EQ(disk.segments(3, "later").size(), 1u);
 }
 
-TEST_F(DiskTextTest, absorbs_what_is_wrong_with_a_file_and_nothing_else) {
+TEST(disk_text, absorbs_what_is_wrong_with_a_file_and_nothing_else) {
     const auto failing = [](auto error) {
         return DiskText("/", std::nullopt, true, [error](const std::filesystem::path& path) {
             return path.filename() == "good" ? std::string("text") : throw error;
@@ -88,16 +78,15 @@ TEST_F(DiskTextTest, absorbs_what_is_wrong_with_a_file_and_nothing_else) {
     EXPECT_THROW(broken.segments(2, "f"), std::bad_alloc);
     EXPECT_TRUE(broken.lines(1, "?").same_list(good)) << "a failed read replaces nothing";
     EXPECT_THROW(broken.lines(2, "f"), std::bad_alloc);
-}
-
-TEST_F(DiskTextTest, reads_no_link_and_any_absolute_path) {
+    // Neither a link, nor a folder, nor a path that no file can have; but any absolute path.
+    const test_support::TempFolder folder;
     folder.write("real", "x");
     std::filesystem::create_symlink("real", folder.path() / "link");
-    DiskText disk = source("x");
-    EXPECT_TRUE(disk.segments(1, "link").empty());
-    EXPECT_TRUE(disk.segments(2, ".").empty());
-    EXPECT_TRUE(disk.segments(3, std::string("re\0al", 5)).empty());
-    EXPECT_EQ(DiskText("/nowhere", "x", true).segments(4, folder.path() / "real").size(), 1u);
+    DiskText disk(folder.path(), "x", true), elsewhere("/nowhere", "x", true);
+    for (const std::string& path :
+         {std::string("link"), std::string("."), std::string("re\0al", 5)})
+        EXPECT_TRUE(disk.segments(std::ssize(path), path).empty()) << path;
+    EXPECT_EQ(elsewhere.segments(4, folder.path() / "real").size(), 1u);
 }
 
 }  // namespace

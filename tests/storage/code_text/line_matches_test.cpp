@@ -4,7 +4,6 @@
 #include <sys/mman.h>
 
 #include <algorithm>
-#include <random>
 
 #include "storage/code_text/context.hpp"
 #include "storage/temp_index.hpp"
@@ -17,11 +16,10 @@ using Match = std::pair<std::int64_t, std::int64_t>;
 using Matches = std::vector<Match>;
 using Strings = std::vector<std::string>;
 
-/// A pattern that finds one code point.
+/// A pattern that finds a text.
 struct FirstOf {
-    char wanted;
+    std::string wanted;
     std::optional<std::int64_t> search(std::string_view line) const {
-        if (wanted == '\0') return 0;  // matches the empty string
         const std::size_t at = line.find(wanted);
         if (at == line.npos) return std::nullopt;
         return unicode::code_points(line.substr(0, at));
@@ -45,8 +43,7 @@ Matches plain_matches(const Lines& lines, const std::string& needle, bool case_s
     for (const std::string_view line : lines) {
         ++number;
         const std::string text = case_sensitive ? std::string(line) : unicode::lower(line);
-        const std::size_t at = text.find(needle);
-        if (at != text.npos) found.emplace_back(number, unicode::code_points(text.substr(0, at)));
+        if (const auto column = FirstOf{needle}.search(text)) found.emplace_back(number, *column);
     }
     return found;
 }
@@ -72,13 +69,11 @@ TEST(line_matches, agrees_with_matching_line_by_line) {
                 << lines.text() << " | " << needle;
         }
     }
-}
-
-TEST(line_matches, a_pattern_takes_the_needles_place) {
-    const Lines lines(std::string("bab\n\u00e9a\nb"));
-    const FirstOf a{'a'}, empty{'\0'};
-    EXPECT_EQ(matches_of(lines, "b", true, &a), (Matches{{1, 1}, {2, 1}}));
-    EXPECT_EQ(matches_of(lines, "b", false, &empty), (Matches{{1, 0}, {2, 0}, {3, 0}}));
+    // A pattern takes the needle's place.
+    const FirstOf b{"b"}, empty{""};
+    const Lines two(std::string("ab\n\u00e9b"));
+    EXPECT_EQ(matches_of(two, "a", true, &b), (Matches{{1, 1}, {2, 1}}));
+    EXPECT_EQ(matches_of(two, "a", false, &empty), (Matches{{1, 0}, {2, 0}}));
 }
 
 TEST(line_matches, looks_at_no_line_too_early_and_at_none_after_a_failure) {
@@ -98,78 +93,48 @@ TEST(line_matches, looks_at_no_line_too_early_and_at_none_after_a_failure) {
     EXPECT_TRUE(it == range.end());
 }
 
-// Memory that no access is granted to.
-class ClosedPages {
-  public:
-    explicit ClosedPages(std::string_view text_before)
-        : _at(static_cast<char*>(
-              mmap(nullptr, BYTES, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0))) {
-        std::fill(_at, _at + OPEN_BYTES, '\n');
-        std::copy(text_before.begin(), text_before.end(), _at);
-        mprotect(_at + OPEN_BYTES, BYTES - OPEN_BYTES, PROT_NONE);
-    }
-    ClosedPages(const ClosedPages&) = delete;
-    ClosedPages& operator=(const ClosedPages&) = delete;
-    ~ClosedPages() { munmap(_at, BYTES); }
-    std::string_view text() const { return {_at, BYTES}; }
-
-  private:
-    static constexpr std::size_t OPEN_BYTES = 1 << 16;
-    static constexpr std::size_t BYTES = 1 << 20;
-    char* _at;
-};
-
+// Most of the text is memory that no access is granted to.
 TEST(line_matches, looks_no_further_ahead_than_a_piece) {
-    for (const char* lines : {"ab\nxK\n", "\u0130\n\u212a\n", "\u00e9\nk\n"}) {
-        const ClosedPages pages(lines);
+    constexpr std::size_t OPEN_BYTES = 1 << 16, BYTES = 1 << 20;
+    for (const std::string lines : {"ab\nxK\n", "\u0130\n\u212a\n", "\u00e9\nk\n"}) {
+        void* pages =
+            mmap(nullptr, BYTES, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        ASSERT_NE(pages, MAP_FAILED);
+        char* text = static_cast<char*>(pages);
+        std::fill(std::copy(lines.begin(), lines.end(), text), text + OPEN_BYTES, '\n');
+        mprotect(text + OPEN_BYTES, BYTES - OPEN_BYTES, PROT_NONE);
         for (const char* needle : {"k", ""}) {
-            NeedleSearch search(needle, false);
-            const auto hit = search.next(pages.text(), 0);
-            ASSERT_TRUE(hit) << lines;
-            EXPECT_EQ(hit->line_begin > 0, *needle == 'k') << lines;
+            const auto hit = NeedleSearch(needle, false).next({text, BYTES}, 0);
+            EXPECT_TRUE(hit && (hit->line_begin > 0) == (*needle == 'k')) << lines;
         }
+        munmap(pages, BYTES);
     }
 }
 
+// The plain way: every line that there is, asked whether it is in the range.
 TEST(context, clips_to_the_lines_there_are) {
-    struct Case {
-        std::int64_t first, last, start;
-        std::vector<std::int64_t> numbers;
-    };
-    const Lines five(std::string("l1\nl2\nl3\nl4\nl5"));
-    std::string joined = "l1";
-    for (int i = 2; i <= 200; ++i) joined += "\nl" + std::to_string(i);
-    const Lines many(joined);
     constexpr std::int64_t MIN = std::numeric_limits<std::int64_t>::min();
     constexpr std::int64_t MAX = std::numeric_limits<std::int64_t>::max();
-    for (const Case& c : std::vector<Case>{{2, 4, 1, {2, 3, 4}},
-                                           {0, 9, 1, {1, 2, 3, 4, 5}},
-                                           {-3, 1, 1, {1}},
-                                           {3, 3, 1, {3}},
-                                           {4, 3, 1, {}},
-                                           {6, 9, 1, {}},
-                                           {60, 66, 65, {65, 66}},
-                                           {1, 64, 65, {}},
-                                           {MIN, MAX, 65, {65, 66, 67, 68, 69}},
-                                           {MIN, MAX, -5, {-5, -4, -3, -2, -1}},
-                                           {MAX, MAX, 1, {}}}) {
-        std::vector<std::int64_t> numbers;
-        for (const ContextLine& line : context(five, c.first, c.last, c.start)) {
-            numbers.push_back(line.line);
-            EXPECT_EQ(line.content, "l" + std::to_string(line.line - c.start + 1));
-        }
-        EXPECT_EQ(numbers, c.numbers) << c.first << " to " << c.last;
-    }
-    for (std::int64_t first = -2; first < 204; ++first) {
-        const std::vector<ContextLine> cut = context(many, first, first + 2, 1);
-        const std::int64_t begin = std::max<std::int64_t>(first, 1);
-        ASSERT_EQ(std::ssize(cut), std::clamp<std::int64_t>(201 - begin, 0, first + 3 - begin));
-        for (std::int64_t line = begin; line < begin + std::ssize(cut); ++line) {
-            const ContextLine expected{line, many[static_cast<std::size_t>(line - 1)]};
-            EXPECT_EQ(cut[static_cast<std::size_t>(line - begin)], expected) << line;
+    const std::string all = test_support::numbered_lines(200);
+    const Lines none, five(std::string("line 1\nline 2\n\nline 4\n")), many(all);
+    const std::int64_t ENDS[] = {MIN, -6, -5, -3, -1, 0,  1,   2,   3,   4,   5,
+                                 6,   9,  60, 64, 65, 66, 200, 201, 202, 265, MAX};
+    for (const Lines& lines : {none, five, many}) {
+        for (const std::int64_t first : ENDS) {
+            for (const std::int64_t last : ENDS) {
+                for (const std::int64_t start : {1, 65, -5}) {
+                    std::vector<ContextLine> expected;
+                    std::int64_t number = start;
+                    for (const std::string_view line : lines) {
+                        if (first <= number && number <= last) expected.push_back({number, line});
+                        ++number;
+                    }
+                    ASSERT_EQ(context(lines, first, last, start), expected)
+                        << first << " to " << last << " of lines from " << start;
+                }
+            }
         }
     }
-    EXPECT_TRUE(context(Lines(), -5, 5).empty());
 }
 
 }  // namespace
