@@ -1,9 +1,6 @@
 #pragma once
 
 // Color in text output: whether to use it, and the escape sequences for each part of a line.
-//
-//   const cli::Colors colors = cli::use_color("auto", is_terminal) ? cli::ANSI : cli::NO_COLORS;
-//   out.append(colors.path).append(path).append(colors.reset);
 
 #include <string_view>
 

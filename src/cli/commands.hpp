@@ -1,11 +1,7 @@
 #pragma once
 
 // The commands of the program, as data, and the choice of the one that a command line names.
-//
-//   cli::AllArguments arguments;
-//   const std::vector<cli::Command> commands = cli::all_commands(arguments);
-//   const cli::Chosen chosen = cli::choose(commands, {"search", "code", "x"});
-//   cli::parse(*chosen.command, chosen.arguments);   // arguments.search now has the pattern "x"
+// What follows its name goes to cli::parse.
 
 #include <string>
 #include <vector>

@@ -1,8 +1,6 @@
 #pragma once
 
 // Opens the index for a command that needs one to exist.
-//
-//   const Database db = open_existing_index(find_root("."));
 
 #include <filesystem>
 

@@ -1,9 +1,7 @@
 #pragma once
 
 // The types that -t and -T take: the languages of the index, the short names that people use for
-// them, and a few types that also take in files of another language.
-//
-//   const auto members = cli::members_of_types({"py", "cpp"});   // "python", "cpp" and ".h"
+// them, and a few types that also take in files of another language: "cpp" also takes in ".h".
 
 #include <string>
 #include <vector>

@@ -1,8 +1,6 @@
 #pragma once
 
 // The help texts, made from the table of options.
-//
-//   fmt::print("{}", cli::help_text(command));
 
 #include <string>
 #include <vector>

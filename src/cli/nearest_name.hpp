@@ -1,9 +1,6 @@
 #pragma once
 
-// Names that a misspelt one may stand for.
-//
-//   const auto names = cli::nearest_names("colour", {"color", "column"});
-//   const std::string hint = cli::did_you_mean(names, "--");   // "; did you mean --color?"
+// Names that a misspelt one may stand for, such as "color" for "colour".
 
 #include <string>
 #include <string_view>

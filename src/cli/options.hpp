@@ -3,16 +3,6 @@
 // What a command takes on its command line, as a table, and the reader that follows the table. The
 // table is data: help.hpp makes the help text from it too. Every argument reaches its target as the
 // exact bytes that the user gave; nothing is read from the environment or from a file.
-//
-//   bool all = false;
-//   std::vector<std::string> paths;
-//   const cli::Command list{.name = "list",
-//                           .summary = "List files",
-//                           .positionals = {{"PATH", "A directory"}},
-//                           .usage = "[PATH...]",
-//                           .rest = &paths,
-//                           .options = {{'a', "all", "", "", "Hidden ones too", cli::Flag{&all}}}};
-//   cli::parse(list, {"-a", "--", "-odd-name"});   // all is true, paths holds "-odd-name"
 
 #include <cstddef>
 #include <cstdint>

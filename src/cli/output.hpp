@@ -1,9 +1,6 @@
 #pragma once
 
 // Standard output, collected into large writes; and error messages, one at a time.
-//
-//   cli::Output out(STDOUT_FILENO);
-//   if (!out.write("src/main.c:1:int main() {}\n")) stop();   // the reader is gone
 
 #include <cstddef>
 #include <string>

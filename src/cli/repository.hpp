@@ -1,8 +1,6 @@
 #pragma once
 
 // Finds the repository that a directory belongs to.
-//
-//   std::filesystem::path root = cli::find_root(".");
 
 #include <filesystem>
 

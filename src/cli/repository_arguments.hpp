@@ -1,9 +1,6 @@
 #pragma once
 
 // What a command takes that works on a whole repository: one directory of it, or none.
-//
-//   cli::RepositoryArguments arguments;
-//   const cli::Command command = cli::repository_command("status", "Say ...", arguments);
 
 #include <string>
 #include <string_view>

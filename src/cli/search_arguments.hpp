@@ -1,10 +1,6 @@
 #pragma once
 
 // The command line of `search code`: its table of options, and what the user gave.
-//
-//   cli::SearchArguments arguments;
-//   cli::parse(cli::search_command(arguments), {"-i", "foo", "src"});
-//   arguments.settle_pattern();   // patterns is {"foo"}, paths is {"src"}
 
 #include <cstdint>
 #include <string>

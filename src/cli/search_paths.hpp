@@ -1,11 +1,8 @@
 #pragma once
 
 // The paths of a search. Users give and read paths relative to the current directory; the index
-// has paths relative to the repository's root. This class translates both ways.
-//
-//   cli::SearchPaths paths({"../drivers"});
-//   Database db = schema::open_index(schema::index_path(paths.root()), Access::READ_ONLY);
-//   std::string shown = paths.shown("drivers/net/tun.c");   // "../drivers/net/tun.c"
+// has paths relative to the repository's root. This class translates both ways: in the
+// directory `lib`, the file drivers/tun.c is ../drivers/tun.c.
 
 #include <filesystem>
 #include <string>

@@ -1,8 +1,6 @@
 #pragma once
 
 // Search results as text: "path:line:text" for programs, headings and colour for people.
-//
-//   cli::render_text(result, {.query = &query, .paths = &paths, .heading = true}, false, out);
 
 #include <string>
 

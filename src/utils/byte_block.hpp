@@ -5,8 +5,6 @@
 //
 // A Block is the compilers' own vector type, so every machine has one; only the two functions that
 // gather a block into a number have a form of their own for SSE2.
-//
-//   std::uint32_t line_feeds = bits(equal(load(text.data()), filled('\n')));
 
 #include <algorithm>
 #include <bit>

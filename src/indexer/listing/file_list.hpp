@@ -3,8 +3,6 @@
 // Which files a repository has: in a git work tree those that git names (tracked, or neither
 // tracked nor ignored), elsewhere every regular file. A repository inside (a submodule, a clone) is
 // listed by its own rules. No file is read.
-//
-//   const FileList list = list_files(root, 2);
 
 #include <filesystem>
 #include <string>

@@ -2,8 +2,6 @@
 
 // What the file system says about many paths of one tree. No symbolic link is followed anywhere
 // below the root: a path that leads through one leads to no file.
-//
-//   const PathStatuses found = look_at_paths(root, git_paths(root).paths, 2);
 
 #include <filesystem>
 #include <span>

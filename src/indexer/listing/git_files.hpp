@@ -2,10 +2,6 @@
 
 // Which files git names in a work tree: those that it tracks, and those that it neither tracks nor
 // ignores. git itself is asked, so its ignore rules hold exactly. Nothing here looks at the files.
-//
-//   if (in_git_work_tree(root)) {
-//       for (const std::string& path : git_paths(root).paths) look_at(path);
-//   }
 
 #include <filesystem>
 #include <string>

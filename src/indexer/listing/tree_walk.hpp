@@ -3,8 +3,6 @@
 // Every regular file below a directory that is not a git work tree, with its size and time. Hidden
 // files are among them; symbolic links are not followed, and directories named `.git` and
 // `.codetext` are not entered.
-//
-//   for (const FileEntry& file : walk_tree(root, 2).files) use(file.path);
 
 #include <filesystem>
 #include <string>

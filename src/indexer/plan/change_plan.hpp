@@ -2,9 +2,6 @@
 
 // What a run has to do: the files of the repository are compared with those of the index, by size
 // and modification time. No file is read.
-//
-//   const ChangePlan plan = plan_changes(db, chunk_store::COMPRESSED, list_files(root, 2).files);
-//   for (const PlannedFile& file : plan.to_read) parse(file);
 
 #include <cstdint>
 #include <limits>

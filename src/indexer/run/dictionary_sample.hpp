@@ -2,9 +2,6 @@
 
 // The texts that the compression dictionary of a new index is trained on: chunks of files that are
 // spread evenly over the files to be read.
-//
-//   Transaction transaction(db, Transaction::Kind::WRITE);
-//   auto dictionary = chunk_store::train_dictionary(db, sample_chunks(root, plan.to_read));
 
 #include <filesystem>
 #include <span>

@@ -1,8 +1,6 @@
 #pragma once
 
 // Keeps two runs from writing the same index. Searches take no lock: they read a snapshot.
-//
-//   const IndexLock lock(root);   // held until it goes out of scope, or the process ends
 
 #include <filesystem>
 

@@ -2,11 +2,6 @@
 
 // The half of a run that writes: rows of `files` and `skipped_files`, and chunks, in batches that
 // are committed whole. Not for use by several threads.
-//
-//   IndexStore store(db, layout);
-//   store.begin_changes(plan);
-//   for (PlannedFile& file : plan.to_read) store.put(file, pipeline.next());
-//   store.commit();
 
 #include <cstdint>
 #include <optional>

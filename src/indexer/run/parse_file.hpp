@@ -2,10 +2,6 @@
 
 // Parsing one file: it is read, looked at, cut into chunks and packed. This needs no database, so
 // any thread can do it.
-//
-//   chunk_store::Packer packer(layout, dictionary);
-//   ParsedFile parsed = parse_file(root, planned, packer);
-//   if (parsed.outcome == Outcome::CHUNKS) writer.put(id, parsed.packed);
 
 #include <cstdint>
 #include <filesystem>

@@ -2,9 +2,6 @@
 
 // Many files parsed by several threads. The results come out in the order of the files, for the one
 // thread that stores them.
-//
-//   ParsePipeline pipeline = parse_files(root, plan.to_read, layout, dictionary, 2);
-//   for (const PlannedFile& file : plan.to_read) store(file, pipeline.next());
 
 #include <filesystem>
 #include <span>

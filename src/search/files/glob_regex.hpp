@@ -1,9 +1,7 @@
 #pragma once
 
 // A glob's text as a regular expression in RE2's syntax. Private to search; glob.hpp says what the
-// characters of a glob mean.
-//
-//   assert(search::glob_regex("{src,lib}/**") == "(?:src/.+|lib/.+)");
+// characters of a glob mean. "{src,lib}/**" becomes "(?:src/.+|lib/.+)".
 
 #include <string>
 #include <string_view>

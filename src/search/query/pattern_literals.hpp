@@ -1,10 +1,7 @@
 #pragma once
 
 // The characters that a regular expression names by themselves, for the rule of smart case. Private
-// to search.
-//
-//   const std::string literals = search::literals_of("[A-C]+\\x44\\S\\p{Lu}?");
-//   // the characters of "A-CD+?", in any order
+// to search. In `a\x44\S` they are the a, and the D that \x44 stands for.
 
 #include <string>
 #include <string_view>

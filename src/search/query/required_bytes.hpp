@@ -4,9 +4,6 @@
 // the seven digits of `[0-9]{7,}` or the eight bytes, digits or hyphens, of `[0-9]{4}-[0-9]{3}`. A
 // search for them skips over most of a text, where a regular expression must look at each byte.
 // Private to search.
-//
-//   if (auto required = search::required_bytes("[0-9]{7,}", true))
-//       at = search::find_required_bytes(text, *required, 0);
 
 #include <bitset>
 #include <cstddef>

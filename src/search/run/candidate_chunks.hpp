@@ -2,8 +2,6 @@
 
 // Which chunks the trigram index says may hold a match, before any file's row is read. Private to
 // search.
-//
-//   if (auto found = search::candidate_chunks(db, query)) read_rows_of(found->file_ids());
 
 #include <optional>
 

@@ -4,9 +4,6 @@
 // Private to search. A search without a limit gets one batch of all files. A search with a limit
 // may end early: where many files may match it gets a few first, so that it does not read the rows
 // of files that it never reaches.
-//
-//   search::SearchBatches batches(db, options);
-//   while (std::optional<search::SearchBatch> batch = batches.next()) use(*batch);
 
 #include <cstddef>
 #include <cstdint>

@@ -1,9 +1,6 @@
 #pragma once
 
 // One run of a prepared statement. Private to this folder.
-//
-//   Statement statement(connection, "SELECT id FROM files WHERE path = ?", parameters);
-//   while (statement.step()) use(statement.row());
 
 #include <sqlite3.h>
 

@@ -2,9 +2,6 @@
 
 // The `code_chunks` layout: one FTS5 table, which holds the texts itself. Private to chunk_store
 // and to the upgrade that moves an index out of this layout.
-//
-//   code_chunks::put(db, file_id, packed);
-//   for (const ChunkRow& row : code_chunks::rows(db, first, end)) use(row);
 
 #include <cstdint>
 #include <vector>

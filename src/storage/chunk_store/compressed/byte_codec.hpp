@@ -2,10 +2,6 @@
 
 // The bytes of the compressed layout's BLOBs: unsigned LEB128 varints (DWARF 5, section 7.6) and
 // plain bytes.
-//
-//   ByteReader reader(row.blob(1), "chunk frame", row.integer(0));
-//   const std::uint64_t size = reader.varint();
-//   std::string_view bytes = reader.take(size);
 
 #define XXH_INLINE_ALL
 #include <fmt/format.h>

@@ -2,9 +2,6 @@
 
 // The compression dictionaries of an index. Each frame names the one that it was compressed with,
 // so an index may hold several.
-//
-//   Dictionaries dictionaries;
-//   DictionaryHandle dictionary = dictionaries.find(db, id_in_the_frame);
 
 #include <cstdint>
 #include <memory>

@@ -10,11 +10,6 @@
 //
 // LZ4 at its high compression unpacks 4.5 GB/s a core, zstd 1.1, and a search for a common needle
 // spends most of its time unpacking. LZ4 packs a fifth larger.
-//
-//   FramePacker packer(dictionary);
-//   const std::string body = packer.pack(chunks, true);
-//   PackedFrame frame(db, dictionaries, rowid, body);
-//   std::string_view text = frame.text(0);
 
 #include <lz4hc.h>
 

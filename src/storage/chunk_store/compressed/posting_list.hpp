@@ -5,11 +5,6 @@
 //
 // A gap g (numbers left out since the one before) is written as g >> parameter zeros, a one, and
 // the low `parameter` bits of g. Bits fill each byte from the lowest.
-//
-//   std::string bytes;
-//   const std::uint8_t parameter = append_postings(numbers, bytes);
-//   std::vector<std::uint16_t> same;
-//   read_postings({count, parameter, bytes}, same);
 
 #include <cstdint>
 #include <span>

@@ -2,9 +2,6 @@
 
 // The tables of the compressed layout as the writer fills them: narrow chunk rows, and frames that
 // hold the texts. Private to chunk_store.
-//
-//   compressed::put(db, file_id, packed, shards);
-//   shards.flush();
 
 #include <cstdint>
 #include <span>

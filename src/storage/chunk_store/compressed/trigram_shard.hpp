@@ -11,10 +11,6 @@
 // that the first row at or after a trigram is the one page with its list. Body: varint first
 // trigram, varint number of lists, varint bytes of the directory, the directory (for each list:
 // varint trigram less the one before it, varint count * 16 + parameter, varint bytes), the lists.
-//
-//   ShardWriter writer(db);
-//   writer.add(file_id, 0, trigrams_of_the_first_chunk);
-//   writer.flush();
 
 #include <cstdint>
 #include <memory>

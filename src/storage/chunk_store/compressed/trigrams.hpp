@@ -4,10 +4,6 @@
 // ASCII capitals folded. None of the three is LF, since no line holds one. A text with a letter
 // that lower-cases to ASCII (U+212A, U+0130) has the trigrams of its lower-case form as well, so
 // that a search that ignores case finds it.
-//
-//   TrigramCollector collector;
-//   std::vector<std::uint32_t> trigrams;
-//   const std::uint32_t count = collector.append("int main()", trigrams);
 
 #include <cstdint>
 #include <string_view>
