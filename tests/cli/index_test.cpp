@@ -6,13 +6,11 @@
 
 #include "cli/program.hpp"
 #include "storage/schema.hpp"
-#include "utils/reference.hpp"
 
 namespace codetext::test {
 namespace {
 
 namespace fs = std::filesystem;
-using test_support::TempFolder;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
@@ -22,13 +20,14 @@ void tamper(const TempFolder& repository, const std::string& sql) {
     Database(schema::index_path(repository.path()), Access::READ_WRITE).execute(sql);
 }
 
-TEST(index_command, sums_up_what_it_did) {
+TEST(index_command, sums_up_what_it_did_and_reports_what_it_left_out) {
     TempFolder repository;
+    const fs::path root = repository.path();
     repository.write("src/main.c", "int main() {}\n");
     repository.write("data.json", std::string(40000, 'j'));
     repository.write("logo.png", std::string("\x89PNG\0", 5));
-    Outcome outcome = run({"index"}, repository.path());
-    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    Outcome outcome = run({"index"}, root);
+    EXPECT_EQ(outcome.status, 0);
     EXPECT_THAT(outcome.output,
                 StartsWith("indexed 2 files (2 new, 0 changed, 0 gone, 1 kept on disk, "
                            "1 binary skipped, 0 unreadable) in "));
@@ -36,20 +35,15 @@ TEST(index_command, sums_up_what_it_did) {
     EXPECT_EQ(repository.read(".codetext/.gitignore"), "*\n");
 
     repository.write("src/main.c", "int main() { return 1; }\n");
-    fs::remove(repository.path() / "data.json");
-    outcome = run({"index", "--jobs", "3"}, repository.path() / "src");
+    fs::remove(root / "data.json");
+    repository.write("huge", "");
+    fs::resize_file(root / "huge", std::uintmax_t{3} << 30);
+    repository.write("caf\xE9", "x");
+    outcome = run({"index", "--jobs", "3"}, root / "src");
+    EXPECT_EQ(outcome.status, 0);
     EXPECT_THAT(outcome.output,
                 StartsWith("indexed 1 files (0 new, 1 changed, 1 gone, 0 kept on disk, "
-                           "1 binary skipped, 0 unreadable) in "));
-}
-
-TEST(index_command, reports_what_it_leaves_out_and_succeeds) {
-    TempFolder repository;
-    repository.write("huge", "");
-    fs::resize_file(repository.path() / "huge", std::uintmax_t{3} << 30);
-    repository.write("caf\xE9", "x");
-    const Outcome outcome = run({"index"}, repository.path());
-    EXPECT_EQ(outcome.status, 0);
+                           "1 binary skipped, 1 unreadable) in "));
     EXPECT_THAT(outcome.errors,
                 AllOf(HasSubstr("codetext: cannot read huge: File too large\n"),
                       HasSubstr("codetext: left out, its path is not UTF-8: caf\uFFFD\n")));
@@ -57,12 +51,13 @@ TEST(index_command, reports_what_it_leaves_out_and_succeeds) {
 
 TEST(index_command, tells_a_repository_without_files_from_a_run_that_failed) {
     TempFolder repository;
+    const fs::path root = repository.path();
     repository.write(".git/HEAD", "nonsense");
-    EXPECT_EQ(run({"index"}, repository.path()).status, 2);
-    EXPECT_EQ(run({"search", "code", "x"}, repository.path()).status, 2);
-    fs::remove_all(repository.path() / ".git");
-    EXPECT_EQ(run({"index"}, repository.path()).status, 0);
-    EXPECT_EQ(run({"search", "code", "x"}, repository.path()).status, 1);
+    EXPECT_EQ(run({"index"}, root).status, 2);
+    EXPECT_EQ(search({"x"}, root).status, 2);
+    fs::remove_all(root / ".git");
+    EXPECT_EQ(run({"index"}, root).status, 0);
+    EXPECT_EQ(search({"x"}, root).status, 1);
 }
 
 /// Runs codetext where no file can grow beyond `bytes`, which stands for a full disk.
@@ -88,7 +83,7 @@ TEST(index_command, loses_nothing_where_the_disk_is_full) {
     Outcome outcome = run_limited(20'000, "index", root);
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.errors, HasSubstr(path));
-    EXPECT_EQ(run({"search", "code", "first"}, root).status, 2);
+    EXPECT_EQ(search({"first"}, root).status, 2);
 
     ASSERT_EQ(run({"index"}, root).status, 0);
     const std::uintmax_t size = fs::file_size(path);
@@ -99,7 +94,7 @@ TEST(index_command, loses_nothing_where_the_disk_is_full) {
     outcome = run_limited(size, "index", root);
     EXPECT_EQ(outcome.status, 0) << "it has room for the log and none for the database";
     EXPECT_THAT(outcome.errors, HasSubstr("all is stored, but stays in the log"));
-    EXPECT_EQ(run({"search", "code", "second"}, root).output, "second.txt:20001:second\n");
+    EXPECT_EQ(search({"second"}, root).output, "second.txt:20001:second\n");
 
     EXPECT_EQ(run({"index"}, root).errors, "");
     EXPECT_GT(fs::file_size(path), size);
@@ -109,62 +104,53 @@ TEST(index_command, loses_nothing_where_the_disk_is_full) {
 TEST(index_command, knows_status_upgrade_and_verify) {
     TempFolder repository;
     repository.write("a.c", "a\n");
-    ASSERT_EQ(run({"index", "--layout", "code_chunks"}, repository.path()).status, 0);
+    const auto output = [&](const std::string& line) {
+        return run(words(line), repository.path()).output;
+    };
+    output("index --layout code_chunks");
     EXPECT_THAT(
-        run({"status"}, repository.path()).output,
+        output("status"),
         AllOf(HasSubstr("schema          3.2.0\n"), HasSubstr("layout          code_chunks\n"),
               HasSubstr("files           1 (2 bytes)\n"), HasSubstr("chunks          1\n")));
-    EXPECT_EQ(run({"upgrade"}, repository.path()).output, "up to date: schema 3.2.0\n");
-    EXPECT_EQ(run({"verify"}, repository.path()).output, "the index is whole\n");
-
-    const std::string to_full_disk = std::string(CODETEXT_PROGRAM) + " status >/dev/full";
+    EXPECT_EQ(output("upgrade"), "up to date: schema 3.2.0\n");
+    EXPECT_EQ(output("verify"), "the index is whole\n");
+    const std::string to_full_disk = CODETEXT_PROGRAM " status >/dev/full";
     EXPECT_EQ(run_command({"sh", "-c", to_full_disk}, repository.path()).status, 2);
 
     tamper(repository, "DELETE FROM code_chunks");
     const Outcome damaged = run({"verify"}, repository.path());
     EXPECT_EQ(damaged.status, 1);
     EXPECT_NE(damaged.output, "");
-    EXPECT_THAT(run({"status"}, repository.path()).output, HasSubstr("without chunks  1\n"));
-    EXPECT_EQ(run({"index"}, repository.path()).status, 0);
-    EXPECT_EQ(run({"verify"}, repository.path()).status, 0) << "the next run completes it";
+    EXPECT_THAT(output("status"), HasSubstr("without chunks  1\n"));
+    EXPECT_THAT(output("index"), HasSubstr("1 new"));
+    EXPECT_EQ(output("verify"), "the index is whole\n") << "the next run completes it";
 }
 
-TEST(program, helps) {
-    const TempFolder folder;
-    const std::pair<Arguments, std::string> CASES[] = {
-        {{"--help"}, "Usage: codetext COMMAND"},
-        {{"-h"}, "Usage: codetext COMMAND"},
-        {{"--version"}, "codetext "},
-        {{"-V"}, "codetext "},
-        {{"status", "-h"}, "Usage: codetext status "},
-        {{"search", "--help"}, "Usage: codetext search code "},
-        {{"search", "code", "x", "--help"}, "Usage: codetext search code "},
-        {{"search", "code", "--type-list"}, "\nh: *.h, "},
-    };
-    for (const auto& [arguments, expected] : CASES) {
-        const Outcome outcome = run(arguments, folder.path());
-        EXPECT_EQ(outcome.status, 0) << outcome.errors;
-        EXPECT_THAT(outcome.output, HasSubstr(expected));
-    }
-}
-
-TEST(program, names_the_command_that_it_does_not_have) {
+TEST(program, helps_and_names_the_command_that_it_does_not_have) {
     const TempFolder folder;
     const struct {
-        Arguments arguments;
-        std::string error;
+        std::string arguments, output, error;
     } CASES[] = {
-        {{"serach", "code", "x"}, "unknown command serach; did you mean search code?\n"},
-        {{"flush"}, "unknown command flush; the commands are index, search code, status, "},
-        {{"--colour"}, "unknown option --colour; options of a command follow its name\n"},
-        {{}, "a command is missing; the commands are index, search code, status, "},
-        {{"search", "cod", "x"}, "unknown command search cod; did you mean search code?\n"},
-        {{"search"}, "unknown command search; did you mean search code?\n"},
-        {{"status", "a", "b"}, "too many arguments: b\n"}};
-    for (const auto& [arguments, error] : CASES) {
-        const Outcome outcome = run(arguments, folder.path());
-        EXPECT_EQ(outcome.status, 2) << error;
-        EXPECT_THAT(outcome.errors, StartsWith("codetext: " + error));
+        {"--help", "Usage: codetext COMMAND", ""},
+        {"-h", "Usage: codetext COMMAND", ""},
+        {"--version", "codetext ", ""},
+        {"-V", "codetext ", ""},
+        {"status -h", "Usage: codetext status ", ""},
+        {"search --help", "Usage: codetext search code ", ""},
+        {"search code x --help", "Usage: codetext search code ", ""},
+        {"search code --type-list", "\nh: *.h, ", ""},
+        {"serach code x", "", "unknown command serach; did you mean search code?\n"},
+        {"flush", "", "unknown command flush; the commands are index, search code, status, "},
+        {"--colour", "", "unknown option --colour; options of a command follow its name\n"},
+        {"", "", "a command is missing; the commands are index, search code, status, "},
+        {"search cod x", "", "unknown command search cod; did you mean search code?\n"},
+        {"search", "", "unknown command search; did you mean search code?\n"},
+        {"status a b", "", "too many arguments: b\n"}};
+    for (const auto& [arguments, output, error] : CASES) {
+        const Outcome outcome = run(words(arguments), folder.path());
+        EXPECT_EQ(outcome.status, error.empty() ? 0 : 2) << arguments;
+        EXPECT_THAT(outcome.output, HasSubstr(output));
+        EXPECT_THAT(outcome.errors, StartsWith(error.empty() ? "" : "codetext: " + error));
     }
 }
 
@@ -183,6 +169,8 @@ TEST(index_command, refuses_clearly) {
     broken_git.write(".git/HEAD", "nonsense");
     blank.write(".codetext/index/code.db", "");
 
+    const std::string readers = "status,upgrade,verify,search code x", all = "index," + readers,
+                      unfilled = "is not filled yet: run `codetext index`";
     const struct {
         const TempFolder& repository;
         std::string commands, error;
@@ -190,23 +178,23 @@ TEST(index_command, refuses_clearly) {
         {empty, "index missing", "missing: No such file or directory"},
         {empty, "index file", "file: Not a directory"},
         {empty, "status,upgrade,verify", "run `codetext index` first"},
-        {no_file, "index,status,upgrade,verify,search code x",
+        {no_file, all,
          no_file.path() / ".codetext/index/code.db is not a regular file; move it away"},
-        {no_table, "index,status,upgrade,verify,search code x",
+        {no_table, all,
          no_table.path() / ".codetext/index/code.db is not a codetext index, or a damaged"},
         {empty, "index --layout flat", "--layout"},
         {empty, "index --jobs 0,index --jobs many", "--jobs"},
         {blocked, "index", "cannot make"},
-        {no_database, "index,status", "is not a SQLite database"},
-        {loop, "status,upgrade,verify,search code x",
+        {no_database, "index,status,search code x", "code.db is not a SQLite database"},
+        {loop, readers,
          "cannot read the index " + loop.path().string() + "/.codetext/index/code.db: "},
-        {newer, "index,status,upgrade,verify", "9.0.0"},
+        {newer, all, "9.0.0"},
         {broken_git, "index", "git cannot list the files of"},
-        {broken_git, "status,verify,search code x", "is not filled yet: run `codetext index`"},
-        {blank, "status,upgrade,verify,search code x", "is not filled yet: run `codetext index`"}};
+        {broken_git, "status,verify,search code x", unfilled},
+        {blank, readers, unfilled}};
     for (const auto& [repository, commands, error] : CASES) {
-        for (const std::string& command : reference::words(commands, ',')) {
-            const Outcome outcome = run(reference::words(command), repository.path());
+        for (const std::string& command : words(commands, ',')) {
+            const Outcome outcome = run(words(command), repository.path());
             EXPECT_EQ(outcome.status, 2) << command << " " << error;
             EXPECT_THAT(outcome.errors, HasSubstr(error));
             EXPECT_EQ(outcome.output, "");

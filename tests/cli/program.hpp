@@ -11,25 +11,36 @@
 #include <unistd.h>
 
 #include "utils/process.hpp"
+#include "utils/reference.hpp"
 #include "utils/temp_folder.hpp"
 
 namespace codetext::test {
 
 using Arguments = std::vector<std::string>;
 using Outcome = ProcessResult;
+using reference::words;
+using test_support::TempFolder;
+
+inline Arguments operator+(Arguments left, const Arguments& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
 
 /// Runs any program that the PATH has, in the directory `cwd` and the test's own environment.
 inline Outcome run_command(const Arguments& command, const std::filesystem::path& cwd) {
-    Arguments arguments = {"env", "-C", cwd}, environment;
-    arguments.insert(arguments.end(), command.begin(), command.end());
+    Arguments environment;
     for (char** own = environ; *own != nullptr; ++own) environment.emplace_back(*own);
-    return run_process(arguments, environment);
+    return run_process(Arguments{"env", "-C", cwd} + command, environment);
 }
 
 /// Runs codetext.
-inline Outcome run(Arguments arguments, const std::filesystem::path& cwd) {
-    arguments.insert(arguments.begin(), CODETEXT_PROGRAM);
-    return run_command(arguments, cwd);
+inline Outcome run(const Arguments& arguments, const std::filesystem::path& cwd) {
+    return run_command(Arguments{CODETEXT_PROGRAM} + arguments, cwd);
+}
+
+/// Runs `codetext search code`.
+inline Outcome search(const Arguments& arguments, const std::filesystem::path& cwd) {
+    return run(Arguments{"search", "code"} + arguments, cwd);
 }
 
 }  // namespace codetext::test
