@@ -25,11 +25,6 @@ using ::testing::IsEmpty;
 /// What stands in the map for a file whose text the index keeps on disk.
 const std::string ON_DISK = "(on disk)";
 
-/// A number that another connection's commit changes.
-std::int64_t data_version(const Database& db) {
-    return db.fetchone("PRAGMA data_version")->integer(0);
-}
-
 /// A repository and its index. Files get a time long past when they are written, so that a run may
 /// rely on it; each write has another one.
 class IndexRunTest : public ::testing::TestWithParam<chunk_store::Layout> {
@@ -75,9 +70,10 @@ class IndexRunTest : public ::testing::TestWithParam<chunk_store::Layout> {
     /// Runs, and tells whether that wrote anything.
     bool index_writes() {
         const Database watcher = open();
-        const std::int64_t before = data_version(watcher);
+        const auto version = [&] { return watcher.fetchone("PRAGMA data_version")->integer(0); };
+        const std::int64_t before = version();
         index();
-        return data_version(watcher) != before;
+        return version() != before;
     }
 
     fs::path root() const { return _folder.path(); }
@@ -87,40 +83,35 @@ class IndexRunTest : public ::testing::TestWithParam<chunk_store::Layout> {
 };
 
 TEST_P(IndexRunTest, holds_the_text_of_every_file) {
-    const std::string long_text = test_support::numbered_lines(1000);
-    write("a.c", "one\r\ntwo\n");
-    write("empty", "");
-    write("long.c", long_text);
-    write("latin1", "caf\xE9\n");
-    write("binary", std::string("ab\0c", 4));
-    write("late_nul", std::string(BINARY_TEST_BYTES, 'x') + std::string("\0", 1));
-    write("small.json", std::string(32768, 'j') + "\r\n");
-    write("large.json", std::string(32769, 'j'));
-    write("large.txt", std::string(100000, 'j'));
+    const std::string long_text = test_support::numbered_lines(1000), j32768(32768, 'j');
+    const std::string x(BINARY_TEST_BYTES, 'x'), nul(1, '\0');
     std::string lines;
     for (int i = 0; i < 16385; ++i) lines += "j\n";
-    write("lines.json", lines);
-
-    const IndexReport report = index();
-    EXPECT_EQ(report.new_files, 9);
-    const std::map<std::string, std::string> expected = {
-        {"a.c", "one\ntwo"},
-        {"empty", ""},
-        {"long.c", long_text.substr(0, long_text.size() - 1)},
-        {"latin1", "caf\uFFFD"},
-        {"late_nul", std::string(BINARY_TEST_BYTES, 'x') + std::string("\0", 1)},
-        {"small.json", std::string(32768, 'j')},
-        {"large.json", ON_DISK},
-        {"large.txt", std::string(100000, 'j')},
-        {"lines.json", ON_DISK}};
+    const struct {
+        std::string name, bytes, text;
+    } FILES[] = {{"a.c", "one\r\ntwo\n", "one\ntwo"},
+                 {"empty", "", ""},
+                 {"large.json", j32768 + "j", ON_DISK},
+                 {"large.txt", j32768 + "j", j32768 + "j"},
+                 {"late_nul", x + nul, x + nul},
+                 {"latin1", "caf\xE9\n", "caf\uFFFD"},
+                 {"lines.json", lines, ON_DISK},
+                 {"long.c", long_text, long_text.substr(0, long_text.size() - 1)},
+                 {"small.json", j32768 + "\r\n", j32768}};
+    std::map<std::string, std::string> expected;
+    std::string names, by_id;
+    for (const auto& [name, bytes, text] : FILES) {
+        write(name, bytes);
+        expected[name] = text;
+        names += name + ' ';
+    }
+    write("binary", "ab" + nul + "c");
+    EXPECT_EQ(index().new_files, 9);
     EXPECT_EQ(texts(), expected);
-    std::string by_id;
     for (const Row& row : open().fetchall("SELECT path FROM files ORDER BY id")) {
         by_id += row.text(0) + ' ';
     }
-    EXPECT_EQ(by_id,
-              "a.c empty large.json large.txt late_nul latin1 lines.json long.c small.json ");
-
+    EXPECT_EQ(by_id, names);
     const IndexStatus status = index_status(open());
     EXPECT_EQ(status.chunks, 22);
     EXPECT_EQ(status.kept_on_disk_bytes, 32769 + 32770);
@@ -130,43 +121,34 @@ TEST_P(IndexRunTest, holds_the_text_of_every_file) {
 TEST_P(IndexRunTest, follows_random_changes) {
     const unsigned seed = std::random_device{}();
     std::mt19937 random(seed);
-    const std::vector<std::string> names = {"a.c", "b.json", "c", "d/e.c", "d/f.json", "g", "h"};
     std::map<std::string, std::string> expected;
     std::set<std::string> binary;
     for (int round = 0; round < 25; ++round) {
-        for (const std::string& name : names) {
+        SCOPED_TRACE("round " + std::to_string(round) + " of seed " + std::to_string(seed));
+        for (const std::string& name : reference::words("a.c b.json c d/e.c d/f.json g h")) {
             const auto change = random() % 7;
-            if (change < 5) binary.erase(name);
-            switch (change) {
-                case 0: {
-                    const int lines = static_cast<int>(random() % 300);
-                    write(name, test_support::numbered_lines(lines, std::to_string(round)));
-                    expected[name] = _folder.read(name);
-                    if (lines > 0) expected[name].pop_back();
-                    break;
-                }
-                case 1:
-                case 2:
-                case 4:
-                    fs::remove(root() / name);
-                    expected.erase(name);
-                    if (change == 1) write(name, std::string(1, '\0'));
-                    if (change == 1) binary.insert(name);
-                    if (change == 4) make_unreadable(name);
-                    break;
-                case 3:
-                    write(name, std::string(40000 + random() % 9, 'j'));
-                    expected[name] = name.ends_with(".json") ? ON_DISK : _folder.read(name);
-                    break;
-                default:
-                    break;
+            if (change >= 5) continue;
+            expected.erase(name);
+            binary.erase(name);
+            fs::remove(root() / name);
+            if (change == 0) {
+                const int lines = static_cast<int>(random() % 300);
+                write(name, test_support::numbered_lines(lines, std::to_string(round)));
+                expected[name] = _folder.read(name);
+                if (lines > 0) expected[name].pop_back();
+            } else if (change == 1) {
+                write(name, std::string(1, '\0'));
+                binary.insert(name);
+            } else if (change == 2) {
+                make_unreadable(name);
+            } else if (change == 3) {
+                write(name, std::string(40000 + random() % 9, 'j'));
+                expected[name] = name.ends_with(".json") ? ON_DISK : _folder.read(name);
             }
         }
-        const IndexReport report = index();
-        ASSERT_EQ(texts(), expected) << "round " << round << " of seed " << seed;
-        ASSERT_EQ(report.files, static_cast<std::int64_t>(expected.size())) << "seed " << seed;
-        ASSERT_EQ(index_status(open()).binary_files, static_cast<std::int64_t>(binary.size()))
-            << "round " << round << " of seed " << seed;
+        ASSERT_EQ(index().files, std::ssize(expected));
+        ASSERT_EQ(texts(), expected);
+        ASSERT_EQ(index_status(open()).binary_files, std::ssize(binary));
     }
 }
 
@@ -251,17 +233,17 @@ TEST(index_run, trains_a_dictionary_where_there_is_enough_text) {
     if (chunk_store::default_layout() != chunk_store::COMPRESSED) {
         GTEST_SKIP() << "this SQLite has no compressed layout";
     }
-    for (const bool enough : {false, true}) {
+    for (const int files : {40, 400}) {
         TempFolder folder;
-        for (int file = 0; file < (enough ? 400 : 40); ++file) {
-            const std::string name = std::to_string(file) + ".c";
-            folder.write(name, test_support::numbered_lines(300, "    value = lookup(" + name));
-        }
+        const auto write_from = [&](int first, int lines, const std::string& prefix) {
+            for (int file = first; file < files; ++file) {
+                const std::string name = std::to_string(file) + ".c";
+                folder.write(name, test_support::numbered_lines(lines, prefix + name));
+            }
+        };
+        write_from(0, 300, "    value = lookup(");
         index_repository(folder.path());
-        // The first file keeps its frames, which only the first dictionary unpacks.
-        for (int file = 1; file < (enough ? 400 : 40); ++file) {
-            folder.write(std::to_string(file) + ".c", test_support::numbered_lines(301, "other"));
-        }
+        write_from(1, 301, "other");  // file 0 keeps its frames, which only the dictionary unpacks
         std::int64_t last = 0;
         index_repository(folder.path(), {.layout = {}, .progress = [&](auto done, auto total) {
                                              EXPECT_EQ(done, ++last);
@@ -270,7 +252,7 @@ TEST(index_run, trains_a_dictionary_where_there_is_enough_text) {
         EXPECT_GT(last, 0);
         const Database db =
             schema::open_index(schema::index_path(folder.path()), Access::READ_ONLY);
-        EXPECT_EQ(chunk_store::load_dictionary(db) != nullptr, enough);
+        EXPECT_EQ(chunk_store::load_dictionary(db) != nullptr, files == 400);
         EXPECT_THAT(schema::verify(db), IsEmpty());
     }
 }
