@@ -95,6 +95,9 @@ TEST_F(SearchCode, takes_and_shows_paths_relative_to_the_current_directory) {
                          {"lib -g /b.h", "b.h"},
                          {"lib -g ./*.h", "b.h"},
                          {"lib -g deep/", "deep/c.py"},
+                         {"lib -g !lib -g *.h", "b.h"},
+                         {". -g !lib -g *.h lib", "lib/b.h"},
+                         {". -g !deep -g *.py lib/deep/c.py", "lib/deep/c.py"},
                          {"lib/deep -g ./ ..", "c.py"},
                          {"lib -g deep/*", "deep/c.py"},
                          {"lib -g !*/c.py", "b.h x.h.txt"},
@@ -111,6 +114,7 @@ TEST_F(SearchCode, takes_and_shows_paths_relative_to_the_current_directory) {
                          {". " + (root / "a.c").string(), "a.c"},
                          {".. " + name + "/a.c", name + "/a.c"},
                          {".. -g " + name + "/lib/*.h " + name, name + "/lib/b.h"},
+                         {".. -g ./" + name + "/lib/*.h " + name, name + "/lib/b.h"},
                          {".. -g lib/*.h " + name, name + "/lib/b.h"}};
     for (const auto& [below_and_arguments, expected] : CASES) {
         Arguments arguments = words(below_and_arguments);
