@@ -27,21 +27,22 @@ TEST_P(ChangePlanTest, tells_unchanged_changed_new_and_gone) {
         {UNSETTLED_MTIME_NS});
     index.db.execute(
         "INSERT INTO skipped_files VALUES ('binary', ?1, 5, 100), ('binary.size', ?1, 5, 100), "
-        "('binary.gone', ?1, 5, 100), ('failed.c', ?2, 5, 100)",
+        "('binary.gone', ?1, 5, 100), ('binary.time', ?1, 5, 100), ('failed.c', ?2, 5, 100)",
         {SKIPPED_BINARY, SKIPPED_UNREADABLE});
 
     std::vector<FileEntry> files;
-    for (const std::string& path :
-         reference::words("a_new.c binary binary.size disk.json failed.c interrupted.c language.c "
-                          "same.c size.c time.c unsettled.c")) {
-        files.push_back(
-            {path, path.find("size") == path.npos ? 5 : 6, path == "time.c" ? 101 : 100});
+    for (const std::string& path : reference::words(
+             "a_new.c binary binary.size binary.time disk.json failed.c interrupted.c language.c "
+             "same.c size.c time.c unsettled.c")) {
+        files.push_back({path, path.find("size") == path.npos ? 5 : 6,
+                         path.find("time") == path.npos ? 100 : 101});
     }
     const ChangePlan plan = plan_changes(index.db, GetParam(), files);
     std::string to_read;
     for (const PlannedFile& file : plan.to_read) to_read += file.entry.path + ' ';
     EXPECT_EQ(to_read,
-              "time.c size.c language.c unsettled.c interrupted.c binary.size failed.c a_new.c ");
+              "time.c size.c language.c unsettled.c interrupted.c binary.size binary.time failed.c "
+              "a_new.c ");
     EXPECT_THAT(plan.gone, ElementsAre(4));
     EXPECT_THAT(plan.gone_skipped, ElementsAre("binary.gone"));
     EXPECT_EQ(plan.unchanged, 2);
