@@ -89,34 +89,23 @@ TEST(query, refuses_what_cannot_be_searched_for) {
 }
 
 TEST(query, finds_every_match_on_a_line) {
-    const struct {
-        const char *patterns, *letters, *line, *spans;
-    } CASES[] = {{"aa", "", "aaaaa", "0-2 2-4"},
-                 {"", "", "\u00e9b", "0-0 2-2 3-3"},
-                 {"B", "i", "abB", "1-2 2-3"},
-                 // U+0130 lowers to two code points, U+212A to one of fewer bytes.
-                 {"x", "i", "\u0130X\u212ax", "2-3 6-7"},
-                 {"i", "i", "\u0130", "0-2"},
-                 {"k", "i", "\u212aK", "0-3 3-4"},
-                 {"a*", "", "baac", "0-0 1-3 4-4"},
-                 {"^a", "", "aaa", "0-1"},
-                 {"a$|^b", "", "bab a", "0-1 4-5"},
-                 {"\\Aa", "", "aa", "0-1"},
-                 {"(?-m)^a", "", "aa", "0-1"},
-                 {"[^x]", "", "\u00e9x", "0-2"},
-                 {"a", "w", "a ab a-a \u00e9a a\u0301 a", "0-1 5-6 7-8 17-18"},
-                 {"-", "w", "--", "0-1 1-2"},
-                 {"a|ab", "w", "ab", "0-2"},
-                 {"a b;b", "w", "xa b", "3-4"},
-                 {"a|b", "x", "a", "0-1"},
-                 {"\\Qa.b", "x", "a.b", "0-3"},
-                 {"\\Qa.b;x", "", "xa.b", "0-1 1-4"}};
-    for (const auto& [patterns, letters, line, expected] : CASES) {
-        std::string spans;
-        for (const MatchSpan span : match_spans(make_query(options(patterns, letters)), line)) {
-            spans += fmt::format("{}{}-{}", spans.empty() ? "" : " ", span.start, span.end);
+    // The pattern, its options, a line, and where it matches. U+0130 lowers to two code points,
+    // U+212A to one of fewer bytes.
+    for (const std::string& one : reference::words(
+             "aa//aaaaa/0-2 2-4,//\u00e9b/0-0 2-2 3-3,B/i/abB/1-2 2-3,"
+             "x/i/\u0130X\u212ax/2-3 6-7,i/i/\u0130/0-2,k/i/\u212aK/0-3 3-4,"
+             "a*//baac/0-0 1-3 4-4,^a//aaa/0-1,a$|^b//bab a/0-1 4-5,\\Aa//aa/0-1,"
+             "(?-m)^a//aa/0-1,[^x]//\u00e9x/0-2,"
+             "a/w/a ab a-a \u00e9a a\u0301 a/0-1 5-6 7-8 17-18,-/w/--/0-1 1-2,a|ab/w/ab/0-2,"
+             "a b;b/w/xa b/3-4,a|b/x/a/0-1,\\Qa.b/x/a.b/0-3,\\Qa.b;x//xa.b/0-1 1-4",
+             ',')) {
+        const std::vector<std::string> parts = reference::words(one, '/');
+        std::vector<std::string> spans;
+        for (const MatchSpan span :
+             match_spans(make_query(options(parts[0], parts[1])), parts[2])) {
+            spans.push_back(fmt::format("{}-{}", span.start, span.end));
         }
-        EXPECT_EQ(spans, expected) << patterns << " on " << line;
+        EXPECT_EQ(spans, reference::words(parts[3])) << one;
     }
 }
 
