@@ -25,6 +25,7 @@ std::string_view after_first_word(std::string_view name) {
 
 std::vector<std::string_view> names_of(const std::vector<Command>& commands) {
     std::vector<std::string_view> names;
+    names.reserve(commands.size());
     for (const Command& command : commands) names.push_back(command.name);
     return names;
 }

@@ -55,6 +55,7 @@ std::string without_wildcards(std::string_view path) {
 SearchPaths::SearchPaths(const std::vector<std::string>& given) {
     const fs::path current = fs::canonical(fs::current_path());
     std::vector<fs::path> paths;
+    paths.reserve(given.size() + 1);
     for (const std::string& path : given) paths.push_back(existing(path));
     if (paths.empty()) paths.push_back(current);
     _root = find_root(directory_of(paths.front()));

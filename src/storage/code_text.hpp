@@ -2,7 +2,7 @@
 
 // code_text: where a search reads the text of each file of an index, how text is cut into chunks
 // and read back, and which large data files stay on disk. The one header that a user of the module
-// includes; each header below opens with an example of its own.
+// includes.
 
 #include "storage/code_text/chunk_rows.hpp"
 #include "storage/code_text/chunking.hpp"
