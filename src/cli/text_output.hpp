@@ -1,6 +1,6 @@
 #pragma once
 
-// Search results as text: "path:line:text" for programs, headings and colour for people.
+// Search results as text: "path:line:text" for programs, headings and color for people.
 
 #include <string>
 
