@@ -11,12 +11,6 @@ namespace {
 // Above this part of the files, reading all rows is faster than asking for each by its id.
 constexpr std::int64_t SCAN_FROM_PART = 4;
 
-bool lies_in(std::string_view path, std::string_view directory) {
-    if (directory.empty() || path == directory) return true;
-    return path.size() > directory.size() && path.starts_with(directory) &&
-           path[directory.size()] == '/';
-}
-
 bool is_one_of(const std::vector<std::string>& languages, std::string_view path,
                std::string_view language) {
     return std::any_of(languages.begin(), languages.end(), [&](const std::string& one) {
@@ -24,46 +18,15 @@ bool is_one_of(const std::vector<std::string>& languages, std::string_view path,
     });
 }
 
-/// Bytes of the path of the directory in which the search for `path` begins: a searched directory,
-/// or the one that holds a searched file.
-std::size_t top_bytes(const std::vector<std::string>& searched, std::string_view path) {
-    std::size_t top = path.size();
-    for (const std::string& one : searched) {
-        if (!lies_in(path, one)) continue;
-        const std::size_t slash = one.rfind('/');
-        const std::size_t above = slash == std::string::npos ? 0 : slash;
-        top = std::min(top, path == one ? above : one.size());
-    }
-    return top == path.size() ? 0 : top;
-}
-
-// The paths without those that lie in another one of them.
-std::vector<std::string> outermost(std::vector<std::string> paths) {
-    std::sort(paths.begin(), paths.end(),
-              [](const auto& one, const auto& other) { return one.size() < other.size(); });
-    std::vector<std::string> result;
-    for (std::string& path : paths) {
-        const bool inside = std::any_of(result.begin(), result.end(),
-                                        [&](const auto& outer) { return lies_in(path, outer); });
-        if (!inside) result.push_back(std::move(path));
-    }
-    return result;
-}
-
-bool in_paths(const std::vector<std::string>& paths, std::string_view path) {
-    return paths.empty() ||
-           std::any_of(paths.begin(), paths.end(), [&](const auto& p) { return lies_in(path, p); });
-}
-
 // Calls `row` for each file below the filter's paths, once.
 void each_row(const Database& db, const FileFilter& filter,
               const std::function<Visit(const RowView&)>& row) {
-    const std::vector<std::string> paths = outermost(filter.paths);
+    const std::vector<std::string>& paths = filter.paths.outermost();
     if (paths.empty() || paths.front().empty()) {
         return db.each("SELECT id, path, language FROM files", {}, row);
     }
     for (const std::string& path : paths) {
-        // "0" is the character behind "/": the range is that of everything in the directory.
+        // "0" is the character after "/": the range is that of everything in the directory.
         db.each(
             "SELECT id, path, language FROM files WHERE path = ?1 "
             "UNION ALL SELECT id, path, language FROM files WHERE path > ?2 AND path < ?3",
@@ -92,7 +55,7 @@ std::vector<FileRow> rows_by_id(const Database& db, const FileFilter& filter,
     std::vector<FileRow> files;
     for (std::int64_t id : file_ids) {
         db.each("SELECT path, language FROM files WHERE id = ?", {id}, [&](const RowView& row) {
-            if (in_paths(filter.paths, row.text(0))) {
+            if (filter.paths.hold(row.text(0))) {
                 add_passing(files, filter, id, row.text(0), row.text(1));
             }
             return Visit::CONTINUE;
@@ -133,7 +96,7 @@ bool has_files_at(const Database& db, const std::string& path) {
 bool passes(const FileFilter& filter, std::string_view path, std::string_view language) {
     return (filter.languages.empty() || is_one_of(filter.languages, path, language)) &&
            !is_one_of(filter.languages_out, path, language) &&
-           (filter.globs.empty() || selects(filter.globs, path, top_bytes(filter.paths, path)));
+           (filter.globs.empty() || selects(filter.globs, path, filter.paths.top_bytes(path)));
 }
 
 std::vector<FileRow> selected_files(const Database& db, const FileFilter& filter) {
@@ -158,22 +121,22 @@ SelectedFiles::SelectedFiles(const Database& db, const FileFilter& filter,
                              const std::optional<std::vector<std::int64_t>>& file_ids)
     : _db(&db), _filter(&filter) {
     if (file_ids) _wanted.emplace(*file_ids);
-    for (const std::string& path : outermost(_filter->paths)) {
+    for (const std::string& path : _filter->paths.outermost()) {
         if (path.empty()) continue;
-        // What comes right after a path is the path with a NUL; "0" is the character behind "/".
+        // What comes right after a path is the path with a NUL; "0" is the character after "/".
         _ranges.push_back({path, path + '\0'});
         _ranges.push_back({path + '/', path + '0'});
     }
     // No path holds the byte FF, which is in no UTF-8.
     if (_ranges.empty()) _ranges.push_back({"", "\xff"});
     std::sort(_ranges.begin(), _ranges.end(),
-              [](const Paths& one, const Paths& other) { return one.from > other.from; });
+              [](const PathRange& one, const PathRange& other) { return one.from > other.from; });
 }
 
 std::vector<FileRow> SelectedFiles::next(std::size_t most) {
     std::vector<FileRow> files;
     while (files.size() < most && !_ranges.empty()) {
-        const Paths range = _ranges.back();
+        const PathRange range = _ranges.back();
         _ranges.pop_back();
         _db->each("SELECT id, path, language FROM files WHERE path >= ? AND path < ? ORDER BY path",
                   {range.from, range.before}, [&](const RowView& row) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "search/files/glob.hpp"
+#include "search/files/searched_paths.hpp"
 #include "storage/code_text.hpp"
 #include "storage/database.hpp"
 #include "utils/sorted_lookup.hpp"
@@ -23,7 +24,7 @@ namespace codetext::search {
 struct FileFilter {
     /// Files, or directories with all that lies below, relative to the repository's root; the empty
     /// path is the root itself.
-    std::vector<std::string> paths;
+    SearchedPaths paths;
     std::vector<Glob> globs;  ///< as `selects` reads them
     /// Languages as the indexer names them, or endings of paths such as ".h".
     std::vector<std::string> languages;
@@ -52,13 +53,13 @@ class SelectedFiles {
     std::vector<code_text::FileRow> next(std::size_t most);
 
   private:
-    struct Paths {
+    struct PathRange {
         std::string from, before;  ///< ordered by their bytes, half-open
     };
     const Database* _db;
     const FileFilter* _filter;
     std::optional<SortedLookup> _wanted;
-    std::vector<Paths> _ranges;  ///< what is left, the next one last
+    std::vector<PathRange> _ranges;  ///< what is left, the next one last
 };
 
 /// Whether the index has a file at `path`, or one below it.
