@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "cli/output.hpp"
 #include "cli/repository.hpp"
 #include "indexer/run/index_run.hpp"
 
@@ -54,12 +55,10 @@ indexer::IndexOptions options_of(const IndexArguments& arguments, ProgressLine& 
     return options;
 }
 
-void print_complaints(const indexer::IndexReport& report) {
-    for (const std::string& warning : report.warnings) {
-        fmt::print(stderr, "codetext: {}\n", warning);
-    }
-    for (const indexer::UnreadableFile& file : report.unreadable) {
-        fmt::print(stderr, "codetext: cannot read {}: {}\n", file.path, file.reason);
+void report_problems(const indexer::IndexReport& result) {
+    for (const std::string& warning : result.warnings) report(warning);
+    for (const indexer::UnreadableFile& file : result.unreadable) {
+        report(fmt::format("cannot read {}: {}", file.path, file.reason));
     }
 }
 
@@ -93,14 +92,14 @@ Command index_command(IndexArguments& arguments) {
     return command;
 }
 
-int run_index(const IndexArguments& arguments) {
+int index_main(const IndexArguments& arguments) {
     const auto begin = Clock::now();
     ProgressLine line(::isatty(STDERR_FILENO) == 1);
-    const indexer::IndexReport report = indexer::index_repository(
+    const indexer::IndexReport result = indexer::index_repository(
         find_root(arguments.repository.path()), options_of(arguments, line));
     line.clear();
-    print_complaints(report);
-    print_summary(report, Clock::now() - begin);
+    report_problems(result);
+    print_summary(result, Clock::now() - begin);
     return 0;
 }
 

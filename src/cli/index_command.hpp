@@ -21,6 +21,6 @@ Command index_command(IndexArguments& arguments);
 
 /// Makes or refreshes the index; returns exit status 0. Reports a file that cannot be read on
 /// standard error and goes on. Throws whatever ends the run.
-int run_index(const IndexArguments& arguments);
+int index_main(const IndexArguments& arguments);
 
 }  // namespace codetext::cli

@@ -52,11 +52,11 @@ int run_program_option(AllArguments& arguments, const std::vector<Command>& comm
 }
 
 int run_command(std::string_view name, const AllArguments& arguments) {
-    if (name == "index") return run_index(arguments.index);
-    if (name == "search code") return run_search(arguments.search);
-    if (name == "status") return run_status(arguments.status);
-    if (name == "upgrade") return run_upgrade(arguments.upgrade);
-    return run_verify(arguments.verify);
+    if (name == "index") return index_main(arguments.index);
+    if (name == "search code") return search_main(arguments.search);
+    if (name == "status") return status_main(arguments.status);
+    if (name == "upgrade") return upgrade_main(arguments.upgrade);
+    return verify_main(arguments.verify);
 }
 
 int run(const std::vector<std::string>& given) {

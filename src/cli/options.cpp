@@ -1,6 +1,6 @@
 // The C library's getopt_long takes the arguments apart. A '-' in front of its option string makes
 // it hand out positionals in their order, reorder nothing and ignore POSIXLY_CORRECT; the ':'
-// behind it keeps it from printing messages. It would accept a long name that is cut short, so each
+// after it keeps it from printing messages. It would accept a long name that is cut short, so each
 // long name is checked before getopt_long sees it.
 
 #include "cli/options.hpp"
@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <limits>
 
 #include "cli/nearest_name.hpp"
 
@@ -42,8 +43,10 @@ class Setter {
         const auto [stopped, error] = std::from_chars(_value.data(), end, parsed);
         if (error != std::errc() || stopped != end || parsed < number.least ||
             parsed > number.most) {
-            throw UsageError(value_fault(
-                _option, _value, fmt::format("a number from {} to {}", number.least, number.most)));
+            const bool is_bounded = number.most < std::numeric_limits<std::int64_t>::max();
+            const std::string most = is_bounded ? fmt::format("to {}", number.most) : "up";
+            throw UsageError(value_fault(_option, _value,
+                                         fmt::format("a number from {} {}", number.least, most)));
         }
         *number.to = parsed;
     }

@@ -194,7 +194,7 @@ class SearchCommand {
 
 }  // namespace
 
-int run_search(SearchArguments arguments) {
+int search_main(SearchArguments arguments) {
     if (arguments.type_list) {
         fmt::print("{}", type_list());
         return 0;

@@ -8,6 +8,6 @@ namespace codetext::cli {
 
 /// Runs the search; returns the exit status: 0 for a match, 1 for none. Throws what is wrong with
 /// the arguments, and every failure of the index.
-int run_search(SearchArguments arguments);
+int search_main(SearchArguments arguments);
 
 }  // namespace codetext::cli

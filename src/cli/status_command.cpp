@@ -33,7 +33,7 @@ Command status_command(RepositoryArguments& arguments) {
     return repository_command("status", "Say what the index holds", arguments);
 }
 
-int run_status(const RepositoryArguments& arguments) {
+int status_main(const RepositoryArguments& arguments) {
     const Database db = open_existing_index(find_root(arguments.path()));
     const indexer::IndexStatus status = indexer::index_status(db);
     fmt::print("index           {}\n", db.db_path().string());

@@ -11,6 +11,6 @@ namespace codetext::cli {
 Command status_command(RepositoryArguments& arguments);
 
 /// Prints the status; returns exit status 0. Throws when there is no index that can be read.
-int run_status(const RepositoryArguments& arguments);
+int status_main(const RepositoryArguments& arguments);
 
 }  // namespace codetext::cli

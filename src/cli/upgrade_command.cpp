@@ -14,7 +14,7 @@ Command upgrade_command(RepositoryArguments& arguments) {
         arguments);
 }
 
-int run_upgrade(const RepositoryArguments& arguments) {
+int upgrade_main(const RepositoryArguments& arguments) {
     const std::filesystem::path root = find_root(arguments.path());
     check_index(root);
     const auto steps = indexer::upgrade_index(root);

@@ -11,6 +11,6 @@ namespace codetext::cli {
 Command upgrade_command(RepositoryArguments& arguments);
 
 /// Upgrades the index; returns exit status 0. Throws when there is no index or a step fails.
-int run_upgrade(const RepositoryArguments& arguments);
+int upgrade_main(const RepositoryArguments& arguments);
 
 }  // namespace codetext::cli

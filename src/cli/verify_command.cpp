@@ -17,7 +17,7 @@ Command verify_command(RepositoryArguments& arguments) {
     return command;
 }
 
-int run_verify(const RepositoryArguments& arguments) {
+int verify_main(const RepositoryArguments& arguments) {
     const Database db = open_existing_index(find_root(arguments.path()));
     const std::vector<std::string> problems = schema::verify(db);
     for (const std::string& problem : problems) fmt::print("{}\n", problem);

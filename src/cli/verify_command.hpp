@@ -13,6 +13,6 @@ Command verify_command(RepositoryArguments& arguments);
 
 /// Returns the exit status: 0 for a whole index, 1 after printing each problem on its own line.
 /// Throws when there is no index that can be read.
-int run_verify(const RepositoryArguments& arguments);
+int verify_main(const RepositoryArguments& arguments);
 
 }  // namespace codetext::cli

@@ -38,6 +38,11 @@ class Descriptor {
     int _number = -1;
 };
 
+/// Whether errno's value says that no file is at a path, or that a symbolic link was not followed.
+inline bool says_nothing_is_there(int error) {
+    return error == ENOENT || error == ENOTDIR || error == ELOOP;
+}
+
 /// Throws std::system_error with errno's code and `doing` as its message.
 [[noreturn]] inline void throw_system_error(const std::string& doing) {
     throw std::system_error(errno, std::system_category(), doing);

@@ -18,7 +18,7 @@
 // is spent, memmem goes on from that place, in time linear in text and needle: glibc's uses the
 // two-way algorithm (M. Crochemore and D. Perrin, "Two-way string-matching", Journal of the ACM
 // 38(3), 1991) for a needle above 256 bytes, and a table of skips below. A search that ignores case
-// hands memmem folded copies of one block of the text after the other.
+// hands memmem a folded copy of one window of the text after the other.
 
 namespace codetext::text_find {
 namespace {
@@ -108,14 +108,14 @@ class Budget {
         return _compared_bytes > AT_FIRST + PER_BYTE * bytes_passed;
     }
 
-    /// Compares the needle piece by piece, so that what it charges is near what was compared.
+    /// Compares the needle part by part, so that what it charges is near what was compared.
     template <typename Comparison>
     bool equal(const char* text, std::string_view needle) {
         _compared_bytes += PER_COMPARISON;
-        for (std::size_t at = 0; at < needle.size(); at += PIECE_BYTES) {
-            const std::string_view piece = needle.substr(at, PIECE_BYTES);
-            _compared_bytes += piece.size();
-            if (!Comparison::equal(text + at, piece)) return false;
+        for (std::size_t at = 0; at < needle.size(); at += STEP_BYTES) {
+            const std::string_view part = needle.substr(at, STEP_BYTES);
+            _compared_bytes += part.size();
+            if (!Comparison::equal(text + at, part)) return false;
         }
         return true;
     }
@@ -124,7 +124,7 @@ class Budget {
     static constexpr std::size_t AT_FIRST = 4096;
     static constexpr std::size_t PER_BYTE = 2;
     static constexpr std::size_t PER_COMPARISON = 64;  ///< what a comparison costs in any case
-    static constexpr std::size_t PIECE_BYTES = 64;
+    static constexpr std::size_t STEP_BYTES = 64;
     std::size_t _compared_bytes = 0;
 };
 
@@ -190,19 +190,19 @@ std::string folded(std::string_view text) {
     return result;
 }
 
-/// As find_in_repetitive, in the folded form of the text. A block begins where the needle could
-/// still begin after the block before. Blocks grow, so that a needle nearby costs little, and are
-/// several times as long as the needle, so that what two of them share does not count.
+/// As find_in_repetitive, in the folded form of the text. A window begins where the needle
+/// could still begin after the window before. Windows grow, so that a needle nearby costs little,
+/// and are several times as long as the needle, so that what two of them share does not count.
 std::size_t find_in_repetitive_folded(std::string_view text, std::string_view needle,
                                       std::size_t from) {
     constexpr std::size_t MIN_BYTES = 1 << 12;
     constexpr std::size_t MAX_BYTES = 1 << 16;
     std::size_t size = std::max(MIN_BYTES, 2 * needle.size());
     while (from + needle.size() <= text.size()) {
-        const std::string block = folded(text.substr(from, size));
-        const std::size_t place = find_in_repetitive(block, needle, 0);
+        const std::string window = folded(text.substr(from, size));
+        const std::size_t place = find_in_repetitive(window, needle, 0);
         if (place != NOT_FOUND) return from + place;
-        if (block.size() < size) break;
+        if (window.size() < size) break;
         from += size - (needle.size() - 1);
         size = std::min(2 * size, std::max(MAX_BYTES, 4 * needle.size()));
     }
@@ -233,6 +233,11 @@ std::size_t find_ignoring_ascii_case(std::string_view text, std::string_view nee
 bool lowers_into_ascii(std::string_view text) {
     const std::string_view rest = text.substr(byte_block::ascii_end(text));
     return find(rest, "\u212A") != NOT_FOUND || find(rest, "\u0130") != NOT_FOUND;
+}
+
+std::size_t line_begin(std::string_view text, std::size_t from, std::size_t offset) {
+    const std::size_t feed = text.substr(from, offset - from).rfind('\n');
+    return feed == std::string_view::npos ? from : from + feed + 1;
 }
 
 std::int64_t count_line_feeds(std::string_view text) {

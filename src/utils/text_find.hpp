@@ -23,6 +23,10 @@ std::size_t find_ignoring_ascii_case(std::string_view text, std::string_view nee
 /// not: it holds U+212A (lower case k) or U+0130 (lower case i, U+0307).
 bool lowers_into_ascii(std::string_view text);
 
+/// Where the line begins that holds the byte at `offset`; `from` if that is before it. REQUIRES: a
+/// line begins at `from`, which is at most `offset`.
+std::size_t line_begin(std::string_view text, std::size_t from, std::size_t offset);
+
 /// Number of LF bytes in `text`.
 std::int64_t count_line_feeds(std::string_view text);
 

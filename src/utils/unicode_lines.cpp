@@ -12,7 +12,7 @@
 
 // Joining lines. Blocks of sixteen bytes are tested for bytes that may begin a boundary other than
 // LF; only there is the text looked at byte by byte. Most files have no such boundary and are
-// returned as they are. In the others each boundary becomes an LF, and the text behind it moves
+// returned as they are. In the others each boundary becomes an LF, and the text after it moves
 // forward in the same buffer. Linear time, no second buffer.
 
 namespace codetext::unicode {

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "utils/byte_block.hpp"
+#include "utils/text_find.hpp"
 #include "utils/unicode.hpp"
 
 // Lower case. ICU knows every rule and is slow, and nearly all code is ASCII. So lines that are
@@ -87,12 +88,6 @@ void append_ascii_lower(std::string& out, std::string_view text) {
     }
 }
 
-/// Where the line that holds the byte at `end` begins, but not before `from`.
-std::size_t line_begin(std::string_view text, std::size_t from, std::size_t end) {
-    const std::size_t feed = text.substr(from, end - from).rfind('\n');
-    return feed == std::string_view::npos ? from : from + feed + 1;
-}
-
 std::size_t line_end(std::string_view text, std::size_t from) {
     const std::size_t feed = text.find('\n', from);
     return feed == std::string_view::npos ? text.size() : feed + 1;
@@ -103,7 +98,7 @@ std::size_t other_lines_end(std::string_view text, std::size_t begin) {
     std::size_t end = begin;
     while (true) {
         const std::size_t other = byte_block::ascii_end(text, end);
-        if (other == text.size() || line_begin(text, end, other) != end) return end;
+        if (other == text.size() || text_find::line_begin(text, end, other) != end) return end;
         end = line_end(text, other);
     }
 }
@@ -116,7 +111,8 @@ std::string lower(std::string_view text) {
     std::size_t done = 0;
     while (done < text.size()) {
         const std::size_t other = byte_block::ascii_end(text, done);
-        const std::size_t begin = other == text.size() ? other : line_begin(text, done, other);
+        const std::size_t begin =
+            other == text.size() ? other : text_find::line_begin(text, done, other);
         append_ascii_lower(out, text.substr(done, begin - done));
         done = other_lines_end(text, begin);
         append_icu_lower(out, text.substr(begin, done - begin));

@@ -61,10 +61,6 @@ class DirectoryCursor {
     std::vector<Level> _levels;
 };
 
-bool says_nothing_is_there(int error) {
-    return error == ENOENT || error == ENOTDIR || error == ELOOP;
-}
-
 void look_at(DirectoryCursor& cursor, const std::string& path, PathStatuses& found) {
     const int parent = cursor.parent_of(path);
     const char* name = path.c_str() + path.rfind('/') + 1;

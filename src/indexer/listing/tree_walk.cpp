@@ -47,11 +47,8 @@ using DirectoryStream = std::unique_ptr<DIR, CloseDirectory>;
 
 constexpr int OPEN_DIRECTORY = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
-/// Whether the error says that a directory went away after its parent was read.
-bool went_away(int error) { return error == ENOENT || error == ENOTDIR || error == ELOOP; }
-
 void warn(Directory& directory, int error) {
-    if (went_away(error)) return;
+    if (says_nothing_is_there(error)) return;  // it went away after its parent was read
     directory.warning = "cannot read the directory " + directory.path + ": " +
                         std::system_category().message(error);
 }

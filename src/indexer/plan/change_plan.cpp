@@ -8,7 +8,7 @@
 
 // Comparing two lists. The files of the repository ascend by path; the rows of the index come in
 // the order of their ids, which is the order of paths within each run that added files. So a row's
-// path is looked for first behind the last path found, which makes the comparison a merge, and only
+// path is looked for first after the last path found, which makes the comparison a merge, and only
 // then by binary search. The files that no row has named are the new ones. O(n) for n files when
 // the orders agree, O(n log n) in the worst case.
 

@@ -70,6 +70,14 @@ std::size_t next_code_point(std::string_view text, std::size_t offset_bytes) {
     return next;
 }
 
+MatchSpan whole_code_points(std::string_view text, MatchSpan span) {
+    while (span.start > 0 && span.start < text.size() && continues_code_point(text[span.start])) {
+        --span.start;
+    }
+    while (span.end < text.size() && continues_code_point(text[span.end])) ++span.end;
+    return span;
+}
+
 std::vector<MatchSpan> needle_spans(std::string_view line, std::string_view needle,
                                     bool case_sensitive) {
     if (!case_sensitive && !unicode::is_ascii(line)) return lowered_spans(line, needle);

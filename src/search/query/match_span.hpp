@@ -27,6 +27,10 @@ struct MatchSpan {
 std::vector<MatchSpan> needle_spans(std::string_view line, std::string_view needle,
                                     bool case_sensitive);
 
+/// The span with the whole code point that it begins or ends in, for a pattern that takes bytes
+/// apart (RE2's \C).
+MatchSpan whole_code_points(std::string_view text, MatchSpan span);
+
 /// The offset of the code point after the one that begins at `offset_bytes`, or one past the end of
 /// `text` when none does.
 std::size_t next_code_point(std::string_view text, std::size_t offset_bytes);

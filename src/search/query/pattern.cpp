@@ -64,12 +64,6 @@ std::optional<MatchSpan> leftmost(const RE2& re, std::string_view line, std::siz
     return MatchSpan{start, start + groups[group].size()};
 }
 
-// Where the line begins that holds `offset_bytes`; one begins at `from`.
-std::size_t line_start(std::string_view text, std::size_t from, std::size_t offset_bytes) {
-    const std::size_t line_feed = text.substr(from, offset_bytes - from).rfind('\n');
-    return line_feed == std::string_view::npos ? from : from + line_feed + 1;
-}
-
 std::string_view line_from(std::string_view text, std::size_t start) {
     return text.substr(start, text.find('\n', start) - start);
 }
@@ -158,7 +152,7 @@ std::optional<std::size_t> Pattern::search_text(std::string_view text, std::size
     while (from <= text.size()) {
         const std::optional<std::size_t> candidate = _impl->next_candidate(text, from);
         if (!candidate || _impl->candidates_match()) return candidate;
-        const std::size_t start = line_start(text, from, *candidate);
+        const std::size_t start = text_find::line_begin(text, from, *candidate);
         const std::string_view line = line_from(text, start);
         if (auto span = _impl->first_span(line)) return start + span->start;
         from = start + line.size() + 1;
@@ -172,7 +166,7 @@ std::vector<MatchSpan> Pattern::spans(std::string_view line) const {
     while (span) {
         const bool touches =
             span->start == span->end && !spans.empty() && spans.back().end == span->start;
-        if (!touches) spans.push_back(*span);
+        if (!touches) spans.push_back(whole_code_points(line, *span));
         const std::size_t from =
             span->start == span->end ? next_code_point(line, span->end) : span->end;
         if (from > line.size()) break;

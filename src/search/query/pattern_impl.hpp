@@ -24,7 +24,7 @@ class Pattern::Impl {
 
     /// The leftmost match on the line.
     std::optional<MatchSpan> first_span(std::string_view line) const;
-    /// The leftmost match on the line that begins at `from` or behind it; `from` is above 0.
+    /// The leftmost match on the line that begins at `from` or after it; `from` is above 0.
     std::optional<MatchSpan> next_span(std::string_view line, std::size_t from) const;
     /// An offset at or after `from`, in the next line that may match; none when no further line
     /// may.

@@ -17,7 +17,7 @@ bool is_ascii_punctuation(char c) {
            (c >= '{' && c <= '~');
 }
 
-// Whether a group sets one of `flags` somewhere: "(?" with flags behind it, this one among them.
+// Whether a group sets one of `flags` somewhere: "(?" with flags after it, this one among them.
 bool sets_flag(std::string_view pattern, std::string_view flags) {
     constexpr std::string_view ALL_FLAGS = "imsU-";
     for (std::size_t at = pattern.find("(?"); at != std::string_view::npos;
@@ -39,7 +39,7 @@ bool has_escape(std::string_view pattern, std::string_view letters) {
 }
 
 // The pattern with an open quotation (`\\Q` without `\\E`) closed, so that it does not quote what
-// is put behind the pattern.
+// is put after the pattern.
 std::string closed(std::string_view pattern) {
     for (std::size_t at = pattern.find('\\'); at < pattern.size();
          at = pattern.find('\\', at + 2)) {

@@ -8,7 +8,7 @@
 // A pattern without groups and alternatives is a row of parts that match one byte each, with their
 // repetitions. Any parts in a row that match nothing but ASCII make required bytes: the union of
 // their sets, as many times as they are sure to match. Those with the most bits of information are
-// chosen. Each part is tried as the first, with no more parts behind it than MAX_LENGTH, so the
+// chosen. Each part is tried as the first, with no more parts after it than MAX_LENGTH, so the
 // cost is linear in the pattern.
 //
 // A search for N bytes of a set tests every Nth byte of the text first, and goes backwards from one

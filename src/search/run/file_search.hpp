@@ -22,7 +22,7 @@ inline constexpr std::int64_t NO_LIMIT = std::numeric_limits<std::int64_t>::max(
 /// What a search wants to know about a file.
 struct FileWants {
     std::int64_t before = 0;              ///< context lines in front of a match
-    std::int64_t after = 0;               ///< and behind it
+    std::int64_t after = 0;               ///< and after it
     std::int64_t max_matches = NO_LIMIT;  ///< matching lines after which the rest is not searched
     bool lines = true;                    ///< false: the number of matches is enough
 };

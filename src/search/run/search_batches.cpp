@@ -5,7 +5,7 @@
 #include <span>
 #include <utility>
 
-#include "search/run/candidate_chunks.hpp"
+#include "search/run/chunks_worth_searching.hpp"
 
 namespace codetext::search {
 
@@ -23,7 +23,7 @@ SearchBatches::SearchBatches(const Database& db, const SearchOptions& options)
     : _db(&db), _options(&options) {
     if (options.source != SourceWanted::DISK) _layout = chunk_store::layout(db);
     if (_layout && chunk_store::asks_before_reading(*_layout)) {
-        _candidates = candidate_chunks(db, options.query);
+        _candidates = chunks_worth_searching(db, options.query);
     }
     if (_candidates && options.result_kind != ResultKind::FILE_WITHOUT_MATCH) {
         _narrowed = _files_worth_searching();

@@ -59,21 +59,21 @@ class NeedleSearch {
     std::optional<LineHit> next(std::string_view text, std::size_t from);
 
   private:
-    void _begin_piece(std::string_view text, std::size_t from);
-    std::optional<LineHit> _next_in_piece(std::string_view piece, std::size_t from);
+    void _begin_window(std::string_view text, std::size_t from);
+    std::optional<LineHit> _next_in_window(std::string_view window, std::size_t from);
     std::optional<LineHit> _next_lowered(std::string_view text, std::size_t from) const;
-    /// Whether the piece, up to `end` and a little further, holds no letter that lower-cases into
+    /// Whether the window, up to `end` and a little further, holds no letter that lower-cases into
     /// ASCII, but ASCII's own.
-    bool _folds_ascii_only(std::string_view piece, std::size_t end);
+    bool _folds_ascii_only(std::string_view window, std::size_t end);
 
     std::string _needle;
     bool _case_sensitive;
     bool _can_match;
     bool _is_ascii;
     std::optional<std::size_t>
-        _piece_end;                    ///< of the piece that is searched; none before the first
-    std::size_t _tested_end = 0;       ///< no such letter is in the piece before
-    bool _holds_such_letters = false;  ///< the rest of the piece may hold one
+        _window_end;                   ///< of the window that is searched; none before the first
+    std::size_t _tested_end = 0;       ///< no such letter is in the window before
+    bool _holds_such_letters = false;  ///< the rest of the window may hold one
 };
 
 /// The line about byte `offset` of the text; the column counts the code points before it.

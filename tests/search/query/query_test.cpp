@@ -97,7 +97,8 @@ TEST(query, finds_every_match_on_a_line) {
              "a*//baac/0-0 1-3 4-4,^a//aaa/0-1,a$|^b//bab a/0-1 4-5,\\Aa//aa/0-1,"
              "(?-m)^a//aa/0-1,[^x]//\u00e9x/0-2,"
              "a/w/a ab a-a \u00e9a a\u0301 a/0-1 5-6 7-8 17-18,-/w/--/0-1 1-2,a|ab/w/ab/0-2,"
-             "a b;b/w/xa b/3-4,a|b/x/a/0-1,\\Qa.b/x/a.b/0-3,\\Qa.b;x//xa.b/0-1 1-4",
+             "\\Ca//\u00e9a/0-3,a b;b/w/xa b/3-4,a|b/x/a/0-1,\\Qa.b/x/a.b/0-3,\\Qa.b;x//xa.b/0-1 "
+             "1-4",
              ',')) {
         const std::vector<std::string> parts = reference::words(one, '/');
         std::vector<std::string> spans;

@@ -6,7 +6,7 @@
 #include <random>
 
 #include "indexer/run/index_run.hpp"
-#include "search/run/candidate_chunks.hpp"
+#include "search/run/chunks_worth_searching.hpp"
 #include "storage/temp_index.hpp"
 #include "utils/reference.hpp"
 #include "utils/unicode.hpp"
@@ -153,7 +153,7 @@ TEST(search_run, reads_no_file_that_the_trigrams_rule_out) {
         {"spin_lock", 1},      {"spin.*flags", 2},   {"_loc.*flags|spin loc.", 2},
         {"nowhere.*flags", 0}, {"sp", std::nullopt}, {"flags|x*", std::nullopt}};
     for (const auto& [pattern, count] : CASES) {
-        const auto found = candidate_chunks(db, make_query({.patterns = {pattern}}));
+        const auto found = chunks_worth_searching(db, make_query({.patterns = {pattern}}));
         EXPECT_EQ(found ? std::optional(found->file_ids().size()) : std::nullopt, count) << pattern;
     }
 }

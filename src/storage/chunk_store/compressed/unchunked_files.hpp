@@ -16,7 +16,7 @@ namespace codetext::chunk_store {
 /// chunks yet.
 void create_unchunked_files(Database& db);
 
-/// Names, with their columns as `f`, the rows of `files` that may lack their chunks. For use behind
+/// Names, with their columns as `f`, the rows of `files` that may lack their chunks. For use after
 /// FROM.
 inline constexpr std::string_view PERHAPS_UNCHUNKED_FILES =
     "unchunked_files u CROSS JOIN files f ON f.id = u.file_id";

@@ -16,6 +16,7 @@ namespace codetext::search {
 ///
 /// REQUIRES: chunk_store::asks_before_reading holds for the index's layout. Passes every failure of
 /// the index on.
-std::optional<chunk_store::Candidates> candidate_chunks(const Database& db, const Query& query);
+std::optional<chunk_store::Candidates> chunks_worth_searching(const Database& db,
+                                                              const Query& query);
 
 }  // namespace codetext::search

@@ -3,7 +3,7 @@
 // in k lists), and each chunk is kept whose set of atoms may satisfy the pattern. The answer for
 // each set is worked out once.
 
-#include "search/run/candidate_chunks.hpp"
+#include "search/run/chunks_worth_searching.hpp"
 
 #include <algorithm>
 #include <queue>
@@ -127,7 +127,7 @@ std::optional<Candidates> chunks_with_atoms(const Database& db, const RequiredAt
 
 }  // namespace
 
-std::optional<Candidates> candidate_chunks(const Database& db, const Query& query) {
+std::optional<Candidates> chunks_worth_searching(const Database& db, const Query& query) {
     if (query.pattern) {
         // What a pattern needs on a line says at least as much as the needle taken from it.
         if (auto found = chunks_with_atoms(db, RequiredAtoms(*query.pattern))) return found;
