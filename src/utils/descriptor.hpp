@@ -43,6 +43,13 @@ inline bool says_nothing_is_there(int error) {
     return error == ENOENT || error == ENOTDIR || error == ELOOP;
 }
 
+/// Whether errno's value tells of the machine, not of the file that was asked for: it lacks
+/// descriptors, memory or room, or its disk fails. To go on as if the file were unreadable would
+/// lose files without a word.
+inline bool is_machine_failure(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOSPC || error == EIO;
+}
+
 /// Throws std::system_error with errno's code and `doing` as its message.
 [[noreturn]] inline void throw_system_error(const std::string& doing) {
     throw std::system_error(errno, std::system_category(), doing);

@@ -12,6 +12,7 @@
 
 #include "utils/descriptor.hpp"
 #include "utils/fsio_read.hpp"
+#include "utils/open_below.hpp"
 #include "utils/platform.hpp"
 
 namespace codetext::fsio {
@@ -33,17 +34,8 @@ auto uninterrupted(Call call) {
     }
 }
 
-Descriptor open_no_follow(const std::filesystem::path& path, const std::string& doing) {
-    const std::string& native = path.native();
-    if (native.find('\0') != std::string::npos) {
-        throw std::invalid_argument(doing + ": the path holds a NUL");
-    }
-    // Without O_NONBLOCK, opening a FIFO waits for its writer.
-    constexpr int FLAGS = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
-    Descriptor opened(uninterrupted([&] { return ::open(native.c_str(), FLAGS); }));
-    if (!opened) throw_error(errno, doing);
-    return opened;
-}
+/// Without O_NONBLOCK, opening a FIFO waits for its writer.
+constexpr int OPEN_TO_READ = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
 
 struct stat regular_file_status(int descriptor, const std::string& doing) {
     struct stat status {};
@@ -60,6 +52,13 @@ std::size_t read_once(int descriptor, std::string& bytes, std::size_t filled,
         [&] { return ::read(descriptor, bytes.data() + filled, bytes.size() - filled); });
     if (got == -1) throw_error(errno, doing);
     return static_cast<std::size_t>(got);
+}
+
+FileContent read_opened(const Descriptor& opened, const std::string& doing) {
+    if (!opened) throw_error(errno, doing);
+    const struct stat status = regular_file_status(opened.number(), doing);
+    std::string bytes = _read_to_end(opened.number(), status.st_size, doing);
+    return {std::move(bytes), status.st_size, platform::modification_time_ns(status)};
 }
 
 }  // namespace
@@ -87,10 +86,19 @@ std::string _read_to_end(int descriptor, std::int64_t expected_bytes, const std:
 
 FileContent read_file_no_follow(const std::filesystem::path& path) {
     const std::string doing = "cannot read " + path.native();
-    const Descriptor descriptor = open_no_follow(path, doing);
-    const struct stat status = regular_file_status(descriptor.number(), doing);
-    std::string bytes = _read_to_end(descriptor.number(), status.st_size, doing);
-    return {std::move(bytes), status.st_size, platform::modification_time_ns(status)};
+    if (path.native().find('\0') != std::string::npos) {
+        throw std::invalid_argument(doing + ": the path holds a NUL");
+    }
+    return read_opened(
+        Descriptor(uninterrupted([&] { return ::open(path.c_str(), OPEN_TO_READ); })), doing);
+}
+
+FileContent read_file_below(const Descriptor& root, std::string_view path) {
+    Descriptor opened;
+    do {
+        opened = open_below(root, path, OPEN_TO_READ);
+    } while (!opened && errno == EINTR);
+    return read_opened(opened, "cannot read " + std::string(path));
 }
 
 std::string read_bytes_no_follow(const std::filesystem::path& path) {

@@ -8,6 +8,9 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <string_view>
+
+#include "utils/descriptor.hpp"
 
 namespace codetext::fsio {
 
@@ -30,5 +33,9 @@ std::string read_bytes_no_follow(const std::filesystem::path& path);
 
 /// As read_bytes_no_follow, with what the indexer remembers about the file.
 FileContent read_file_no_follow(const std::filesystem::path& path);
+
+/// As read_file_no_follow, for `path` below the open directory `root`: no component may be a
+/// symbolic link, or lead out of the directory (EINVAL).
+FileContent read_file_below(const Descriptor& root, std::string_view path);
 
 }  // namespace codetext::fsio

@@ -5,6 +5,8 @@
 //   std::vector<std::jthread> helpers;
 //   while (helpers.size() < wanted && add_thread(helpers, work)) continue;
 
+#include <exception>
+#include <mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -22,6 +24,30 @@ bool add_thread(std::vector<std::jthread>& threads, Work&& work) {
     } catch (const std::system_error&) {
         return false;
     }
+}
+
+/// Calls `work` with each number below `parts`, on a thread each where the system has threads to
+/// give, and waits for all. Throws what the first call that failed threw.
+template <typename Work>
+void in_parallel(unsigned parts, const Work& work) {
+    std::mutex mutex;
+    std::exception_ptr failure;
+    const auto guarded = [&](unsigned part) {
+        try {
+            work(part);
+        } catch (...) {
+            const std::lock_guard lock(mutex);
+            if (!failure) failure = std::current_exception();
+        }
+    };
+    {
+        std::vector<std::jthread> helpers;
+        for (unsigned part = 1; part < parts; ++part) {
+            if (!add_thread(helpers, [&guarded, part] { guarded(part); })) guarded(part);
+        }
+        guarded(0);
+    }
+    if (failure) std::rethrow_exception(failure);
 }
 
 }  // namespace codetext

@@ -15,6 +15,7 @@
 #include "storage/temp_index.hpp"
 #include "storage/verify.hpp"
 #include "utils/fsio.hpp"
+#include "utils/open_below.hpp"
 #include "utils/ordered_pool.hpp"
 #include "utils/platform.hpp"
 #include "utils/process.hpp"
@@ -85,6 +86,10 @@ TEST_F(Examples, utils) {
 #include "example_of/utils/platform.hpp"
         EXPECT_TRUE(directory);
     });
+    index.folder.write("src/main.c", "int main;");
+    run("", [&] {
+#include "example_of/utils/open_below.hpp"
+    });
     index.folder.write("a.txt", "one\r\ntwo \xFF\n");
     path = root / "a.txt";
     run("one\r\ntwo \xFF\n,", [&] {
@@ -133,6 +138,10 @@ TEST_F(Examples, database) {
     run("3.2.0,", [&] {
 #include "example_of/storage/schema.hpp"
         use(schema::version(db));
+    });
+    run("", [&] {
+#include "example_of/storage/index_directory.hpp"
+        EXPECT_TRUE(directory);
     });
     run("", [&] {
 #include "example_of/storage/verify.hpp"
