@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "cli/clean_command.hpp"
 #include "cli/nearest_name.hpp"
 #include "cli/search_command.hpp"
 #include "cli/status_command.hpp"
@@ -14,6 +15,15 @@ namespace {
 
 Option help_option(AllArguments& arguments) {
     return {'h', "help", "", "Other", "Print this text", Flag{&arguments.help}};
+}
+
+Option owner_option(AllArguments& arguments) {
+    return {0,
+            "any-owner",
+            "",
+            "Other",
+            "Use an index that another user owns, who may have put anything into it",
+            Flag{&arguments.any_owner}};
 }
 
 std::string_view first_word(std::string_view name) { return name.substr(0, name.find(' ')); }
@@ -57,10 +67,13 @@ std::vector<std::string_view> names_of(const std::vector<Command>& commands) {
 
 std::vector<Command> all_commands(AllArguments& arguments) {
     std::vector<Command> commands = {
-        index_command(arguments.index), search_command(arguments.search),
+        index_command(arguments.index),   search_command(arguments.search),
         status_command(arguments.status), upgrade_command(arguments.upgrade),
-        verify_command(arguments.verify)};
-    for (Command& command : commands) command.options.push_back(help_option(arguments));
+        verify_command(arguments.verify), clean_command(arguments.clean)};
+    for (Command& command : commands) {
+        command.options.push_back(owner_option(arguments));
+        command.options.push_back(help_option(arguments));
+    }
     return commands;
 }
 

@@ -16,13 +16,15 @@ namespace codetext::cli {
 /// What the user gave to the command that was chosen; the others keep their defaults.
 struct AllArguments {
     bool help = false, version = false;
+    bool any_owner = false;         ///< an index that another user owns is used too
     std::vector<std::string> none;  ///< the program itself takes no positionals
     IndexArguments index;
     SearchArguments search;
-    RepositoryArguments status, upgrade, verify;
+    RepositoryArguments status, upgrade, verify, clean;
 };
 
-/// The commands in the order of the help text; each has --help. `arguments` must outlive them.
+/// The commands in the order of the help text; each has --help and --any-owner. `arguments` must
+/// outlive them.
 std::vector<Command> all_commands(AllArguments& arguments);
 
 /// The program without a command: --help and --version. `arguments` must outlive it.

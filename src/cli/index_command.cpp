@@ -44,8 +44,10 @@ class ProgressLine {
     Clock::time_point _next = Clock::now();
 };
 
-indexer::IndexOptions options_of(const IndexArguments& arguments, ProgressLine& line) {
+indexer::IndexOptions options_of(const IndexArguments& arguments, schema::Owners owners,
+                                 ProgressLine& line) {
     indexer::IndexOptions options;
+    options.owners = owners;
     if (arguments.layout == chunk_store::COMPRESSED.name) options.layout = chunk_store::COMPRESSED;
     if (arguments.layout == chunk_store::CODE_CHUNKS.name) {
         options.layout = chunk_store::CODE_CHUNKS;
@@ -92,11 +94,11 @@ Command index_command(IndexArguments& arguments) {
     return command;
 }
 
-int index_main(const IndexArguments& arguments) {
+int index_main(const IndexArguments& arguments, schema::Owners owners) {
     const auto begin = Clock::now();
     ProgressLine line(::isatty(STDERR_FILENO) == 1);
     const indexer::IndexReport result = indexer::index_repository(
-        find_root(arguments.repository.path()), options_of(arguments, line));
+        find_root(arguments.repository.path()), options_of(arguments, owners, line));
     line.clear();
     report_problems(result);
     print_summary(result, Clock::now() - begin);

@@ -7,6 +7,7 @@
 
 #include "cli/options.hpp"
 #include "cli/repository_arguments.hpp"
+#include "storage/index_directory.hpp"
 
 namespace codetext::cli {
 
@@ -21,6 +22,6 @@ Command index_command(IndexArguments& arguments);
 
 /// Makes or refreshes the index; returns exit status 0. Reports a file that cannot be read on
 /// standard error and goes on. Throws whatever ends the run.
-int index_main(const IndexArguments& arguments);
+int index_main(const IndexArguments& arguments, schema::Owners owners);
 
 }  // namespace codetext::cli

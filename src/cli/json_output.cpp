@@ -149,6 +149,8 @@ std::string json_summary(const search::SearchResult& result, std::int64_t elapse
         text(json, result.from_index ? "index" : "disk");
         key(json, "reason");
         result.reason ? text(json, *result.reason) : static_cast<void>(json.Null());
+        key(json, "unreadable");
+        json.Int64(result.unread.count);
     });
     return std::string(objects.view());
 }

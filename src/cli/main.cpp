@@ -16,7 +16,9 @@
 #include <malloc.h>
 #endif
 
+#include "cli/clean_command.hpp"
 #include "cli/commands.hpp"
+#include "cli/exit_status.hpp"
 #include "cli/help.hpp"
 #include "cli/index_command.hpp"
 #include "cli/output.hpp"
@@ -27,8 +29,6 @@
 
 namespace codetext::cli {
 namespace {
-
-constexpr int FAILURE = 2;
 
 /// The program allocates and frees thousands of texts. Keeping their memory, rather than asking the
 /// kernel for new memory each time, saves a tenth of a run of the indexer.
@@ -52,11 +52,13 @@ int run_program_option(AllArguments& arguments, const std::vector<Command>& comm
 }
 
 int run_command(std::string_view name, const AllArguments& arguments) {
-    if (name == "index") return index_main(arguments.index);
-    if (name == "search code") return search_main(arguments.search);
-    if (name == "status") return status_main(arguments.status);
-    if (name == "upgrade") return upgrade_main(arguments.upgrade);
-    return verify_main(arguments.verify);
+    const auto owners = arguments.any_owner ? schema::Owners::ANY : schema::Owners::TRUSTED;
+    if (name == "index") return index_main(arguments.index, owners);
+    if (name == "search code") return search_main(arguments.search, owners);
+    if (name == "status") return status_main(arguments.status, owners);
+    if (name == "upgrade") return upgrade_main(arguments.upgrade, owners);
+    if (name == "clean") return clean_main(arguments.clean, owners);
+    return verify_main(arguments.verify, owners);
 }
 
 int run(const std::vector<std::string>& given) {

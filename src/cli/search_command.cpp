@@ -11,6 +11,7 @@
 
 #include "cli/color.hpp"
 #include "cli/existing_index.hpp"
+#include "cli/exit_status.hpp"
 #include "cli/file_types.hpp"
 #include "cli/json_output.hpp"
 #include "cli/output.hpp"
@@ -126,8 +127,9 @@ std::string stats_text(const SearchResult& result, std::int64_t elapsed_ns) {
 // One run of the command.
 class SearchCommand {
   public:
-    explicit SearchCommand(SearchArguments arguments)
+    SearchCommand(SearchArguments arguments, schema::Owners owners)
         : _arguments(std::move(arguments)),
+          _owners(owners),
           _paths(_arguments.paths),
           _options(search_options(_arguments, _paths)),
           _format(text_format(_arguments, _out.is_terminal())) {
@@ -136,13 +138,13 @@ class SearchCommand {
     }
 
     int run() {
-        Database db = open_existing_index(_paths.root());
+        Database db = open_existing_index(_paths.root(), _owners);
         const SearchResult result = search::run_search(
             db, _options, [this](const auto& file, std::string& out) { return _render(file, out); },
             [this](std::string_view out) { return _emit(out); });
         _finish(result);
         if (result.results == 0) _report_unknown_paths(db);
-        return result.results > 0 ? 0 : 1;
+        return _exit_status(result);
     }
 
   private:
@@ -170,7 +172,17 @@ class SearchCommand {
         }
         _out.flush();
         if (result.reason) report(*result.reason);
+        if (result.unread.count > 0) {
+            report(fmt::format("{} file(s) could not be read, so matches in them are missing: {}",
+                               result.unread.count, result.unread.first));
+        }
         if (_arguments.stats) fmt::print(stderr, "{}", stats_text(result, elapsed_ns));
+    }
+
+    int _exit_status(const SearchResult& result) const {
+        const int status = result.results > 0 ? SUCCESS : NOTHING;
+        const bool is_certain = result.unread.count == 0 || (_arguments.quiet && status == SUCCESS);
+        return is_certain ? status : FAILURE;
     }
 
     // Nothing is found in a path that is ignored, binary or new. Users must not take this for "no
@@ -185,6 +197,7 @@ class SearchCommand {
 
     Clock::time_point _start = Clock::now();
     SearchArguments _arguments;
+    schema::Owners _owners;
     SearchPaths _paths;
     Output _out{STDOUT_FILENO};
     SearchOptions _options;
@@ -194,13 +207,13 @@ class SearchCommand {
 
 }  // namespace
 
-int search_main(SearchArguments arguments) {
+int search_main(SearchArguments arguments, schema::Owners owners) {
     if (arguments.type_list) {
         fmt::print("{}", type_list());
         return 0;
     }
     arguments.settle_pattern();
-    return SearchCommand(std::move(arguments)).run();
+    return SearchCommand(std::move(arguments), owners).run();
 }
 
 }  // namespace codetext::cli

@@ -33,8 +33,8 @@ Command status_command(RepositoryArguments& arguments) {
     return repository_command("status", "Say what the index holds", arguments);
 }
 
-int status_main(const RepositoryArguments& arguments) {
-    const Database db = open_existing_index(find_root(arguments.path()));
+int status_main(const RepositoryArguments& arguments, schema::Owners owners) {
+    const Database db = open_existing_index(find_root(arguments.path()), owners);
     const indexer::IndexStatus status = indexer::index_status(db);
     fmt::print("index           {}\n", db.db_path().string());
     fmt::print("schema          {}\n", status.schema_version);

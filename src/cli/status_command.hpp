@@ -4,6 +4,7 @@
 
 #include "cli/options.hpp"
 #include "cli/repository_arguments.hpp"
+#include "storage/index_directory.hpp"
 
 namespace codetext::cli {
 
@@ -11,6 +12,6 @@ namespace codetext::cli {
 Command status_command(RepositoryArguments& arguments);
 
 /// Prints the status; returns exit status 0. Throws when there is no index that can be read.
-int status_main(const RepositoryArguments& arguments);
+int status_main(const RepositoryArguments& arguments, schema::Owners owners);
 
 }  // namespace codetext::cli

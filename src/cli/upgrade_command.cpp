@@ -14,10 +14,10 @@ Command upgrade_command(RepositoryArguments& arguments) {
         arguments);
 }
 
-int upgrade_main(const RepositoryArguments& arguments) {
+int upgrade_main(const RepositoryArguments& arguments, schema::Owners owners) {
     const std::filesystem::path root = find_root(arguments.path());
-    check_index(root);
-    const auto steps = indexer::upgrade_index(root);
+    check_index(root, owners);
+    const auto steps = indexer::upgrade_index(root, owners);
     for (const schema::UpgradeStep& step : steps) {
         fmt::print("{} to {}: {}\n", step.from, step.to, step.what);
     }

@@ -17,8 +17,8 @@ Command verify_command(RepositoryArguments& arguments) {
     return command;
 }
 
-int verify_main(const RepositoryArguments& arguments) {
-    const Database db = open_existing_index(find_root(arguments.path()));
+int verify_main(const RepositoryArguments& arguments, schema::Owners owners) {
+    const Database db = open_existing_index(find_root(arguments.path()), owners);
     const std::vector<std::string> problems = schema::verify(db);
     for (const std::string& problem : problems) fmt::print("{}\n", problem);
     if (problems.empty()) fmt::print("the index is whole\n");

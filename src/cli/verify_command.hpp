@@ -5,6 +5,7 @@
 
 #include "cli/options.hpp"
 #include "cli/repository_arguments.hpp"
+#include "storage/index_directory.hpp"
 
 namespace codetext::cli {
 
@@ -13,6 +14,6 @@ Command verify_command(RepositoryArguments& arguments);
 
 /// Returns the exit status: 0 for a whole index, 1 after printing each problem on its own line.
 /// Throws when there is no index that can be read.
-int verify_main(const RepositoryArguments& arguments);
+int verify_main(const RepositoryArguments& arguments, schema::Owners owners);
 
 }  // namespace codetext::cli

@@ -3,8 +3,6 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <fstream>
-#include <system_error>
 
 #include "storage/chunk_store/writer.hpp"
 #include "storage/schema_steps.hpp"
@@ -46,20 +44,6 @@ int rank(std::string_view version) {
         if (VERSIONS[i] == version) return static_cast<int>(i);
     }
     return -1;
-}
-
-void make_directories(const std::filesystem::path& root) {
-    const std::filesystem::path directory = root / INDEX_DIRECTORY;
-    std::filesystem::create_directories(index_path(root).parent_path());
-    const std::filesystem::path ignore = directory / ".gitignore";
-    std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(ignore, error);
-    if (!error && size > 0) return;  // an empty one was left by a full disk
-    std::ofstream stream(ignore);
-    stream << "*\n" << std::flush;
-    if (!stream) {
-        throw std::system_error(errno, std::generic_category(), "cannot write " + ignore.string());
-    }
 }
 
 bool is_empty(const Database& db) {
@@ -110,11 +94,7 @@ void check_ours(const Database& db, const std::string& path) {
 /// something else than a database.
 template <typename Use>
 auto of_database(const std::filesystem::path& path, const Use& use) {
-    std::error_code ignored;
-    const auto status = std::filesystem::status(path, ignored);
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-        refuse(path.string(), "not a regular file");
-    }
+    check_database_files(path);
     try {
         return use();
     } catch (const DatabaseError& error) {
@@ -124,10 +104,6 @@ auto of_database(const std::filesystem::path& path, const Use& use) {
 }
 
 }  // namespace
-
-std::filesystem::path index_path(const std::filesystem::path& root) {
-    return root / INDEX_DIRECTORY / "index" / "code.db";
-}
 
 void set_version(Database& db, std::string_view version) {
     db.execute_script(fmt::format("PRAGMA user_version = {}", rank(version) + 1));
@@ -160,8 +136,8 @@ Database open_index(const std::filesystem::path& path, Access access) {
 }
 
 Database open_or_create_index(const std::filesystem::path& root,
-                              std::optional<chunk_store::Layout> layout) {
-    make_directories(root);
+                              std::optional<chunk_store::Layout> layout, Owners owners) {
+    make_index_directory(root, owners);
     const std::filesystem::path path = index_path(root);
     of_database(path, [&] {
         Database db(path, Access::CREATE);

@@ -7,13 +7,14 @@
 
 #include <filesystem>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "storage/chunk_store.hpp"
 #include "storage/database.hpp"
+#include "storage/index_directory.hpp"
+#include "storage/unusable_index.hpp"
 
 namespace codetext::schema {
 
@@ -24,19 +25,6 @@ inline constexpr std::string_view OLDEST_READABLE_VERSION = "3.1.0";
 /// PRAGMA application_id of every index: "cdtx".
 inline constexpr std::int64_t APPLICATION_ID = 0x63647478;
 
-/// The directory, below a repository's root, that holds what codetext keeps there.
-inline constexpr std::string_view INDEX_DIRECTORY = ".codetext";
-
-/// The database file's place below the repository's root: two directories down.
-std::filesystem::path index_path(const std::filesystem::path& root);
-
-/// The file at the index's place cannot serve as an index: it is not a database, or not ours, or of
-/// a version that this program does not read. The message says which, and what to do.
-class UnusableIndex : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
-
 /// Opens an index of any version from 3.0.0 to SCHEMA_VERSION. Throws UnusableIndex for anything
 /// else at `path`, DatabaseError when it cannot be opened.
 Database open_any_version(const std::filesystem::path& path, Access access);
@@ -46,10 +34,12 @@ Database open_any_version(const std::filesystem::path& path, Access access);
 Database open_index(const std::filesystem::path& path, Access access);
 
 /// Opens the repository's index, of any version. Where there is none, or only the blank file that a
-/// killed run left, makes the directories, their .gitignore and an empty index at SCHEMA_VERSION,
-/// in one transaction; `layout` as chunk_store::default_layout gives it when left out.
+/// killed run left, makes its directory and an empty index at SCHEMA_VERSION, in one
+/// transaction; `layout` is as chunk_store::default_layout gives it when left
+/// out.
 Database open_or_create_index(const std::filesystem::path& root,
-                              std::optional<chunk_store::Layout> layout = std::nullopt);
+                              std::optional<chunk_store::Layout> layout = std::nullopt,
+                              Owners owners = Owners::TRUSTED);
 
 /// The index's schema version, for example "3.2.0".
 std::string version(const Database& db);

@@ -180,7 +180,7 @@ TEST_F(SearchCode, writes_json_in_ripgreps_shape) {
 {"type":"end","data":{*,"binary_offset":null,)" +
                   stats + R"(}}
 {"type":"summary","data":{"elapsed_total":*,)" +
-                  stats + R"(,"source":"index","reason":null}}
+                  stats + R"(,"source":"index","reason":null,"unreadable":0}}
 )");
     EXPECT_THAT(this->out({"--json", "-m1", "-A1", "line 7"}),
                 HasSubstr("{\"type\":\"context\",\"data\":{\"path\":{\"text\":\"long.txt\"},"
@@ -233,8 +233,9 @@ TEST_F(SearchCode, says_why_it_read_the_disk) {
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.output, C_PY + "new.c:1:import\n");
     EXPECT_EQ(outcome.errors, "codetext: " + reason + "\n");
-    EXPECT_THAT(search({"--json", "import"}, root).output,
-                HasSubstr("\"source\":\"disk\",\"reason\":\"" + reason + "\"}}\n"));
+    EXPECT_THAT(
+        search({"--json", "import"}, root).output,
+        HasSubstr("\"source\":\"disk\",\"reason\":\"" + reason + "\",\"unreadable\":0}}\n"));
     outcome = search({"--source", "index", "import"}, root);
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.errors, HasSubstr(reason));

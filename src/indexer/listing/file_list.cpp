@@ -1,5 +1,7 @@
 #include "indexer/listing/file_list.hpp"
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <iterator>
 #include <stdexcept>
@@ -7,7 +9,10 @@
 
 #include "indexer/listing/file_status.hpp"
 #include "indexer/listing/git_files.hpp"
+#include "indexer/listing/git_repository.hpp"
 #include "indexer/listing/tree_walk.hpp"
+#include "utils/open_below.hpp"
+#include "utils/platform.hpp"
 #include "utils/unicode.hpp"
 
 namespace codetext::indexer {
@@ -25,21 +30,16 @@ void append(std::vector<Value>& to, std::vector<Value> from) {
 
 class Lister {
   public:
-    Lister(const std::filesystem::path& root, unsigned threads) : _root(root), _threads(threads) {}
+    Lister(const std::filesystem::path& root, unsigned threads)
+        : _root(root), _opened(open_root(root)), _threads(threads) {}
 
-    /// Adds the files of the git repository at `prefix`: empty, or a path with a final "/".
-    void add_git(const std::string& prefix) {
-        const std::filesystem::path top = _root / prefix;
-        GitPaths named = git_paths(top);
-        append(_list.warnings, std::move(named.warnings));
-        PathStatuses found = look_at_paths(top, named.paths, _threads);
-        _add_files(prefix, std::move(found.files));
-        append(_list.warnings, std::move(found.warnings));
-        for (const std::string& directory : found.directories) _add_inner(prefix + directory);
+    /// Adds the files that git names below the root, which lies in the work tree `top`.
+    void add_git(const std::filesystem::path& top) {
+        _add_named("", git_paths(top, _root), _opened);
     }
 
     void add_tree() {
-        TreeWalk walk = walk_tree(_root, _threads);
+        TreeWalk walk = walk_tree(_opened, _threads);
         _add_files("", std::move(walk.files));
         append(_list.warnings, std::move(walk.warnings));
         for (const std::string& repository : walk.repositories) _add_inner(repository);
@@ -48,12 +48,29 @@ class Lister {
     FileList take() { return std::move(_list); }
 
   private:
+    /// `prefix` is empty, or the path of the directory `opened` with a final "/".
+    void _add_named(const std::string& prefix, GitPaths named, const Descriptor& opened) {
+        append(_list.warnings, std::move(named.warnings));
+        PathStatuses found = look_at_paths(opened, named.paths, _threads);
+        _add_files(prefix, std::move(found.files));
+        append(_list.warnings, std::move(found.warnings));
+        for (const std::string& directory : found.directories) _add_inner(prefix + directory);
+    }
+
     /// git may refuse to list a repository inside (a broken one, another user's). It is left out
     /// with a warning, so that the rest is still indexed.
     void _add_inner(const std::string& directory) {
-        if (!is_git_root(_root / directory)) return;
+        const std::filesystem::path top = _root / directory;
+        if (!is_git_root(top)) return;
+        const Descriptor opened =
+            open_below(_opened, directory, platform::OPEN_FOR_LOOKUP | O_DIRECTORY | O_CLOEXEC);
+        if (!opened && says_nothing_is_there(errno)) return;
         try {
-            add_git(directory + '/');
+            if (!opened) throw_system_error("cannot open " + top.string());
+            _add_named(directory + '/', git_paths(top, top), opened);
+        } catch (const std::system_error& error) {
+            if (is_machine_failure(error.code().value())) throw;
+            _list.warnings.emplace_back(error.what());
         } catch (const std::runtime_error& error) {
             _list.warnings.emplace_back(error.what());
         }
@@ -67,6 +84,7 @@ class Lister {
     }
 
     std::filesystem::path _root;
+    Descriptor _opened;  ///< the root
     unsigned _threads;
     FileList _list;
 };
@@ -101,8 +119,8 @@ void put_in_order(std::vector<FileEntry>& files) {
 
 FileList list_files(const std::filesystem::path& root, unsigned threads) {
     Lister lister(root, threads);
-    if (in_git_work_tree(root)) {
-        lister.add_git("");
+    if (const auto top = git_root_above(root)) {
+        lister.add_git(*top);
     } else {
         lister.add_tree();
     }

@@ -5,9 +5,8 @@
 #include <algorithm>
 #include <iterator>
 #include <string_view>
-#include <thread>
 
-#include "utils/descriptor.hpp"
+#include "utils/open_below.hpp"
 #include "utils/platform.hpp"
 #include "utils/threads.hpp"
 
@@ -62,11 +61,16 @@ class DirectoryCursor {
 };
 
 void look_at(DirectoryCursor& cursor, const std::string& path, PathStatuses& found) {
+    if (!is_path_below(path)) {
+        found.warnings.push_back("left out, its path leads out of the repository: " + path);
+        return;
+    }
     const int parent = cursor.parent_of(path);
     const char* name = path.c_str() + path.rfind('/') + 1;
     struct stat status {};
     if (parent == -1 || ::fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) == -1) {
         if (says_nothing_is_there(errno)) return;
+        if (is_machine_failure(errno)) throw_system_error("cannot look at " + path);
         found.warnings.push_back("cannot look at " + path + ": " +
                                  std::system_category().message(errno));
     } else if (S_ISREG(status.st_mode)) {
@@ -83,27 +87,17 @@ void append(std::vector<Value>& to, std::vector<Value>& from) {
 
 }  // namespace
 
-PathStatuses look_at_paths(const std::filesystem::path& root, std::span<const std::string> paths,
+PathStatuses look_at_paths(const Descriptor& root, std::span<const std::string> paths,
                            unsigned threads) {
-    const Descriptor opened(
-        ::open(root.c_str(), platform::OPEN_FOR_LOOKUP | O_DIRECTORY | O_CLOEXEC));
-    if (!opened) throw_system_error("cannot open " + root.string());
     std::vector<PathStatuses> parts(std::max(threads, 1U));
-    const auto work = [&](std::size_t part) {
+    in_parallel(static_cast<unsigned>(parts.size()), [&](unsigned part) {
         const std::size_t begin = paths.size() * part / parts.size();
         const std::size_t end = paths.size() * (part + 1) / parts.size();
-        DirectoryCursor cursor(opened);
+        DirectoryCursor cursor(root);
         for (const std::string& path : paths.subspan(begin, end - begin)) {
             look_at(cursor, path, parts[part]);
         }
-    };
-    {
-        std::vector<std::jthread> helpers;
-        for (std::size_t part = 1; part < parts.size(); ++part) {
-            if (!add_thread(helpers, [&work, part] { work(part); })) work(part);
-        }
-        work(0);
-    }
+    });
     for (std::size_t part = 1; part < parts.size(); ++part) {
         append(parts[0].files, parts[part].files);
         append(parts[0].directories, parts[part].directories);

@@ -3,12 +3,12 @@
 // What the file system says about many paths of one tree. No symbolic link is followed anywhere
 // below the root: a path that leads through one leads to no file.
 
-#include <filesystem>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "indexer/listing/file_entry.hpp"
+#include "utils/descriptor.hpp"
 
 namespace codetext::indexer {
 
@@ -18,10 +18,11 @@ struct PathStatuses {
     std::vector<std::string> warnings;     ///< paths that could not be looked at, and why
 };
 
-/// Looks at each of `paths`, ascending and relative to `root`, with `threads` threads. A path that
-/// leads to neither a regular file nor a directory is left out.
-/// Throws std::system_error when `root` cannot be opened.
-PathStatuses look_at_paths(const std::filesystem::path& root, std::span<const std::string> paths,
+/// Looks at each of `paths`, ascending and relative to the directory `root`, with `threads`
+/// threads. A path that leads to neither a regular file nor a directory is left out, and so, with a
+/// warning, is one that is_path_below refuses. Throws std::system_error when the machine fails
+/// (is_machine_failure).
+PathStatuses look_at_paths(const Descriptor& root, std::span<const std::string> paths,
                            unsigned threads);
 
 }  // namespace codetext::indexer

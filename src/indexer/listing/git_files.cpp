@@ -5,26 +5,31 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "utils/platform.hpp"
+#include "indexer/listing/git_repository.hpp"
+#include "indexer/listing/git_view.hpp"
 #include "utils/process.hpp"
 
 namespace codetext::indexer {
 namespace {
 
-bool reaches_git(std::string_view variable) {
-    return !variable.starts_with("GIT_") || variable.starts_with("GIT_EXEC_PATH=") ||
-           (variable.starts_with("GIT_CONFIG_") && !variable.starts_with("GIT_CONFIG_PARAMETERS="));
+/// git's own message, without the line breaks at its end.
+[[noreturn]] void fail(const std::filesystem::path& directory, std::string message) {
+    while (message.ends_with('\n')) message.pop_back();
+    throw std::runtime_error("git cannot list the files of " + directory.string() + ": " + message);
 }
 
-std::vector<std::string> git_environment() {
-    std::vector<std::string> result = {"GIT_OPTIONAL_LOCKS=0"};
-    for (char** variable = environ; *variable != nullptr; ++variable) {
-        if (reaches_git(*variable)) result.emplace_back(*variable);
-    }
-    return result;
+/// git refuses a repository that another user owns, unless the configuration of this user names it
+/// in safe.directory. It looks at nothing else when it only has to say where the repository is.
+void check_owner(const GitRepository& repository) {
+    if (is_owned_by_user(repository)) return;
+    const ProcessResult asked = run_process(
+        {"git", "-C", repository.work_tree.native(), "rev-parse", "--git-dir"}, git_environment());
+    if (asked.status != 0) fail(repository.work_tree, asked.errors);
 }
 
-ProcessResult list(const std::filesystem::path& directory, std::vector<std::string> what) {
+// The first two settings may stand in the user's own configuration, and would start programs.
+ProcessResult list(const GitView& view, const std::filesystem::path& directory,
+                   std::vector<std::string> what) {
     std::vector<std::string> arguments = {"git",
                                           "-C",
                                           directory.native(),
@@ -35,12 +40,8 @@ ProcessResult list(const std::filesystem::path& directory, std::vector<std::stri
                                           "ls-files",
                                           "-z"};
     arguments.insert(arguments.end(), what.begin(), what.end());
-    ProcessResult result = run_process(arguments, git_environment());
-    if (result.status != 0) {
-        while (result.errors.ends_with('\n')) result.errors.pop_back();
-        throw std::runtime_error("git cannot list the files of " + directory.string() + ": " +
-                                 result.errors);
-    }
+    ProcessResult result = run_process(arguments, view.environment());
+    if (result.status != 0) fail(directory, std::move(result.errors));
     return result;
 }
 
@@ -54,30 +55,15 @@ void append_split(std::string_view text, char separator, std::vector<std::string
 
 }  // namespace
 
-bool is_git_root(const std::filesystem::path& directory) {
-    std::error_code ignored;
-    const std::filesystem::path git = directory / ".git";
-    const std::filesystem::file_status status = std::filesystem::status(git, ignored);
-    if (std::filesystem::is_regular_file(status)) return true;
-    return std::filesystem::is_directory(status) &&
-           std::filesystem::exists(std::filesystem::symlink_status(git / "HEAD", ignored));
-}
-
-bool in_git_work_tree(const std::filesystem::path& directory) {
-    std::filesystem::path at = std::filesystem::canonical(directory);
-    while (!is_git_root(at)) {
-        if (at == at.root_path()) return false;
-        at = at.parent_path();
-    }
-    return true;
-}
-
-GitPaths git_paths(const std::filesystem::path& directory) {
+GitPaths git_paths(const std::filesystem::path& root, const std::filesystem::path& directory) {
+    const GitRepository repository = open_git_repository(root);
+    check_owner(repository);
+    const GitView view(repository);
     // Without a policy, std::async does without a thread where the system has none to give.
-    auto untracked = std::async([&directory] {
-        return list(directory, {"--others", "--exclude-standard"});
+    auto untracked = std::async([&] {
+        return list(view, directory, {"--others", "--exclude-standard"});
     });
-    const ProcessResult tracked = list(directory, {"--cached"});
+    const ProcessResult tracked = list(view, directory, {"--cached"});
     const ProcessResult others = untracked.get();
 
     GitPaths result;

@@ -9,13 +9,6 @@
 
 namespace codetext::indexer {
 
-/// Whether `directory` is the root of a git repository: it has a `.git` directory with a HEAD, or a
-/// `.git` file, which names a repository elsewhere (a linked work tree, a submodule).
-bool is_git_root(const std::filesystem::path& directory);
-
-/// Whether `directory` or one above it is a git root.
-bool in_git_work_tree(const std::filesystem::path& directory);
-
 struct GitPaths {
     /// Relative to the directory, with "/", ascending. A repository inside (a submodule, or one
     /// that git does not track) is one path, without a final "/". A path in a merge conflict is
@@ -24,10 +17,10 @@ struct GitPaths {
     std::vector<std::string> warnings;  ///< what git complained about, one line each
 };
 
-/// The paths that git names below `directory`. git's hooks and file-system monitor are switched
-/// off. Of the environment's GIT_ variables only those that say where git's configuration lies are
-/// passed on, so that none leads to another repository. Throws std::runtime_error with git's own
-/// message when git fails, std::system_error when git cannot be run.
-GitPaths git_paths(const std::filesystem::path& directory);
+/// The paths that git names below `directory`, in the work tree whose root is `root`. git sees the
+/// repository's index, objects and ignore rules only (GitView), so nothing in the repository makes
+/// it run a program or fetch anything. Throws std::runtime_error with git's own message when git
+/// fails or refuses another user's repository, std::system_error when git cannot be run.
+GitPaths git_paths(const std::filesystem::path& root, const std::filesystem::path& directory);
 
 }  // namespace codetext::indexer

@@ -5,13 +5,13 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string_view>
-#include <thread>
 
-#include "utils/descriptor.hpp"
+#include "utils/open_below.hpp"
 #include "utils/platform.hpp"
 #include "utils/threads.hpp"
 
@@ -37,7 +37,7 @@ struct Directory {
     std::string path;  ///< empty for the root, else with a final "/"
     std::vector<Entry> entries;
     bool is_repository = false;
-    std::string warning;
+    std::vector<std::string> warnings;
 };
 
 struct CloseDirectory {
@@ -47,24 +47,28 @@ using DirectoryStream = std::unique_ptr<DIR, CloseDirectory>;
 
 constexpr int OPEN_DIRECTORY = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
-void warn(Directory& directory, int error) {
+void warn(Directory& directory, const std::string& doing, int error) {
     if (says_nothing_is_there(error)) return;  // it went away after its parent was read
-    directory.warning = "cannot read the directory " + directory.path + ": " +
-                        std::system_category().message(error);
+    const std::string what = doing + directory.path;
+    if (is_machine_failure(error)) throw std::system_error(error, std::system_category(), what);
+    directory.warnings.push_back(what + ": " + std::system_category().message(error));
 }
+
+constexpr const char* READING = "cannot read the directory ";
 
 bool is_dot_entry(std::string_view name) { return name == "." || name == ".."; }
 
 /// The entry, with size and time when it is a regular file. None when it is neither a regular file
-/// nor a directory, or is gone.
-std::optional<Entry> look_at(int directory, const dirent& found) {
+/// nor a directory, or cannot be looked at.
+std::optional<Entry> look_at(int number, const dirent& found, Directory& directory) {
     Entry entry;
     entry.name = static_cast<const char*>(found.d_name);
     const bool may_be_file = found.d_type == DT_REG || found.d_type == DT_UNKNOWN;
     if (!may_be_file && found.d_type != DT_DIR) return std::nullopt;
     struct stat status {};
     if (may_be_file) {
-        if (::fstatat(directory, entry.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == -1) {
+        if (::fstatat(number, entry.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == -1) {
+            warn(directory, "cannot look at " + entry.name + " in ", errno);
             return std::nullopt;
         }
         entry.size = status.st_size;
@@ -89,7 +93,7 @@ void read_entries(DIR* stream, Directory& directory) {
     errno = 0;
     while (const dirent* found = ::readdir(stream)) {
         if (is_dot_entry(static_cast<const char*>(found->d_name))) continue;
-        std::optional<Entry> entry = look_at(number, *found);
+        std::optional<Entry> entry = look_at(number, *found, directory);
         errno = 0;
         if (!entry) continue;
         directory.is_repository = directory.is_repository || marks_repository(number, *entry);
@@ -98,17 +102,18 @@ void read_entries(DIR* stream, Directory& directory) {
         directory.entries.push_back(std::move(*entry));
         errno = 0;
     }
-    if (errno != 0) warn(directory, errno);
+    if (errno != 0) warn(directory, READING, errno);
 }
 
 /// Reads the entries of one directory, but not its subdirectories.
 void read_directory(const Descriptor& root, Directory& directory) {
-    const std::string path =
-        directory.path.empty() ? "." : directory.path.substr(0, directory.path.size() - 1);
-    Descriptor descriptor(::openat(root.number(), path.c_str(), OPEN_DIRECTORY));
-    if (!descriptor) return warn(directory, errno);
+    const std::string_view path = directory.path;
+    Descriptor descriptor = path.empty()
+                                ? Descriptor(::openat(root.number(), ".", OPEN_DIRECTORY))
+                                : open_below(root, path.substr(0, path.size() - 1), OPEN_DIRECTORY);
+    if (!descriptor) return warn(directory, READING, errno);
     const DirectoryStream stream(::fdopendir(descriptor.number()));
-    if (!stream) return warn(directory, errno);
+    if (!stream) return warn(directory, READING, errno);
     descriptor.release();
     read_entries(stream.get(), directory);
     if (directory.is_repository) directory.entries.clear();
@@ -123,7 +128,8 @@ class Pending {
     /// The next directory; null when every one is read.
     Directory* take() {
         std::unique_lock lock(_mutex);
-        _changed.wait(lock, [this] { return !_directories.empty() || _unfinished == 0; });
+        _changed.wait(
+            lock, [this] { return !_directories.empty() || _unfinished == 0 || _is_abandoned; });
         if (_directories.empty()) return nullptr;
         Directory* directory = _directories.back();
         _directories.pop_back();
@@ -133,6 +139,7 @@ class Pending {
     /// Puts the directory's subdirectories in its place.
     void finish(const Directory& directory) {
         const std::lock_guard lock(_mutex);
+        if (_is_abandoned) return;
         for (const Entry& entry : directory.entries) {
             if (!entry.directory) continue;
             _directories.push_back(entry.directory.get());
@@ -142,15 +149,24 @@ class Pending {
         _changed.notify_all();
     }
 
+    /// Leaves the rest unread, so that no thread waits for more.
+    void abandon() {
+        const std::lock_guard lock(_mutex);
+        _directories.clear();
+        _is_abandoned = true;
+        _changed.notify_all();
+    }
+
   private:
     std::mutex _mutex;
     std::condition_variable _changed;
     std::vector<Directory*> _directories;
     std::int64_t _unfinished;
+    bool _is_abandoned = false;
 };
 
 void gather(Directory& directory, TreeWalk& walk) {
-    if (!directory.warning.empty()) walk.warnings.push_back(std::move(directory.warning));
+    std::ranges::move(directory.warnings, std::back_inserter(walk.warnings));
     if (directory.is_repository) {
         walk.repositories.push_back(directory.path.substr(0, directory.path.size() - 1));
     }
@@ -165,22 +181,20 @@ void gather(Directory& directory, TreeWalk& walk) {
 
 }  // namespace
 
-TreeWalk walk_tree(const std::filesystem::path& root, unsigned threads) {
-    const Descriptor opened(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!opened) throw_system_error("cannot open " + root.string());
+TreeWalk walk_tree(const Descriptor& root, unsigned threads) {
     Directory top;
     Pending pending(top);
-    const auto work = [&] {
-        while (Directory* directory = pending.take()) {
-            read_directory(opened, *directory);
-            pending.finish(*directory);
+    in_parallel(std::max(threads, 1U), [&](unsigned) {
+        try {
+            while (Directory* directory = pending.take()) {
+                read_directory(root, *directory);
+                pending.finish(*directory);
+            }
+        } catch (...) {
+            pending.abandon();
+            throw;
         }
-    };
-    {
-        std::vector<std::jthread> helpers;
-        while (helpers.size() + 1 < threads && add_thread(helpers, work)) continue;
-        work();
-    }
+    });
     TreeWalk walk;
     gather(top, walk);
     return walk;

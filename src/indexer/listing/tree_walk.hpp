@@ -4,22 +4,22 @@
 // files are among them; symbolic links are not followed, and directories named `.git` and
 // `.codetext` are not entered.
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "indexer/listing/file_entry.hpp"
+#include "utils/descriptor.hpp"
 
 namespace codetext::indexer {
 
 struct TreeWalk {
     std::vector<FileEntry> files;           ///< ascending by path
     std::vector<std::string> repositories;  ///< directories that are git roots; not entered
-    std::vector<std::string> warnings;      ///< directories that could not be read, and why
+    std::vector<std::string> warnings;      ///< what could not be read or looked at, and why
 };
 
 /// Walks the directory `root` with `threads` threads. A file that goes away meanwhile is left out.
-/// Throws std::system_error when `root` itself cannot be opened.
-TreeWalk walk_tree(const std::filesystem::path& root, unsigned threads);
+/// Throws std::system_error when the machine fails (is_machine_failure).
+TreeWalk walk_tree(const Descriptor& root, unsigned threads);
 
 }  // namespace codetext::indexer

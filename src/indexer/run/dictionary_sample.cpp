@@ -25,11 +25,12 @@ bool is_sampled(const PlannedFile& file) {
            !code_text::text_kept_on_disk(file.language, file.entry.size);
 }
 
-std::vector<Chunk> chunks_of(const std::filesystem::path& path) {
+std::vector<Chunk> chunks_of(const Descriptor& root, const std::string& path) {
     std::string bytes;
     try {
-        bytes = fsio::read_bytes_no_follow(path);
-    } catch (const std::system_error&) {
+        bytes = fsio::read_file_below(root, path).bytes;
+    } catch (const std::system_error& error) {
+        if (is_machine_failure(error.code().value())) throw;
         return {};  // the run reads the file again and reports why it cannot
     }
     if (is_binary(bytes)) return {};
@@ -52,8 +53,7 @@ void add_spread(std::vector<Chunk> chunks, std::size_t budget_bytes,
 
 }  // namespace
 
-std::vector<std::string> sample_chunks(const std::filesystem::path& root,
-                                       std::span<const PlannedFile> files) {
+std::vector<std::string> sample_chunks(const Descriptor& root, std::span<const PlannedFile> files) {
     std::vector<const PlannedFile*> candidates;
     for (const PlannedFile& file : files) {
         if (is_sampled(file)) candidates.push_back(&file);
@@ -68,7 +68,7 @@ std::vector<std::string> sample_chunks(const std::filesystem::path& root,
     std::vector<std::string> samples;
     for (std::size_t i = 0; i < sampled; ++i) {
         const PlannedFile& file = *candidates[i * candidates.size() / sampled];
-        add_spread(chunks_of(root / file.entry.path), budget_bytes, samples);
+        add_spread(chunks_of(root, file.entry.path), budget_bytes, samples);
     }
     return samples;
 }

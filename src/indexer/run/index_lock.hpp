@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "storage/index_directory.hpp"
 #include "utils/descriptor.hpp"
 
 namespace codetext::indexer {
@@ -11,8 +12,10 @@ namespace codetext::indexer {
 class IndexLock {
   public:
     /// Makes the directory of the index when it is missing. Throws std::runtime_error when another
-    /// run holds the lock, std::system_error when the directory or the lock file cannot be made.
-    explicit IndexLock(const std::filesystem::path& root);
+    /// run holds the lock, std::system_error when the lock file cannot be made, and what
+    /// schema::make_index_directory throws.
+    explicit IndexLock(const std::filesystem::path& root,
+                       schema::Owners owners = schema::Owners::TRUSTED);
 
   private:
     Descriptor _file;

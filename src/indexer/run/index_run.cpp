@@ -14,6 +14,7 @@
 #include "indexer/run/index_lock.hpp"
 #include "indexer/run/index_store.hpp"
 #include "indexer/run/parse_pipeline.hpp"
+#include "utils/open_below.hpp"
 
 namespace codetext::indexer {
 namespace {
@@ -33,7 +34,7 @@ std::vector<schema::UpgradeStep> upgrade_if_older(Database& db) {
 
 Database open_or_create(const std::filesystem::path& root, const IndexOptions& options,
                         IndexReport& report) {
-    Database db = schema::open_or_create_index(root, options.layout);
+    Database db = schema::open_or_create_index(root, options.layout, options.owners);
     report.upgrade_steps = upgrade_if_older(db);
     return db;
 }
@@ -54,7 +55,7 @@ chunk_store::Layout layout_of(const Database& db, const IndexOptions& options) {
 }
 
 chunk_store::DictionaryHandle dictionary_for(Database& db, chunk_store::Layout layout,
-                                             const std::filesystem::path& root,
+                                             const Descriptor& root,
                                              const std::vector<PlannedFile>& files) {
     if (layout != chunk_store::COMPRESSED || files.empty()) return nullptr;
     if (auto dictionary = chunk_store::load_dictionary(db)) return dictionary;
@@ -105,9 +106,8 @@ void count_unchanged(const ChangePlan& plan, IndexReport& report) {
 }
 
 /// Reads and stores the files of the plan, and counts them.
-void read_files(Database& db, IndexStore& store, chunk_store::Layout layout,
-                const std::filesystem::path& root, const ChangePlan& plan,
-                const IndexOptions& options, IndexReport& report) {
+void read_files(Database& db, IndexStore& store, chunk_store::Layout layout, const Descriptor& root,
+                const ChangePlan& plan, const IndexOptions& options, IndexReport& report) {
     ParsePipeline pipeline =
         parse_files(root, plan.to_read, layout, dictionary_for(db, layout, root, plan.to_read),
                     thread_count(options));
@@ -142,7 +142,7 @@ std::optional<std::string> checkpoint(Database& db) {
 }  // namespace
 
 IndexReport index_repository(const std::filesystem::path& root, const IndexOptions& options) {
-    const IndexLock lock(root);
+    const IndexLock lock(root, options.owners);
     IndexReport report;
     Database db = open_or_create(root, options, report);
     const chunk_store::Layout layout = layout_of(db, options);
@@ -153,7 +153,7 @@ IndexReport index_repository(const std::filesystem::path& root, const IndexOptio
 
     IndexStore store(db, layout);
     store.begin_changes(plan);
-    read_files(db, store, layout, root, plan, options, report);
+    read_files(db, store, layout, open_root(root), plan, options, report);
     store.commit();
     schema::set_filled(db);
     if (!store.has_written()) return report;
@@ -161,13 +161,20 @@ IndexReport index_repository(const std::filesystem::path& root, const IndexOptio
     return report;
 }
 
-std::vector<schema::UpgradeStep> upgrade_index(const std::filesystem::path& root) {
-    const IndexLock lock(root);
+std::vector<schema::UpgradeStep> upgrade_index(const std::filesystem::path& root,
+                                               schema::Owners owners) {
+    const IndexLock lock(root, owners);
     Database db = schema::open_any_version(schema::index_path(root), Access::READ_WRITE);
     std::vector<schema::UpgradeStep> steps = upgrade_if_older(db);
     if (steps.empty()) return steps;
     if (const auto warning = checkpoint(db)) steps.back().what += "; " + *warning;
     return steps;
+}
+
+void clean_index(const std::filesystem::path& root, schema::Owners owners) {
+    if (!schema::open_index_directory(root, owners)) return;
+    const IndexLock lock(root, owners);
+    schema::remove_index(root, owners);
 }
 
 }  // namespace codetext::indexer

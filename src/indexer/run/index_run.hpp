@@ -21,6 +21,7 @@ namespace codetext::indexer {
 struct IndexOptions {
     /// The layout of a new index. An index with another layout is refused.
     std::optional<chunk_store::Layout> layout;
+    schema::Owners owners = schema::Owners::TRUSTED;  ///< of an index that is there
     unsigned threads = 0;  ///< threads that read and pack files; 0: one for each processor
     /// Called after each file, with the number of files done and of those to be read in this run.
     std::function<void(std::int64_t done, std::int64_t total)> progress;
@@ -53,6 +54,12 @@ IndexReport index_repository(const std::filesystem::path& root, const IndexOptio
 
 /// Only upgrades the index of the repository at `root`, which must exist. Returns the steps taken;
 /// none for an index that is up to date. Throws as index_repository does.
-std::vector<schema::UpgradeStep> upgrade_index(const std::filesystem::path& root);
+std::vector<schema::UpgradeStep> upgrade_index(const std::filesystem::path& root,
+                                               schema::Owners owners = schema::Owners::TRUSTED);
+
+/// Removes the index of the repository at `root`; nothing where there is none. Throws
+/// std::runtime_error while a run is going on, and what schema::remove_index throws.
+void clean_index(const std::filesystem::path& root,
+                 schema::Owners owners = schema::Owners::TRUSTED);
 
 }  // namespace codetext::indexer

@@ -2,7 +2,6 @@
 
 #include <xxhash.h>
 
-#include <cerrno>
 #include <chrono>
 #include <span>
 #include <system_error>
@@ -43,11 +42,6 @@ bool holds(const KnownFile& known, std::int64_t content_hash) {
     return known.text_is_stored && known.language_is_current && known.content_hash == content_hash;
 }
 
-/// Whether a read failed because of the process, not because of the file.
-bool is_shortage(const std::error_code& code) {
-    return code.value() == EMFILE || code.value() == ENFILE || code.value() == ENOMEM;
-}
-
 void parse_text(const PlannedFile& file, std::string bytes, chunk_store::Packer& packer,
                 ParsedFile& parsed) {
     parsed.outcome = Outcome::KEPT_ON_DISK;
@@ -64,15 +58,15 @@ bool is_binary(std::string_view bytes) {
     return bytes.substr(0, BINARY_TEST_BYTES).find('\0') != std::string_view::npos;
 }
 
-ParsedFile parse_file(const std::filesystem::path& root, const PlannedFile& file,
+ParsedFile parse_file(const Descriptor& root, const PlannedFile& file,
                       chunk_store::Packer& packer) {
     ParsedFile parsed;
     fsio::FileContent content;
     const std::int64_t read_at_ns = now_ns();
     try {
-        content = fsio::read_file_no_follow(root / file.entry.path);
+        content = fsio::read_file_below(root, file.entry.path);
     } catch (const std::system_error& error) {
-        if (is_shortage(error.code())) throw;
+        if (is_machine_failure(error.code().value())) throw;
         parsed.error = error.code().message();
         return parsed;
     }

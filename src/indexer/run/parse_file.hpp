@@ -4,12 +4,12 @@
 // any thread can do it.
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
 #include <string_view>
 
 #include "indexer/plan/change_plan.hpp"
 #include "storage/chunk_store/writer.hpp"
+#include "utils/descriptor.hpp"
 
 namespace codetext::indexer {
 
@@ -39,9 +39,7 @@ struct ParsedFile {
 bool is_binary(std::string_view bytes);
 
 /// Reads the file below `root` and does all that storing it needs. A file that cannot be read is
-/// UNREADABLE. Throws std::system_error when the process itself lacks what it needs to read files
-/// (descriptors, memory).
-ParsedFile parse_file(const std::filesystem::path& root, const PlannedFile& file,
-                      chunk_store::Packer& packer);
+/// UNREADABLE. Throws std::system_error when the machine fails (is_machine_failure).
+ParsedFile parse_file(const Descriptor& root, const PlannedFile& file, chunk_store::Packer& packer);
 
 }  // namespace codetext::indexer

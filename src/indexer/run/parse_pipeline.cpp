@@ -14,13 +14,13 @@ constexpr std::size_t WINDOW_BYTES = 64 << 20;
 
 }  // namespace
 
-ParsePipeline parse_files(const std::filesystem::path& root, std::span<const PlannedFile> files,
+ParsePipeline parse_files(const Descriptor& root, std::span<const PlannedFile> files,
                           chunk_store::Layout layout, chunk_store::DictionaryHandle dictionary,
                           unsigned threads) {
-    const auto make_worker = [root, files, layout, dictionary = std::move(dictionary)] {
+    const auto make_worker = [&root, files, layout, dictionary = std::move(dictionary)] {
         // std::function wants what it holds to be copyable.
         auto packer = std::make_shared<chunk_store::Packer>(layout, dictionary);
-        return [root, files, packer = std::move(packer)](std::size_t item) {
+        return [&root, files, packer = std::move(packer)](std::size_t item) {
             return parse_file(root, files[item], *packer);
         };
     };

@@ -2,9 +2,6 @@
 
 // The files and directories that a search was told to look at. A path is found among thousands in
 // as many steps as it has components.
-//
-//   const search::SearchedPaths searched({"drivers", "lib/list.c"});
-//   if (searched.hold("drivers/net/tun.c")) use(path);
 
 #include <initializer_list>
 #include <optional>

@@ -20,7 +20,7 @@ constexpr std::size_t GROWTH = 4;
 }  // namespace
 
 SearchBatches::SearchBatches(const Database& db, const SearchOptions& options)
-    : _db(&db), _options(&options) {
+    : _db(&db), _options(&options), _reader(code_text::repository_root(db)) {
     if (options.source != SourceWanted::DISK) _layout = chunk_store::layout(db);
     if (_layout && chunk_store::asks_before_reading(*_layout)) {
         _candidates = chunks_worth_searching(db, options.query);
@@ -94,13 +94,13 @@ code_text::SourceChoice SearchBatches::_choose(const std::vector<FileRow>& files
     const Query& query = _options->query;
     if (_options->source == SourceWanted::DISK) {
         // A pattern is tried on every line, so that nothing but the pattern decides.
-        code_text::SourceChoice disk =
-            code_text::text_source(*_db, {}, query.pattern ? std::nullopt : query.needle,
-                                   query.case_sensitive, std::nullopt);
+        code_text::SourceChoice disk = code_text::text_source(
+            *_db, {}, query.pattern ? std::nullopt : query.needle, query.case_sensitive,
+            std::nullopt, std::nullopt, _reader.reader());
         return {std::move(disk.source), std::nullopt};
     }
     return code_text::text_source(*_db, files, query.needle, query.case_sensitive, _layout,
-                                  _candidates);
+                                  _candidates, _reader.reader());
 }
 
 }  // namespace codetext::search

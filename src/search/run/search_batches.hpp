@@ -13,6 +13,7 @@
 
 #include "search/files/file_selection.hpp"
 #include "search/run/search_run.hpp"
+#include "search/run/tree_reader.hpp"
 #include "storage/chunk_store.hpp"
 #include "storage/code_text.hpp"
 
@@ -39,6 +40,9 @@ class SearchBatches {
     /// Why the disk is read although the index was asked. Known once next() has given a batch.
     const std::optional<std::string>& reason() const { return _reason; }
 
+    /// The files that could not be read so far.
+    UnreadFiles unread() const { return _reader.unread(); }
+
   private:
     void _start();
     std::vector<std::int64_t> _files_worth_searching() const;
@@ -47,6 +51,7 @@ class SearchBatches {
 
     const Database* _db;
     const SearchOptions* _options;
+    TreeReader _reader;
     std::optional<chunk_store::Layout> _layout;
     std::optional<chunk_store::Candidates> _candidates;  ///< none: the index narrows nothing
     /// Ids of the files worth searching; none: all of them.

@@ -142,6 +142,7 @@ SearchResult run_search(Database& db, const SearchOptions& options, const Render
             options.limit > 0 && BatchSearch(options, render, *std::move(batch)).run(emit, result);
     }
     result.reason = batches.reason();
+    result.unread = batches.unread();
     return result;
 }
 

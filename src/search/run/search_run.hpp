@@ -15,6 +15,7 @@
 #include "search/files/file_selection.hpp"
 #include "search/query/query.hpp"
 #include "search/run/file_search.hpp"
+#include "search/run/tree_reader.hpp"
 #include "storage/database.hpp"
 
 namespace codetext::search {
@@ -51,6 +52,7 @@ struct SearchResult {
     std::optional<std::string> reason;  ///< why the disk was read although the index was asked
     std::int64_t results = 0;           ///< of the kind that the options name
     bool stopped = false;               ///< `emit` gave false
+    UnreadFiles unread;                 ///< on disk, so that the answer may lack matches in them
 };
 
 /// The index cannot answer a search that wants it to; the message holds the reason.
@@ -61,7 +63,8 @@ class IndexCannotAnswer : public std::runtime_error {
 
 /// Runs the search in one read transaction on `db`, which must not be inside one. `emit` gets what
 /// `render` makes of each file that has a result, an empty text included. Throws IndexCannotAnswer;
-/// passes on what `render` and `emit` throw, and every failure of the index.
+/// passes on what `render` and `emit` throw, every failure of the index, and std::runtime_error
+/// when the machine fails while files are read from disk (is_machine_failure).
 SearchResult run_search(Database& db, const SearchOptions& options, const Render& render,
                         const Emit& emit);
 

@@ -53,6 +53,10 @@ Lines lines(TextSource& source, std::int64_t file_id, const std::string& path) {
     return std::visit([&](auto& text) { return text.lines(file_id, path); }, source);
 }
 
+std::filesystem::path repository_root(const Database& db) {
+    return db.db_path().parent_path().parent_path().parent_path();
+}
+
 ChunkState _chunk_state(const Database& db, chunk_store::Layout store) {
     const std::optional<Row> row = db.fetchone(state_statement(store));
     if (!row) return {0, std::make_shared<const FileIds>()};
@@ -63,9 +67,8 @@ ChunkState _chunk_state(const Database& db, chunk_store::Layout store) {
 SourceChoice text_source(const Database& db, std::span<const FileRow> files,
                          const std::optional<std::string>& needle, bool case_sensitive,
                          std::optional<chunk_store::Layout> store,
-                         const std::optional<chunk_store::Candidates>& asked) {
-    const std::filesystem::path root = db.db_path().parent_path().parent_path().parent_path();
-    DiskText disk(root, needle, case_sensitive);
+                         const std::optional<chunk_store::Candidates>& asked, FileReader read) {
+    DiskText disk(repository_root(db), needle, case_sensitive, std::move(read));
     if (!store) return {std::move(disk), std::string(NO_TEXT_TABLE)};
     auto [unchunked, on_disk] = _chunk_state(db, *store);
     if (unchunked != 0) {

@@ -7,6 +7,7 @@
 //   if (reason) report(*reason);
 //   SegmentList segments = code_text::segments(source, file.file_id, file.path);
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <span>
@@ -41,11 +42,16 @@ struct SourceChoice {
 /// failure on.
 ///
 /// `asked` saves asking the trigram index again: the chunks that may match, from a caller that had
-/// to know them to choose `files`. Only where chunk_store::asks_before_reading(store).
+/// to know them to choose `files`. Only where chunk_store::asks_before_reading(store). `read` gives
+/// the content of a file on disk.
 SourceChoice text_source(const Database& db, std::span<const FileRow> files,
                          const std::optional<std::string>& needle, bool case_sensitive,
                          std::optional<chunk_store::Layout> store,
-                         const std::optional<chunk_store::Candidates>& asked = std::nullopt);
+                         const std::optional<chunk_store::Candidates>& asked = std::nullopt,
+                         FileReader read = fsio::read_bytes_no_follow);
+
+/// The root of the repository whose index this is.
+std::filesystem::path repository_root(const Database& db);
 
 struct ChunkState {
     std::int64_t unchunked;  ///< files that should have chunks and lack their first

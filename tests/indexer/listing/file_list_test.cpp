@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include "indexer/listing/file_status.hpp"
+#include "utils/open_below.hpp"
 #include "utils/platform.hpp"
 #include "utils/process.hpp"
 #include "utils/reference.hpp"
@@ -106,7 +107,10 @@ TEST(file_list, in_git_is_what_git_names_and_is_a_regular_file) {
     EXPECT_THAT(list_files(folder.path(), 2).warnings, IsEmpty());
     EXPECT_THAT(paths(folder.path() / "src"), ElementsAre("main.c", "two\nlines"));
     const std::vector<std::string> too_long = {"new", std::string(300, 'x')};
-    EXPECT_THAT(look_at_paths(folder.path(), too_long, 2).warnings,
+    const std::vector<std::string> outside = {"../" + folder.path().filename().string() + "/new"};
+    EXPECT_THAT(look_at_paths(open_root(folder.path()), outside, 1).warnings,
+                ElementsAre(HasSubstr("leads out")));
+    EXPECT_THAT(look_at_paths(open_root(folder.path()), too_long, 2).warnings,
                 ElementsAre(HasSubstr("File name too long")));
 }
 
@@ -156,6 +160,117 @@ TEST(file_list, names_a_path_in_conflict_once) {
     }
     EXPECT_THROW(git(folder.path(), "merge left"), std::runtime_error);
     EXPECT_THAT(paths(folder.path()), ElementsAre("both"));
+}
+
+// What plain git names in a repository of every shape that decides how its index is read.
+TEST(file_list, is_what_git_names_in_repositories_of_other_shapes) {
+    for (const std::string shape :
+         {"init -q --object-format=sha256 .", "update-index --split-index",
+          "sparse-checkout set --cone --sparse-index kept"}) {
+        TempFolder folder;
+        if (shape.starts_with("init")) git(folder.path(), shape);
+        make_repository(folder, "", ".gitignore kept/a.c kept/b.o left/c.c");
+        folder.write(".gitignore", "*.o\n");
+        if (!shape.starts_with("init")) git(folder.path(), shape);
+        write(folder, {"new.c", "kept/new.o"});
+        std::vector<std::string> expected = {".gitignore", "kept/a.c", "kept/b.o", "left/c.c",
+                                             "new.c"};
+        if (shape.starts_with("sparse")) expected.erase(expected.begin() + 3);
+        EXPECT_EQ(paths(folder.path()), expected) << shape;
+    }
+}
+
+/// A configuration in which each key of git's that names a program runs `script`.
+std::string config_that_runs(const std::string& script) {
+    std::string config =
+        "[core]\nrepositoryFormatVersion = 1\n[extensions]\npartialClone = evil\n"
+        "[remote \"evil\"]\nurl = ext::" +
+        script +
+        "\npromisor = true\n"
+        "[protocol]\nallow = always\n";
+    for (const char* key : {"core.fsmonitor",
+                            "core.sshCommand",
+                            "core.gitProxy",
+                            "core.editor",
+                            "core.pager",
+                            "core.askPass",
+                            "core.alternateRefsCommand",
+                            "credential.helper",
+                            "diff.external",
+                            "diff.x.command",
+                            "diff.x.textconv",
+                            "filter.x.clean",
+                            "filter.x.smudge",
+                            "filter.x.process",
+                            "merge.x.driver",
+                            "gpg.program",
+                            "interactive.diffFilter",
+                            "pager.ls-files",
+                            "alias.ls-files",
+                            "remote.evil.uploadpack",
+                            "remote.evil.vcs",
+                            "uploadpack.packObjectsHook",
+                            "sequence.editor",
+                            "trailer.x.command"}) {
+        const std::string_view name = key;
+        config += "[" + std::string(name.substr(0, name.find('.')));
+        if (const auto inner = name.substr(name.find('.') + 1); inner.find('.') != inner.npos) {
+            config += " \"" + std::string(inner.substr(0, inner.find('.'))) + "\"";
+        }
+        config += "]\n" + std::string(name.substr(name.rfind('.') + 1)) + " = " + script + "\n";
+    }
+    return config;
+}
+
+TEST(file_list, runs_no_program_that_a_repository_names) {
+    TempFolder folder;
+    const fs::path script = folder.path() / "script", ran = folder.path() / "ran";
+    folder.write("script", "#!/bin/sh\necho \"$0 $*\" >> " + ran.string() + "\nexit 1\n");
+    fs::permissions(script, fs::perms::owner_all);
+    make_repository(folder, "top/", ".gitignore .gitattributes d/.gitignore d/a.c");
+    folder.write("top/.gitattributes", "* filter=x diff=x merge=x\n");
+    git(folder.path() / "top", "update-index --skip-worktree d/.gitignore");
+    fs::remove(folder.path() / "top/d/.gitignore");
+    write(folder, {"top/d/new.c"});
+    for (const char* prefix : {"bare/", ".git/hooks/"}) {
+        for (const char* name : {"HEAD", "config", "objects/x", "refs/x", "post-index-change"}) {
+            folder.write(std::string("top/") + prefix + name, "ref: refs/heads/main\n");
+        }
+    }
+    // The blob of d/.gitignore is lacking, as in a partial clone.
+    for (const auto& entry : fs::recursive_directory_iterator(folder.path() / "top/.git/objects")) {
+        if (entry.is_regular_file()) fs::remove(entry.path());
+    }
+    for (const char* config : {"top/.git/config", "top/bare/config"}) {
+        folder.write(config, config_that_runs(script));
+    }
+    EXPECT_THAT(paths(folder.path() / "top"), ::testing::IsSupersetOf({"d/a.c", "d/new.c"}));
+    paths(folder.path() / "top/bare");
+    EXPECT_FALSE(fs::exists(ran)) << folder.read("ran");
+    git(folder.path() / "top", "ls-files --others --exclude-standard");
+    EXPECT_THAT(folder.read("ran"), HasSubstr("script")) << "the trap works on plain git";
+}
+
+TEST(file_list, another_user_s_repository_is_refused_as_git_refuses_it) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+    TempFolder folder;
+    make_repository(folder, "", "a.c");
+    ASSERT_EQ(::chown((folder.path() / ".git").c_str(), 12345, 12345), 0);
+    const auto message = [&]() -> std::string {
+        try {
+            return paths(folder.path()).front();
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+    };
+    EXPECT_THAT(message(), HasSubstr("dubious ownership"));
+    ::setenv("SUDO_UID", "12345", 1);
+    EXPECT_EQ(message(), "a.c");
+    ::unsetenv("SUDO_UID");
+    folder.write("config", "[safe]\ndirectory = *\n");
+    ::setenv("GIT_CONFIG_GLOBAL", (folder.path() / "config").c_str(), 1);
+    EXPECT_EQ(message(), "a.c");
+    ::unsetenv("GIT_CONFIG_GLOBAL");
 }
 
 TEST(file_list, follows_the_user_s_configuration_and_is_not_redirected_by_the_environment) {

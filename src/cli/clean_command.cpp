@@ -1,0 +1,25 @@
+#include "cli/clean_command.hpp"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+
+#include "cli/repository.hpp"
+#include "indexer/run/index_run.hpp"
+
+namespace codetext::cli {
+
+Command clean_command(RepositoryArguments& arguments) {
+    return repository_command("clean", "Remove the index of a repository", arguments);
+}
+
+int clean_main(const RepositoryArguments& arguments, schema::Owners owners) {
+    const std::filesystem::path root = find_root(arguments.path());
+    const bool was_there = schema::open_index_directory(root, owners).number() != -1;
+    indexer::clean_index(root, owners);
+    const std::string place = (root / schema::INDEX_DIRECTORY).string();
+    fmt::print("{}\n", was_there ? "removed the index in " + place : "no index in " + place);
+    return 0;
+}
+
+}  // namespace codetext::cli

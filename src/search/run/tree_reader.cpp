@@ -1,0 +1,84 @@
+#include "search/run/tree_reader.hpp"
+
+#include <cerrno>
+#include <mutex>
+#include <stdexcept>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "utils/fsio.hpp"
+#include "utils/open_below.hpp"
+
+namespace codetext::search {
+namespace {
+
+/// Whether the error says that there is no such file, or that it is no regular file.
+bool is_no_file(int error) {
+    return says_nothing_is_there(error) || error == EISDIR || error == EINVAL || error == ENXIO;
+}
+
+}  // namespace
+
+class TreeReader::State {
+  public:
+    explicit State(std::filesystem::path root) : _root(std::move(root)) {}
+
+    std::string read(const std::filesystem::path& location) {
+        std::call_once(_is_open, [this] { _open(); });
+        const std::string_view path = _below(location.native());
+        try {
+            return fsio::read_file_below(_opened, path).bytes;
+        } catch (const std::system_error& error) {
+            const int code = error.code().value();
+            if (is_machine_failure(code)) throw std::runtime_error(error.what());
+            if (!is_no_file(code)) _note(path, error.code());
+            throw;
+        }
+    }
+
+    UnreadFiles unread() const {
+        const std::lock_guard lock(_mutex);
+        return _unread;
+    }
+
+  private:
+    void _open() {
+        try {
+            _opened = open_root(_root);
+        } catch (const std::system_error& error) {
+            throw std::runtime_error(error.what());  // not a file's own failure
+        }
+    }
+
+    /// The part of the location below the root; empty, which nothing opens, for one elsewhere.
+    std::string_view _below(std::string_view location) const {
+        const std::string_view root = _root.native();
+        if (!location.starts_with(root)) return "";
+        location.remove_prefix(root.size());
+        if (root.ends_with('/')) return location;
+        return location.starts_with('/') ? location.substr(1) : "";
+    }
+
+    void _note(std::string_view path, const std::error_code& why) {
+        const std::lock_guard lock(_mutex);
+        if (_unread.count++ == 0) _unread.first = std::string(path) + ": " + why.message();
+    }
+
+    std::filesystem::path _root;
+    std::once_flag _is_open;
+    Descriptor _opened;  ///< the root
+    mutable std::mutex _mutex;
+    UnreadFiles _unread;
+};
+
+TreeReader::TreeReader(const std::filesystem::path& root) : _state(std::make_shared<State>(root)) {}
+
+code_text::FileReader TreeReader::reader() const {
+    return
+        [state = _state](const std::filesystem::path& location) { return state->read(location); };
+}
+
+UnreadFiles TreeReader::unread() const { return _state->unread(); }
+
+}  // namespace codetext::search

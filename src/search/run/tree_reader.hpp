@@ -1,0 +1,40 @@
+#pragma once
+
+// How a search reads files from disk: only what lies below the repository's root, whatever links
+// lead elsewhere; and with a count of what it could not read, so that the answer can say so.
+// Private to search.
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "storage/code_text/file_text.hpp"
+
+namespace codetext::search {
+
+/// Files that are there and could not be read. What has gone since it was indexed, or is no regular
+/// file any more, merely has no match.
+struct UnreadFiles {
+    std::int64_t count = 0;
+    std::string first;  ///< "PATH: REASON" of one of them
+};
+
+class TreeReader {
+  public:
+    /// `root` is the directory that a text source puts in front of each path.
+    explicit TreeReader(const std::filesystem::path& root);
+
+    /// Several threads may call it at once. It fails with std::system_error where a text source is
+    /// to go on, and with another std::runtime_error when the machine fails (is_machine_failure):
+    /// the answer would lack files for no reason of theirs.
+    code_text::FileReader reader() const;
+
+    UnreadFiles unread() const;
+
+  private:
+    class State;
+    std::shared_ptr<State> _state;
+};
+
+}  // namespace codetext::search
