@@ -66,7 +66,7 @@ void report_problems(const indexer::IndexReport& result) {
 
 void print_summary(const indexer::IndexReport& report, Clock::duration elapsed) {
     for (const schema::UpgradeStep& step : report.upgrade_steps) {
-        fmt::print("upgraded {} to {}: {}\n", step.from, step.to, step.what);
+        print_line(fmt::format("upgraded {} to {}: {}", step.from, step.to, step.what));
     }
     fmt::print(
         "indexed {} files ({} new, {} changed, {} gone, {} kept on disk, {} binary skipped, "

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <system_error>
 
+#include "cli/escaped.hpp"
+
 namespace codetext::cli {
 
 namespace {
@@ -48,8 +50,10 @@ bool Output::_write_out(std::string_view text) {
 }
 
 void report(std::string_view message) {
-    const std::string line = fmt::format("codetext: {}\n", message);
+    const std::string line = fmt::format("codetext: {}\n", escaped(message));
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
+
+void print_line(std::string_view line) { fmt::print("{}\n", escaped(line)); }
 
 }  // namespace codetext::cli

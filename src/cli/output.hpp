@@ -30,7 +30,10 @@ class Output {
     std::string _buffer;
 };
 
-/// Prints the line "codetext: MESSAGE" on standard error.
+/// Prints the line "codetext: MESSAGE" on standard error, escaped. Every message goes through here.
 void report(std::string_view message);
+
+/// Prints a line on standard output, escaped.
+void print_line(std::string_view line);
 
 }  // namespace codetext::cli

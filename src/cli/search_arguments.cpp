@@ -88,6 +88,9 @@ Options form_options(SearchArguments& a) {
         {0, "color", "WHEN", GROUP,
          "Colors: always, never, or auto (the default): on a terminal unless NO_COLOR is set",
          Choice{&a.color, {"auto", "always", "never"}}},
+        {'0', "null", "", GROUP,
+         "A NUL after each path, in place of a `:`, `-` or line end; paths are not quoted",
+         Flag{&a.null}},
         {'n', "line-number", "", GROUP, "Accepted; line numbers are always shown",
          Flag{&a.line_number}},
         {0, "stats", "", GROUP, "Report on standard error what the search did", Flag{&a.stats}},
@@ -97,11 +100,12 @@ Options form_options(SearchArguments& a) {
 }  // namespace
 
 void SearchArguments::settle_pattern() {
-    if (json && (files_with_matches || files_without_match || count)) {
+    if (json && (files_with_matches || files_without_match || count || null)) {
         throw UsageError(fmt::format("--json cannot be combined with --{}",
                                      files_with_matches    ? "files-with-matches"
                                      : files_without_match ? "files-without-match"
-                                                           : "count"));
+                                     : count               ? "count"
+                                                           : "null"));
     }
     if (!patterns.empty()) return;
     if (paths.empty()) throw UsageError("search code: a pattern is missing");
@@ -122,6 +126,9 @@ Command search_command(SearchArguments& arguments) {
         .rest = &arguments.paths,
         .options = pattern_options(arguments),
         .notes =
+            "A path with a line break or another control character is shown in double quotes\n"
+            "with escapes, as git shows it. A terminal gets such characters of a line as\n"
+            "\\x1b or <U+202E>.\n\n"
             "Results come in the order of their paths. Bytes of a file that are not valid\n"
             "UTF-8 are searched and shown as U+FFFD, which takes 3 bytes; columns and offsets\n"
             "count the text as it is shown.\n\n"

@@ -21,7 +21,7 @@ struct SearchArguments {
     std::vector<std::string> globs, types, types_out;
     std::string color = "auto", source = "auto";
     bool column = false, vimgrep = false, json = false, stats = false;
-    bool heading = false, no_heading = false, line_number = false;
+    bool heading = false, no_heading = false, line_number = false, null = false;
     bool type_list = false;
 
     /// Checks that the options go together and, unless -e gave a pattern, moves the first

@@ -110,6 +110,8 @@ TextFormat text_format(const SearchArguments& arguments, bool is_terminal) {
         !arguments.vimgrep && !arguments.no_heading && (arguments.heading || is_terminal);
     format.column = arguments.column;
     format.each_match = arguments.vimgrep;
+    format.null = arguments.null;
+    format.to_terminal = is_terminal;
     if (use_color(arguments.color, is_terminal)) format.colors = ANSI;
     return format;
 }

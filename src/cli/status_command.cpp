@@ -7,6 +7,7 @@
 #include <string>
 
 #include "cli/existing_index.hpp"
+#include "cli/output.hpp"
 #include "cli/repository.hpp"
 #include "indexer/status.hpp"
 
@@ -36,17 +37,18 @@ Command status_command(RepositoryArguments& arguments) {
 int status_main(const RepositoryArguments& arguments, schema::Owners owners) {
     const Database db = open_existing_index(find_root(arguments.path()), owners);
     const indexer::IndexStatus status = indexer::index_status(db);
-    fmt::print("index           {}\n", db.db_path().string());
-    fmt::print("schema          {}\n", status.schema_version);
-    fmt::print("layout          {}\n", status.layout);
-    fmt::print("database        {}\n", readable_bytes(status.database_bytes));
-    fmt::print("files           {} ({})\n", status.files, readable_bytes(status.file_bytes));
-    fmt::print("chunks          {}\n", status.chunks);
-    fmt::print("kept on disk    {} ({})\n", status.kept_on_disk,
-               readable_bytes(status.kept_on_disk_bytes));
-    fmt::print("without chunks  {}\n", status.without_chunks);
-    fmt::print("skipped         {} binary, {} unreadable\n", status.binary_files,
-               status.unreadable_files);
+    print_line(fmt::format("index           {}", db.db_path().string()));
+    print_line(fmt::format("schema          {}", status.schema_version));
+    print_line(fmt::format("layout          {}", status.layout));
+    print_line(fmt::format("database        {}", readable_bytes(status.database_bytes)));
+    print_line(
+        fmt::format("files           {} ({})", status.files, readable_bytes(status.file_bytes)));
+    print_line(fmt::format("chunks          {}", status.chunks));
+    print_line(fmt::format("kept on disk    {} ({})", status.kept_on_disk,
+                           readable_bytes(status.kept_on_disk_bytes)));
+    print_line(fmt::format("without chunks  {}", status.without_chunks));
+    print_line(fmt::format("skipped         {} binary, {} unreadable", status.binary_files,
+                           status.unreadable_files));
     return 0;
 }
 

@@ -2,8 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <utility>
 #include <vector>
 
+#include "cli/escaped.hpp"
 #include "search/query/match_span.hpp"
 
 namespace codetext::cli {
@@ -19,9 +21,13 @@ void append_number(std::string& out, std::int64_t number) {
     out.append(digits.data(), digits.size());
 }
 
-void append_colored(std::string& out, std::string_view color, std::string_view text,
-                    std::string_view reset) {
-    out.append(color).append(text).append(reset);
+void append_path(std::string& out, const TextFormat& format, std::string_view path) {
+    out.append(format.colors.path).append(path).append(format.colors.reset);
+}
+
+void append_text(std::string& out, const TextFormat& format, std::string_view text) {
+    if (format.to_terminal) return append_escaped(out, text);
+    out.append(text);
 }
 
 // Writes the lines of one file.
@@ -31,7 +37,7 @@ class LineWriter {
         : _format(format),
           _out(&out),
           _needs_spans(format.column || format.each_match || !format.colors.match.empty()) {
-        if (!format.heading) append_colored(_path, format.colors.path, path, format.colors.reset);
+        if (!format.heading) append_path(_path, format, path);
     }
 
     void write(const ResultLine& line) {
@@ -46,7 +52,7 @@ class LineWriter {
         const char separator = line.is_match() ? ':' : '-';
         if (!_format.heading) {
             _out->append(_path);
-            *_out += separator;
+            *_out += _format.null ? '\0' : separator;
         }
         _out->append(_format.colors.line_number);
         append_number(*_out, line.number);
@@ -65,14 +71,14 @@ class LineWriter {
         if (!_format.colors.match.empty()) {
             for (const MatchSpan& span : spans) {
                 if (span.start == span.end) continue;
-                _out->append(text.substr(written, span.start - written));
-                append_colored(*_out, _format.colors.match,
-                               text.substr(span.start, span.end - span.start),
-                               _format.colors.reset);
+                append_text(*_out, _format, text.substr(written, span.start - written));
+                _out->append(_format.colors.match);
+                append_text(*_out, _format, text.substr(span.start, span.end - span.start));
+                _out->append(_format.colors.reset);
                 written = span.end;
             }
         }
-        _out->append(text.substr(written));
+        append_text(*_out, _format, text.substr(written));
     }
 
     const TextFormat& _format;
@@ -96,8 +102,8 @@ void render_lines(const FileResult& result, const TextFormat& format, std::strin
                   bool context, std::string& out) {
     out.reserve(size_of_lines(result, format, path));
     if (format.heading) {
-        append_colored(out, format.colors.path, path, format.colors.reset);
-        out += '\n';
+        append_path(out, format, path);
+        out += format.null ? '\0' : '\n';
     }
     LineWriter writer(format, path, out);
     std::int64_t follows = 0;
@@ -112,15 +118,16 @@ void render_lines(const FileResult& result, const TextFormat& format, std::strin
 
 void render_text(const FileResult& result, const TextFormat& format, bool context,
                  std::string& out) {
-    const std::string path = format.paths->shown(result.file->path);
+    std::string path = format.paths->shown(result.file->path);
+    if (!format.null || format.to_terminal) path = quoted_path(std::move(path));
     if (format.shows == TextFormat::Shows::LINES) {
         return render_lines(result, format, path, context, out);
     }
-    append_colored(out, format.colors.path, path, format.colors.reset);
-    if (format.shows == TextFormat::Shows::COUNTS) {
-        out += ':';
-        append_number(out, result.stats.matched_lines);
-    }
+    append_path(out, format, path);
+    const bool counts = format.shows == TextFormat::Shows::COUNTS;
+    out += format.null ? '\0' : counts ? ':' : '\n';
+    if (!counts) return;
+    append_number(out, result.stats.matched_lines);
     out += '\n';
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
-// Search results as text: "path:line:text" for programs, headings and color for people.
+// Search results as text: "path:line:text" for programs, headings and color for people. A path is
+// written as quoted_path gives it, so that no name forges a line. What a line holds is written as
+// it is, or escaped for a terminal.
 
 #include <string>
 
@@ -18,6 +20,9 @@ struct TextFormat {
     bool heading = false;     ///< the path stands on a line of its own
     bool column = false;      ///< each line has the column of its first match, in bytes from 1
     bool each_match = false;  ///< a line is written once for each match, with that match's column
+    /// A NUL follows each path, in place of a ":", "-" or line feed; paths are not quoted then.
+    bool null = false;
+    bool to_terminal = false;  ///< texts are escaped; paths are quoted always
     Colors colors = NO_COLORS;
 };
 

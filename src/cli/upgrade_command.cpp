@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "cli/existing_index.hpp"
+#include "cli/output.hpp"
 #include "cli/repository.hpp"
 #include "indexer/run/index_run.hpp"
 
@@ -19,9 +20,9 @@ int upgrade_main(const RepositoryArguments& arguments, schema::Owners owners) {
     check_index(root, owners);
     const auto steps = indexer::upgrade_index(root, owners);
     for (const schema::UpgradeStep& step : steps) {
-        fmt::print("{} to {}: {}\n", step.from, step.to, step.what);
+        print_line(fmt::format("{} to {}: {}", step.from, step.to, step.what));
     }
-    if (steps.empty()) fmt::print("up to date: schema {}\n", schema::SCHEMA_VERSION);
+    if (steps.empty()) print_line(fmt::format("up to date: schema {}", schema::SCHEMA_VERSION));
     return 0;
 }
 

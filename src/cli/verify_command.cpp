@@ -1,11 +1,10 @@
 #include "cli/verify_command.hpp"
 
-#include <fmt/format.h>
-
 #include <string>
 #include <vector>
 
 #include "cli/existing_index.hpp"
+#include "cli/output.hpp"
 #include "cli/repository.hpp"
 #include "storage/verify.hpp"
 
@@ -20,8 +19,8 @@ Command verify_command(RepositoryArguments& arguments) {
 int verify_main(const RepositoryArguments& arguments, schema::Owners owners) {
     const Database db = open_existing_index(find_root(arguments.path()), owners);
     const std::vector<std::string> problems = schema::verify(db);
-    for (const std::string& problem : problems) fmt::print("{}\n", problem);
-    if (problems.empty()) fmt::print("the index is whole\n");
+    for (const std::string& problem : problems) print_line(problem);
+    if (problems.empty()) print_line("the index is whole");
     return problems.empty() ? 0 : 1;
 }
 

@@ -23,6 +23,9 @@ bool is_ascii(std::string_view text);
 /// "U+FFFD Substitution of Maximal Subparts"). Well-formed input is moved through, not copied.
 std::string decode(std::string bytes);
 
+/// Size in bytes of the well-formed sequence that `text` begins with; 0 when it begins with none.
+std::size_t sequence_bytes(std::string_view text);
+
 /// The lines of `text`, joined by one LF each; none when the text has no line.
 ///
 /// A line ends at U+000A, U+000D, the pair U+000D U+000A (one boundary), U+000B, U+000C, U+001C,

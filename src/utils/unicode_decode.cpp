@@ -91,4 +91,10 @@ std::string decode(std::string bytes) {
     return with_replacements(bytes, ill_formed);
 }
 
+std::size_t sequence_bytes(std::string_view text) {
+    if (text.empty() || static_cast<unsigned char>(text[0]) < 0x80) return text.empty() ? 0 : 1;
+    const Subsequence first = subsequence_at(text, 0);
+    return first.well_formed ? first.size_bytes : 0;
+}
+
 }  // namespace codetext::unicode

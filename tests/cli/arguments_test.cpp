@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "cli/escaped.hpp"
 #include "cli/program.hpp"
 
 namespace codetext::test {
@@ -58,7 +59,8 @@ TEST(arguments, name_a_path_or_a_repository_of_any_name) {
         return shown(search(arguments, folder.path() / below));
     };
     for (const std::string& name : names) {
-        const std::string file = "0\n" + name + ":1:text\n", below = "0\n" + name + "/x:1:text\n";
+        const std::string file = "0\n" + cli::quoted_path(name) + ":1:text\n";
+        const std::string below = "0\n" + cli::quoted_path(name + "/x") + ":1:text\n";
         EXPECT_EQ(answer("files", {"text", "--", name}), file);
         EXPECT_EQ(answer("directories", {"--", "text", name}), below);
         if (is_option(name)) continue;
