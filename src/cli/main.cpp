@@ -45,7 +45,7 @@ int run_program_option(AllArguments& arguments, const std::vector<Command>& comm
                        const std::string& option) {
     const Command program = program_command(arguments);
     parse(program, {option});
-    if (!arguments.help && !arguments.version) throw UsageError("a command is missing");
+    if (!arguments.help && !arguments.version) choose(commands, {});  // "--": says what is missing
     fmt::print(
         "{}", arguments.help ? program_help(program, commands) : "codetext " CODETEXT_VERSION "\n");
     return 0;
@@ -64,7 +64,7 @@ int run_command(std::string_view name, const AllArguments& arguments) {
 int run(const std::vector<std::string>& given) {
     AllArguments arguments;
     const std::vector<Command> commands = all_commands(arguments);
-    if (!given.empty() && given.front().starts_with('-')) {
+    if (!given.empty() && given.front().starts_with('-') && given.front() != "-") {
         return run_program_option(arguments, commands, given.front());
     }
     const Chosen chosen = choose(commands, given);

@@ -134,7 +134,7 @@ class Parser {
         const std::string_view name = argument.substr(0, argument.find('='));
         const auto option = std::ranges::find(_command.options, name, &Option::long_name);
         if (option == _command.options.end()) {
-            _refuse_unknown(fmt::format("--{}", name), name);
+            _refuse_unknown(fmt::format("--{}", name.empty() ? argument : name), name);
         }
         if (!takes_value(*option) && name.size() < argument.size()) {
             throw UsageError(fmt::format("--{} takes no value", name));
@@ -146,7 +146,8 @@ class Parser {
         if (!is_ascii || _current.size() == 2) {
             _refuse_unknown(std::string(_current), _current.substr(1));
         }
-        _refuse_unknown(fmt::format("-{} in {}", static_cast<char>(::optopt), _current),
+        const std::string_view dash = ::optopt == '-' ? "" : "-";
+        _refuse_unknown(fmt::format("{}{} in {}", dash, static_cast<char>(::optopt), _current),
                         _current.substr(1));
     }
 

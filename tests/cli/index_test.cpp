@@ -143,7 +143,9 @@ TEST(program, helps_and_names_the_command_that_it_does_not_have) {
         {"flush", "", "unknown command flush; the commands are index, search code, status, "},
         {"--colour", "", "unknown option --colour; options of a command follow its name\n"},
         {"", "", "a command is missing; the commands are index, search code, status, "},
-        {"-- search code x", "", "a command is missing"},
+        {"-- search code x", "", "a command is missing; the commands are index, search code, "},
+        {"-", "", "unknown command -; the commands are index, search code, status, "},
+        {"--=x", "", "unknown option --=x; options of a command follow its name\n"},
         {"search cod x", "", "unknown command search cod; did you mean search code?\n"},
         {"search", "", "unknown command search; did you mean search code?\n"},
         {"status a b", "", "too many arguments: b\n"}};

@@ -83,7 +83,8 @@ TEST(options, are_refused_with_advice) {
         {{"--limti", "3"}, "unknown option --limti; did you mean --limit?"},
         {{"->field"}, "unknown option -> in ->field" + tip},
         {{"-i:"}, "unknown option -: in -i:" + tip},
-        {{"--=x"}, "unknown option --" + tip},
+        {{"--=x"}, "unknown option --=x" + tip},
+        {{"-i-"}, "unknown option - in -i-" + tip},
         {{"--count=3"}, "--count takes no value"},
         {{"--count="}, "--count takes no value"},
         {{"x", "-im"}, "-m needs a value: N"},
@@ -91,6 +92,8 @@ TEST(options, are_refused_with_advice) {
         {{"x", "--source", "tape"}, "--source: \"tape\" is not one of auto, index, disk"},
         {{"x", "--json", "-c"}, "--json cannot be combined with --count"},
         {{"x", "-l", "--json"}, "--json cannot be combined with --files-with-matches"},
+        {{"x", "-0", "--json"}, "--json cannot be combined with --null"},
+        {{"--"}, "search code: a pattern is missing"},
         {{"-i"}, "search code: a pattern is missing"}};
     for (const std::string text : {"--foo", "-k", "-i\u00e9", "---", "-1"}) {
         cases.push_back({{"-i", text}, "unknown option " + text + tip});
