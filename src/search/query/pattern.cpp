@@ -15,10 +15,17 @@ namespace codetext::search {
 namespace {
 
 constexpr int MIN_ATOM_BYTES = 3;
-/// The filter takes time that grows with the square of a pattern: 0.8 s for one of this size that
-/// is nothing but alternatives. A longer pattern is matched without it.
-constexpr std::size_t MAX_FILTERED_BYTES = 1 << 15;
+/// The filter takes time that grows with the square of the alternatives (40 ms for so many), and
+/// with the square of a pattern whose repetitions are written out, as RE2's program has them (10 ms
+/// for so many instructions). A pattern with more is matched without it.
+constexpr std::int64_t MAX_FILTERED_ALTERNATIVES = 1 << 10;
+constexpr int MAX_FILTERED_INSTRUCTIONS = 1 << 14;
 constexpr std::int64_t MAX_MEMORY_BYTES = 64 << 20;
+/// RE2 takes up to 0.3 ms to read a class such as \PL, even where it refuses the pattern in the end
+/// for having too many.
+constexpr std::size_t MAX_UNICODE_CLASSES = 1 << 11;
+/// An error of RE2 may show the whole pattern; its message gets no longer than this.
+constexpr std::size_t MAX_ERROR_BYTES = 400;
 
 RE2::Options re2_options(bool case_sensitive) {
     RE2::Options options;
@@ -29,13 +36,18 @@ RE2::Options re2_options(bool case_sensitive) {
     return options;
 }
 
+[[noreturn]] void refuse(std::string error) {
+    if (error.size() > MAX_ERROR_BYTES) {
+        error = unicode::decode(error.substr(0, MAX_ERROR_BYTES)) + "...";
+    }
+    throw std::invalid_argument("the pattern does not compile: " + error);
+}
+
 // Each pattern is compiled by itself: it must be well-formed without what is put around it, and an
 // error shows the pattern as it was given.
 void check(const std::string& pattern, const RE2::Options& options) {
     const RE2 alone(pattern, options);
-    if (!alone.ok()) {
-        throw std::invalid_argument("the pattern does not compile: " + alone.error());
-    }
+    if (!alone.ok()) refuse(alone.error());
 }
 
 std::string composed(const std::vector<std::string>& patterns, const PatternOptions& options) {
@@ -78,24 +90,22 @@ Pattern::Impl::Impl(const std::vector<std::string>& patterns, PatternOptions opt
       _filter(MIN_ATOM_BYTES) {
     const RE2::Options re2 = re2_options(_options.case_sensitive);
     const std::string text = composed(patterns, _options);
-    const bool compiles = _compile("(?m)" + text, re2);
+    if (unicode_classes(text) > MAX_UNICODE_CLASSES) refuse("it names too many Unicode classes");
+    int id = 0;
+    const RE2::ErrorCode error = _filter.Add("(?m)" + text, re2, &id);
+    if (error == RE2::ErrorPatternTooLarge) refuse("it is too large");
+    const bool compiles = error == RE2::NoError;
     if (!compiles || text != patterns.front()) {
         for (const std::string& pattern : patterns) check(pattern, re2);
     }
     if (!compiles) check(text, re2);
-    _filter.Compile(&_filter_atoms);
+    _is_filtered = std::ranges::count(text, '|') <= MAX_FILTERED_ALTERNATIVES &&
+                   _re().ProgramSize() <= MAX_FILTERED_INSTRUCTIONS;
+    if (_is_filtered) _filter.Compile(&_filter_atoms);
     if (patterns.size() == 1 && !_options.literal) {
         _required_bytes = required_bytes(patterns.front(), _options.case_sensitive);
     }
     if (_words) _inside_text = "(?m)" + bounded_by_words_inside(alternatives(patterns));
-}
-
-bool Pattern::Impl::_compile(const std::string& text, const RE2::Options& options) {
-    const bool is_long = text.size() > MAX_FILTERED_BYTES;
-    if (is_long) _long_re = std::make_unique<const RE2>(text, options);
-    int id = 0;
-    const RE2::ErrorCode error = _filter.Add(is_long ? ".*" : text, options, &id);
-    return is_long ? _long_re->ok() : error == RE2::NoError;
 }
 
 const RE2& Pattern::Impl::_inside() const {

@@ -41,6 +41,8 @@ class Pattern::Impl {
     }
     const std::optional<std::string>& required() const { return _required; }
 
+    /// Whether there is a filter. A pattern too large for it has no atoms, and any line may match.
+    bool is_filtered() const { return _is_filtered; }
     /// Tells, from the ids of the atoms that a line holds, whether it may match.
     const re2::FilteredRE2& filter() const { return _filter; }
     /// The atoms; each one's id is its position.
@@ -48,8 +50,7 @@ class Pattern::Impl {
     bool folds_beyond_ascii() const { return _folds_beyond_ascii; }
 
   private:
-    bool _compile(const std::string& text, const RE2::Options& options);
-    const RE2& _re() const { return _long_re ? *_long_re : _filter.GetRE2(0); }
+    const RE2& _re() const { return _filter.GetRE2(0); }
 
     PatternOptions _options;
     std::optional<std::string> _required;
@@ -57,8 +58,8 @@ class Pattern::Impl {
     bool _line_by_line;
     bool _folds_beyond_ascii;
     bool _words;
-    std::unique_ptr<const RE2> _long_re;  ///< of a pattern too long for the filter
     re2::FilteredRE2 _filter;
+    bool _is_filtered;
     std::vector<std::string> _filter_atoms;
     /// With `words`: matches that do not begin the line. Compiled when it is first asked for.
     const RE2& _inside() const;

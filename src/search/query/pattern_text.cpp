@@ -75,6 +75,17 @@ bool folds_beyond_ascii(std::string_view pattern) {
            sets_flag(pattern, "i");
 }
 
+std::size_t unicode_classes(std::string_view pattern) {
+    std::size_t count = 0;
+    for (std::size_t at = pattern.find('\\'); at < pattern.size();
+         at = pattern.find('\\', at + 2)) {
+        const std::string_view escape = pattern.substr(at, 2);
+        if (escape == "\\p" || escape == "\\P") ++count;
+        if (escape == "\\Q") at = std::min(pattern.find("\\E", at), pattern.size());
+    }
+    return count;
+}
+
 std::string alternatives(const std::vector<std::string>& patterns) {
     if (patterns.size() == 1) return patterns.front();
     std::string joined;

@@ -2,6 +2,7 @@
 
 // What can be told from the text of a regular expression before it is compiled. Private to search.
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,6 +22,9 @@ bool needs_single_lines(std::string_view pattern);
 /// True when a match may hold a letter beyond ASCII where an ASCII letter is meant that it folds to
 /// (U+212A to k, U+017F to s): the pattern ignores case somewhere, or may name such a letter.
 bool folds_beyond_ascii(std::string_view pattern);
+
+/// How many classes the pattern names with \p or \P.
+std::size_t unicode_classes(std::string_view pattern);
 
 /// One pattern, with the given ones as its alternatives.
 std::string alternatives(const std::vector<std::string>& patterns);

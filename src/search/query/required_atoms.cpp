@@ -83,6 +83,7 @@ RequiredAtoms::RequiredAtoms(const Pattern& pattern) : _pattern(pattern) {
 }
 
 bool RequiredAtoms::may_match(const std::vector<int>& present) const {
+    if (!_pattern._impl->is_filtered()) return true;
     std::vector<int> ids = _always_present;
     for (int position : present) ids.push_back(_atom_ids[static_cast<std::size_t>(position)]);
     std::vector<int> patterns;

@@ -97,6 +97,37 @@ TEST(pattern, names_a_text_of_every_match) {
     }
 }
 
+TEST(pattern, of_any_size_is_matched_or_refused) {
+    // What is repeated, how often, what is put behind it, and a line that matches; none where the
+    // pattern is refused, with the reason. Each of them took seconds, or hours.
+    const struct {
+        std::string part;
+        int times;
+        std::string end, line, reason;
+    } CASES[] = {{"(?:abcdefgh){1000}", 40, "|zz_end", "a zz_end", ""},
+                 {"a{1000}", 40, "|zz_end", "a zz_end", ""},
+                 {"a{1000}", 4000, "", "", "it is too large"},
+                 {"zz_[ab]x|", 5000, "zz_end", "a zz_end", ""},
+                 {"(zz_|", 2000, "zz_end" + std::string(2000, ')'), "a zz_end", ""},
+                 {"\\\\pL\\Q\\pL\\E|", 5000, "zz_end", "a zz_end", ""},
+                 {"\\\\\\pL", 100000, "", "", "it names too many Unicode classes"},
+                 {"\\PL", 100000, "", "", "it names too many Unicode classes"},
+                 {"(", 100000, "", "", "missing ): " + std::string(389, '(') + "..."}};
+    for (const auto& [part, times, end, line, reason] : CASES) {
+        std::string text;
+        for (int i = 0; i < times; ++i) text += part;
+        for (const bool case_sensitive : {true, false}) {
+            try {
+                const Pattern pattern({text + end}, {.case_sensitive = case_sensitive});
+                EXPECT_EQ(pattern.search(line), line.size() - 6) << part;
+                EXPECT_TRUE(RequiredAtoms(pattern).may_match({})) << part;
+            } catch (const std::invalid_argument& refused) {
+                EXPECT_EQ("the pattern does not compile: " + reason, refused.what()) << part;
+            }
+        }
+    }
+}
+
 TEST(pattern, requires_only_atoms_that_the_index_can_tell) {
     const struct {
         std::string pattern;
