@@ -21,6 +21,8 @@ namespace {
 /// Which of at most MAX_ATOMS atoms a chunk holds, one bit each.
 using AtomSet = std::uint64_t;
 constexpr std::size_t MAX_ATOMS = 64;
+/// So many bytes of a needle narrow as much as more of them.
+constexpr std::size_t MAX_NARROWING_BYTES = 1 << 10;
 
 // One query for all pieces of an atom; none when they give no trigram.
 std::optional<TrigramQuery> atom_trigrams(const std::vector<std::string>& pieces) {
@@ -127,15 +129,20 @@ std::optional<Candidates> chunks_with_atoms(const Database& db, const RequiredAt
 
 }  // namespace
 
+std::optional<std::string> narrowing_needle(const Query& query) {
+    if (!query.needle || query.needle->size() <= MAX_NARROWING_BYTES) return query.needle;
+    const MatchSpan whole = whole_code_points(*query.needle, {0, MAX_NARROWING_BYTES});
+    return query.needle->substr(0, whole.end);
+}
+
 std::optional<Candidates> chunks_worth_searching(const Database& db, const Query& query) {
     if (query.pattern) {
         // What a pattern needs on a line says at least as much as the needle taken from it.
         if (auto found = chunks_with_atoms(db, RequiredAtoms(*query.pattern))) return found;
     }
-    if (!query.needle || !chunk_store::narrows(*query.needle, query.case_sensitive)) {
-        return std::nullopt;
-    }
-    const auto trigrams = chunk_store::trigram_query(*query.needle);
+    const std::optional<std::string> needle = narrowing_needle(query);
+    if (!needle || !chunk_store::narrows(*needle, query.case_sensitive)) return std::nullopt;
+    const auto trigrams = chunk_store::trigram_query(*needle);
     return trigrams ? std::optional(chunk_store::candidates(db, *trigrams)) : std::nullopt;
 }
 

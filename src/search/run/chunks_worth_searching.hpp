@@ -4,12 +4,18 @@
 // search.
 
 #include <optional>
+#include <string>
 
 #include "search/query/query.hpp"
 #include "storage/chunk_store/candidates.hpp"
 #include "storage/database.hpp"
 
 namespace codetext::search {
+
+/// What an index is asked for in place of the query's needle: the needle, or the beginning of a
+/// long one, which every matching line holds too. SQLite refuses LIKE for more than 50,000 bytes,
+/// and takes time in proportion to needle and text for fewer.
+std::optional<std::string> narrowing_needle(const Query& query);
 
 /// The chunks in which the query may match: those that may hold its needle, or a combination of
 /// texts that its pattern needs on one line. None when the trigram index cannot narrow the chunks.

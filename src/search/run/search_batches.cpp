@@ -99,8 +99,8 @@ code_text::SourceChoice SearchBatches::_choose(const std::vector<FileRow>& files
             std::nullopt, std::nullopt, _reader.reader());
         return {std::move(disk.source), std::nullopt};
     }
-    return code_text::text_source(*_db, files, query.needle, query.case_sensitive, _layout,
-                                  _candidates, _reader.reader());
+    return code_text::text_source(*_db, files, narrowing_needle(query), query.case_sensitive,
+                                  _layout, _candidates, _reader.reader());
 }
 
 }  // namespace codetext::search

@@ -34,6 +34,13 @@ class IndexedFiles : public test_support::TempFolder {
     }
 };
 
+/// More bytes than SQLite takes for LIKE. Every even offset is inside a character.
+std::string long_text() {
+    std::string text = "x";
+    while (text.size() < 50001) text += "\u00e9";
+    return text;
+}
+
 // Words that share trigrams, in cases and letters that fold into one another. The last two
 // lower-case into ASCII, which the code_chunks layout does not look for.
 Files random_files(std::size_t count, const chunk_store::Layout& layout) {
@@ -59,6 +66,7 @@ Files random_files(std::size_t count, const chunk_store::Layout& layout) {
         files[fmt::format("{}/f{}.{}", i % 7, i, large ? "json" : "c")] =
             large ? text + std::string(40000, 'x') : text;
     }
+    files["9/long.c"] = "y" + long_text() + "\nx\n";
     return files;
 }
 
@@ -109,7 +117,10 @@ std::pair<std::string, SearchResult> output_of(Database& db, const SearchOptions
 }
 
 std::vector<QueryOptions> queries() {
-    std::vector<QueryOptions> all = {{.patterns = {"foobar", "baz"}, .ignore_case = true}};
+    std::vector<QueryOptions> all = {{.patterns = {"foobar", "baz"}, .ignore_case = true},
+                                     {.patterns = {long_text()}},
+                                     {.patterns = {"y" + long_text()}, .whole_lines = true},
+                                     {.patterns = {long_text() + "x"}}};
     for (const std::string& pattern : reference::words(
              "spin_lock,lock,id,\u00e9t\u00e9,spin.*flags,SPIN.*LOCK,(spin|unl).*(foo|flags),f\0oo,"
              "\\x00o,\u017fpin.?,foo bar,xxx,no such text,,ar"sv,
