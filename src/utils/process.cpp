@@ -4,7 +4,10 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <array>
+#include <cstdlib>
+#include <string_view>
 
 #include "utils/descriptor.hpp"
 #include "utils/platform.hpp"
@@ -13,6 +16,7 @@ namespace codetext {
 namespace {
 
 constexpr std::size_t READ_BYTES = 256 << 10;
+constexpr const char* DEFAULT_PATH = "/usr/local/bin:/usr/bin:/bin";
 
 struct Pipe {
     Descriptor read_end, write_end;
@@ -71,6 +75,22 @@ int wait_for(pid_t process) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+/// The program's file in the first directory of PATH that has it. An entry that is not absolute
+/// names a directory in the tree where the user stands, which may hold anything; it is passed over.
+std::string found_on_path(const std::string& program) {
+    if (program.find('/') != std::string::npos) return program;
+    const char* variable = std::getenv("PATH");
+    std::string_view rest = variable == nullptr ? DEFAULT_PATH : variable;
+    while (!rest.empty()) {
+        const std::string_view directory = rest.substr(0, rest.find(':'));
+        rest.remove_prefix(std::min(directory.size() + 1, rest.size()));
+        const std::string file = std::string(directory) + '/' + program;
+        if (directory.starts_with('/') && ::access(file.c_str(), X_OK) == 0) return file;
+    }
+    errno = ENOENT;
+    throw_system_error("cannot run " + program);
+}
+
 }  // namespace
 
 ProcessResult run_process(const std::vector<std::string>& arguments,
@@ -85,8 +105,9 @@ ProcessResult run_process(const std::vector<std::string>& arguments,
     actions.redirect(STDERR_FILENO, errors);
 
     pid_t process = 0;
-    errno = ::posix_spawnp(&process, arguments[0].c_str(), actions.get(), nullptr,
-                           pointers(arguments).data(), pointers(environment).data());
+    const std::string program = found_on_path(arguments[0]);
+    errno = ::posix_spawn(&process, program.c_str(), actions.get(), nullptr,
+                          pointers(arguments).data(), pointers(environment).data());
     if (errno != 0) throw_system_error("cannot run " + arguments[0]);
     output.write_end.close();
     std::string written = read_to_end(output.read_end);

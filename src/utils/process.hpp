@@ -16,9 +16,10 @@ struct ProcessResult {
     int status;          ///< its exit status; 128 + N when signal N ended it
 };
 
-/// Runs `arguments[0]`, found along PATH, to its end, with an empty standard input and with
-/// `environment` ("NAME=value" each) as its whole environment. Several threads may call it at once.
-/// Throws std::system_error when it cannot be started or read from.
+/// Runs `arguments[0]`, found in the absolute directories of this process's PATH, to its end, with
+/// an empty standard input and with `environment` ("NAME=value" each) as its whole environment.
+/// Several threads may call it at once. Throws std::system_error when it cannot be started or read
+/// from.
 ProcessResult run_process(const std::vector<std::string>& arguments,
                           const std::vector<std::string>& environment);
 
