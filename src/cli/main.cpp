@@ -2,13 +2,16 @@
 // a message and exit status 2.
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <new>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -76,18 +79,31 @@ int run(const std::vector<std::string>& given) {
     return run_command(chosen.command->name, arguments);
 }
 
-int guarded_run(const std::vector<std::string>& given) {
+/// Says why the program ends, also where no memory is left to make a message of it.
+void report_failure(const char* why) {
     try {
-        const int exit_status = run(given);
+        report(why);
+    } catch (const std::bad_alloc&) {
+        constexpr std::string_view MESSAGE = "codetext: out of memory\n";
+        [[maybe_unused]] const ssize_t written =
+            ::write(STDERR_FILENO, MESSAGE.data(), MESSAGE.size());
+    }
+}
+
+int guarded_run(int argc, char** argv) {
+    try {
+        const int exit_status = run({argv + (argc > 0 ? 1 : 0), argv + argc});
         // A full disk may show only now. A reader that went away is not a failure.
         if (std::fflush(stdout) != 0 && errno != EPIPE) {
             throw std::system_error(errno, std::generic_category(), "cannot write the output");
         }
         return exit_status;
+    } catch (const std::bad_alloc&) {
+        report_failure("out of memory");
     } catch (const std::exception& error) {
-        report(error.what());
-        return FAILURE;
+        report_failure(error.what());
     }
+    return FAILURE;
 }
 
 }  // namespace
@@ -97,5 +113,5 @@ int main(int argc, char** argv) {
     codetext::cli::keep_freed_memory();
     // Output::write notices a reader that went away.
     std::signal(SIGPIPE, SIG_IGN);
-    return codetext::cli::guarded_run({argv + (argc > 0 ? 1 : 0), argv + argc});
+    return codetext::cli::guarded_run(argc, argv);
 }

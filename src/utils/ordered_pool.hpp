@@ -101,6 +101,16 @@ class OrderedPool {
     };
 
     void _serve(const std::stop_token& stop, const Worker& worker) {
+        try {
+            _work_through(stop, worker);
+        } catch (...) {  // no memory to hand results in
+            const std::lock_guard lock(_mutex);
+            _failure = std::current_exception();
+            _has_batch.notify_one();
+        }
+    }
+
+    void _work_through(const std::stop_token& stop, const Worker& worker) {
         while (std::optional<std::size_t> item = _claim(stop)) {
             const std::size_t end = std::min(*item + _options.batch_items, _work.items);
             while (item && *item < end) {
@@ -172,7 +182,8 @@ class OrderedPool {
 
     Batch _take_batch() {
         std::unique_lock lock(_mutex);
-        _has_batch.wait(lock, [this] { return _done.contains(_taken); });
+        _has_batch.wait(lock, [this] { return _failure || _done.contains(_taken); });
+        if (_failure) std::rethrow_exception(_failure);
         Batch batch = std::move(_done.extract(_taken).mapped());
         _taken += batch.results.size();
         _window_bytes -= batch.size_bytes;
@@ -189,13 +200,14 @@ class OrderedPool {
     Batch _current;             ///< what next() hands out
     std::size_t _position = 0;  ///< of the next result in it
 
-    std::mutex _mutex;  ///< guards the members down to _window_bytes
+    std::mutex _mutex;  ///< guards the members down to _failure
     std::condition_variable_any _has_room;
     std::condition_variable _has_batch;
     std::unordered_map<std::size_t, Batch> _done;  ///< by their first item
     std::size_t _claimed = 0;                      ///< items that threads have claimed
     std::size_t _taken = 0;                        ///< items whose results next() has taken
     std::size_t _window_bytes = 0;  ///< of results in _done, and expected of claimed items
+    std::exception_ptr _failure;    ///< of a thread, not of an item
 
     std::vector<std::jthread> _threads;  ///< last: joined before the rest goes
 };

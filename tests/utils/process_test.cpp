@@ -40,7 +40,8 @@ TEST(process, runs_nothing_from_a_relative_directory) {
     const std::string before = std::getenv("PATH"), here = std::filesystem::current_path();
     const std::string absolute = folder.path() / "bin";
     std::filesystem::current_path(folder.path() / "bin");
-    for (const std::string path : {".", "", "../bin", "..:bin:", "../bin:" + absolute}) {
+    for (const std::string& path :
+         {std::string("."), std::string(), std::string("..:bin:"), "../bin:" + absolute}) {
         ::setenv("PATH", path.c_str(), 1);
         const bool is_found = path.ends_with(absolute);
         const auto run = [] { return run_process({"only_here"}, {}); };

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <new>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -122,11 +123,14 @@ sqlite3_stmt* Database::Connection::take(std::string_view sql) {
 void Database::Connection::give_back(std::string_view sql, sqlite3_stmt* statement) noexcept {
     sqlite3_reset(statement);
     sqlite3_clear_bindings(statement);
-    if (_idle.size() < MAX_IDLE_STATEMENTS) {
-        _idle.emplace(sql, statement);
-    } else {
-        sqlite3_finalize(statement);
+    try {
+        if (_idle.size() < MAX_IDLE_STATEMENTS) {
+            _idle.emplace(sql, statement);
+            return;
+        }
+    } catch (const std::bad_alloc&) {  // keeping it would only have saved time
     }
+    sqlite3_finalize(statement);
 }
 
 // The end of a transaction that changed nothing undoes nothing: a reader may go on with what it

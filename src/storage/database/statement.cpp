@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <string>
 
 namespace codetext {
@@ -13,6 +14,7 @@ namespace {
 Row::Value value_of(sqlite3_stmt* statement, int column) {
     const auto bytes = [&] {
         const void* data = sqlite3_column_blob(statement, column);
+        if (data == nullptr && sqlite3_column_bytes(statement, column) > 0) throw std::bad_alloc();
         return std::string(static_cast<const char*>(data),
                            static_cast<std::size_t>(sqlite3_column_bytes(statement, column)));
     };

@@ -1,5 +1,7 @@
 #include "storage/database/transaction.hpp"
 
+#include <exception>
+
 namespace codetext {
 
 Transaction::Transaction(Database& db, Kind kind) : _db(&db) {
@@ -10,8 +12,9 @@ Transaction::~Transaction() {
     if (!_db) return;
     try {
         _db->execute("ROLLBACK");
-    } catch (const DatabaseError&) {
-        // Some failures, a full disk among them, have rolled back already.
+    } catch (const std::exception&) {
+        // Some failures, a full disk among them, have rolled back already. Without memory, closing
+        // the database does it, and until then it refuses another transaction.
     }
 }
 

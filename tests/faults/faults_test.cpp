@@ -1,0 +1,125 @@
+// Each system call and each allocation of a command fails once, or from some moment on. Whatever
+// fails, the answer is right or the exit status is 2; nothing crashes, no index is hurt, and the
+// next run repairs what is missing.
+
+#include <gmock/gmock.h>
+
+#include <random>
+
+#include "cli/program.hpp"
+
+namespace codetext::test {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::AnyOf;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+
+/// The Nth calls that fail: each of the first, then every few. CODETEXT_FAULTS=all: each.
+long next_moment(long moment, std::mt19937& random) {
+    const char* wanted = std::getenv("CODETEXT_FAULTS");
+    if (moment < 12 || (wanted != nullptr && std::string_view(wanted) == "all")) return moment + 1;
+    return moment + 1 + static_cast<long>(random() % static_cast<unsigned long>(1 + moment));
+}
+
+class Faults : public ::testing::Test {
+  protected:
+    TempFolder folder;
+    const fs::path root = folder.path() / "root", saved = folder.path() / "saved";
+    const std::string DISK = "search code needle --source disk", AUTO = "search code needle";
+
+    Faults() {
+        for (int i = 0; i < 40; ++i) {
+            folder.write("root/d" + std::to_string(i % 7) + "/" + std::to_string(i) + ".c",
+                         "first\nneedle " + std::to_string(i) + "\n" + std::string(3000, 'x'));
+        }
+        folder.write("root/data.json", "needle" + std::string(40000, 'j'));
+    }
+
+    Outcome good(const std::string& arguments) const { return run(words(arguments), root); }
+
+    void keep() const {
+        fs::remove_all(saved);
+        fs::create_directory(saved);
+        if (fs::exists(root / ".codetext")) {
+            fs::copy(root / ".codetext", saved / ".codetext", fs::copy_options::recursive);
+        }
+    }
+    void restore() const {
+        fs::remove_all(root / ".codetext");
+        if (fs::exists(saved / ".codetext")) {
+            fs::copy(saved / ".codetext", root / ".codetext", fs::copy_options::recursive);
+        }
+    }
+
+    /// Runs the command with each fault; `check` looks at what it left.
+    template <typename Check>
+    void each_fault(const std::string& arguments, const Check& check) const {
+        std::mt19937 random(20260);
+        keep();
+        for (const std::string call :
+             {"open", "read", "write", "fsync", "mmap", "thread", "malloc"}) {
+            for (const std::string mark : {"", "+"}) {
+                bool is_reached = true;
+                for (long moment = 1; is_reached; moment = next_moment(moment, random)) {
+                    const std::string fault = call + ":" + std::to_string(moment) + mark;
+                    SCOPED_TRACE(arguments + " with " + fault);
+                    const Outcome outcome =
+                        run_command(Arguments{"env", "CODETEXT_FAIL=" + fault, CODETEXT_FAULTY} +
+                                        words(arguments),
+                                    root);
+                    is_reached = outcome.errors.find("no fault") == std::string::npos;
+                    ASSERT_LE(outcome.status, 2) << outcome.errors;
+                    check(outcome);
+                    if (HasFatalFailure() || HasNonfatalFailure()) return;
+                    restore();
+                }
+            }
+        }
+    }
+};
+
+TEST_F(Faults, a_search_is_right_or_says_that_it_failed) {
+    ASSERT_EQ(good("index").status, 0);
+    const std::string all = good(AUTO).output;
+    ASSERT_NE(all, "");
+    for (const std::string& arguments : {AUTO, DISK, AUTO + " --source index -c"}) {
+        const std::string expected = good(arguments).output;
+        each_fault(arguments, [&](const Outcome& outcome) {
+            if (outcome.status != 2) {
+                EXPECT_EQ(outcome.status, 0);
+                EXPECT_EQ(outcome.output, expected);
+            }
+        });
+    }
+}
+
+TEST_F(Faults, a_run_leaves_a_whole_index_and_the_next_one_does_the_rest) {
+    for (const bool is_refresh : {false, true}) {
+        if (is_refresh) {
+            ASSERT_EQ(good("index").status, 0);
+            folder.write("root/d1/1.c", "other\n");
+            folder.write("root/d1/new.c", "needle new\n");
+            fs::remove(root / "d2/2.c");
+        }
+        each_fault("index", [&](const Outcome& outcome) {
+            EXPECT_THAT(outcome.status, AnyOf(0, 2));
+            const Outcome verified = good("verify");
+            for (const std::string& problem : words(verified.output + verified.errors, '\n')) {
+                EXPECT_THAT(problem,
+                            AnyOf("", "the index is whole", EndsWith(": has no chunks yet"),
+                                  HasSubstr("codetext index")));
+            }
+            if (outcome.status == 2) {
+                EXPECT_EQ(good("index").status, 0);
+            }
+            EXPECT_EQ(good(AUTO).output, good(DISK).output);
+            EXPECT_EQ(good("verify").status, 0);
+        });
+        if (HasFailure()) return;
+    }
+}
+
+}  // namespace
+}  // namespace codetext::test
