@@ -7,6 +7,7 @@
 
 #include "search/query/pattern_impl.hpp"
 #include "search/query/pattern_text.hpp"
+#include "search/query/plain_alternatives.hpp"
 #include "utils/text_find.hpp"
 #include "utils/unicode.hpp"
 
@@ -89,13 +90,14 @@ Pattern::Impl::Impl(const std::vector<std::string>& patterns, PatternOptions opt
       _words(_options.words && !_options.whole_lines),
       _filter(MIN_ATOM_BYTES) {
     const RE2::Options re2 = re2_options(_options.case_sensitive);
-    const std::string text = composed(patterns, _options);
+    const auto plain = plain_alternatives(patterns, _options.case_sensitive);
+    const std::string text = composed(plain.value_or(patterns), _options);
     if (unicode_classes(text) > MAX_UNICODE_CLASSES) refuse("it names too many Unicode classes");
     int id = 0;
     const RE2::ErrorCode error = _filter.Add("(?m)" + text, re2, &id);
     if (error == RE2::ErrorPatternTooLarge) refuse("it is too large");
     const bool compiles = error == RE2::NoError;
-    if (!compiles || text != patterns.front()) {
+    if (!plain && text != patterns.front()) {
         for (const std::string& pattern : patterns) check(pattern, re2);
     }
     if (!compiles) check(text, re2);
@@ -105,7 +107,8 @@ Pattern::Impl::Impl(const std::vector<std::string>& patterns, PatternOptions opt
     if (patterns.size() == 1 && !_options.literal) {
         _required_bytes = required_bytes(patterns.front(), _options.case_sensitive);
     }
-    if (_words) _inside_text = "(?m)" + bounded_by_words_inside(alternatives(patterns));
+    if (_words)
+        _inside_text = "(?m)" + bounded_by_words_inside(alternatives(plain.value_or(patterns)));
 }
 
 const RE2& Pattern::Impl::_inside() const {

@@ -12,9 +12,10 @@ namespace {
 constexpr std::string_view METACHARACTERS = "\\.+*?()|[{^$";
 const std::string NOT_WORD = "[^\\pL\\pN\\pM_]";
 
-bool is_ascii_punctuation(char c) {
-    return (c >= '!' && c <= '/') || (c >= ':' && c <= '@') || (c >= '[' && c <= '`') ||
-           (c >= '{' && c <= '~');
+/// Whether a backslash before it makes it plain text.
+bool escapes_to_itself(char c) {
+    return c == ' ' || c == '\t' || (c >= '!' && c <= '/') || (c >= ':' && c <= '@') ||
+           (c >= '[' && c <= '`') || (c >= '{' && c <= '~');
 }
 
 // Whether a group sets one of `flags` somewhere: "(?" with flags after it, this one among them.
@@ -56,7 +57,7 @@ std::optional<std::string> literal_of(std::string_view pattern) {
     std::string literal;
     for (std::size_t at = 0; at < pattern.size(); ++at) {
         if (pattern[at] == '\\') {
-            if (++at == pattern.size() || !is_ascii_punctuation(pattern[at])) return std::nullopt;
+            if (++at == pattern.size() || !escapes_to_itself(pattern[at])) return std::nullopt;
         } else if (METACHARACTERS.find(pattern[at]) != std::string_view::npos) {
             return std::nullopt;
         }

@@ -1,6 +1,7 @@
 #include "search/query/pattern.hpp"
 
 #include <gmock/gmock.h>
+#include <re2/re2.h>
 
 #include <numeric>
 
@@ -126,6 +127,35 @@ TEST(pattern, of_any_size_is_matched_or_refused) {
             }
         }
     }
+}
+
+TEST(pattern, of_many_texts_finds_what_it_finds_in_groups) {
+    reference::RandomTexts random(words("a|b|b|ab|A|B|_| |-|.|\u00e9|\u212a|k", '|'));
+    SCOPED_TRACE(random.SEED);
+    for (int round = 0; round < 40; ++round) {
+        std::vector<std::string> texts, groups;
+        std::string joined;
+        for (int i = 0; i < 40; ++i) {
+            const std::string text = RE2::QuoteMeta(random.text(4));
+            texts.push_back(text);
+            groups.push_back("(?:" + text + ")");
+            joined += (i == 0 ? "" : "|") + text;
+        }
+        for (const PatternOptions& option : std::vector<PatternOptions>{
+                 {}, {.case_sensitive = false}, {.words = true}, {.whole_lines = true}}) {
+            const Pattern plain(texts, option), one({joined}, option), grouped(groups, option);
+            for (int i = 0; i < 20; ++i) {
+                const std::string line = random.text(9);
+                ASSERT_TRUE(plain.spans(line) == grouped.spans(line)) << joined << " on " << line;
+                ASSERT_TRUE(one.spans(line) == grouped.spans(line)) << joined << " on " << line;
+            }
+        }
+    }
+    // Thousands, without what they share, take RE2 seconds for a line.
+    std::vector<std::string> many;
+    for (int i = 0; i < 40000; ++i) many.push_back(std::to_string(i * 7919 % 40000 + 100000));
+    const Pattern pattern(many, {});
+    for (int i = 0; i < 100; ++i) ASSERT_EQ(pattern.search(std::string(100, '-') + many[i]), 100);
 }
 
 TEST(pattern, requires_only_atoms_that_the_index_can_tell) {
