@@ -136,11 +136,11 @@ bool path_matches(const std::string& glob, const std::string& path) {
 
 TEST(glob, agrees_with_trying_every_choice) {
     reference::RandomTexts random(words(
-        "a b c ab * ** ? / / /**/ **/ [ab] [!a] [!-a] [a-b] {a,b} {a/b,*} {**,b/*} {,a{b,c}} \\a "
-        "\\* - !"));
+        "a b c ab * ** ? / / /**/ **/ [ab] [!a] [!-a] [-a] [a-] [a-b] [+-9] [!+-9] [.-0] {a,b} "
+        "{a/b,*} {**,b/*} {a,**} {/a,} {,a{b,c}} \\a \\* - ! . 0"));
     SCOPED_TRACE(random.SEED);
     std::vector<std::string> paths;
-    reference::RandomTexts names(words("a b c ab / / -"));
+    reference::RandomTexts names(words("a b c ab / / - . 0"));
     while (paths.size() < 300) {
         std::string path = names.text(6);
         const bool is_path = !path.empty() && path.front() != '/' && path.back() != '/' &&
