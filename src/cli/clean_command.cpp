@@ -1,9 +1,8 @@
 #include "cli/clean_command.hpp"
 
-#include <fmt/format.h>
-
 #include <filesystem>
 
+#include "cli/output.hpp"
 #include "cli/repository.hpp"
 #include "indexer/run/index_run.hpp"
 
@@ -18,7 +17,7 @@ int clean_main(const RepositoryArguments& arguments, schema::Owners owners) {
     const bool was_there = schema::open_index_directory(root, owners).number() != -1;
     indexer::clean_index(root, owners);
     const std::string place = (root / schema::INDEX_DIRECTORY).string();
-    fmt::print("{}\n", was_there ? "removed the index in " + place : "no index in " + place);
+    print_line((was_there ? "removed the index in " : "no index in ") + place);
     return 0;
 }
 
