@@ -5,11 +5,15 @@
 #include <array>
 
 #include "storage/chunk_store/writer.hpp"
+#include "storage/schema_check.hpp"
 #include "storage/schema_steps.hpp"
 
 namespace codetext::schema {
 
 namespace {
+
+/// Most bytes of the SQL of a table, and of a value of `meta`.
+constexpr int MAX_SCHEMA_BYTES = 1 << 16;
 
 // Pages of this size hold most frames whole, so that a search reads few.
 constexpr int PAGE_BYTES = 32768;
@@ -61,12 +65,7 @@ void fill(Database& db, std::optional<chunk_store::Layout> layout) {
     transaction.commit();
 }
 
-bool is_index(const Database& db) {
-    constexpr std::string_view TABLES =
-        "SELECT count(*) FROM sqlite_master WHERE name IN ('meta', 'files')";
-    return db.fetchone("PRAGMA application_id")->integer(0) == APPLICATION_ID &&
-           db.fetchone(TABLES)->integer(0) == 2;
-}
+constexpr std::string_view NOT_OURS = "not a codetext index, or a damaged one";
 
 [[noreturn]] void refuse(const std::string& path, std::string_view fault) {
     throw UnusableIndex(
@@ -79,8 +78,12 @@ bool is_index(const Database& db) {
 }
 
 void check_ours(const Database& db, const std::string& path) {
-    if (is_empty(db)) refuse_unfilled(path);
-    if (!is_index(db)) refuse(path, "not a codetext index, or a damaged one");
+    const SchemaKind kind = schema_kind(db, INDEX_DDL);
+    if (kind == SchemaKind::EMPTY) refuse_unfilled(path);
+    if (kind == SchemaKind::UNKNOWN ||
+        db.fetchone("PRAGMA application_id")->integer(0) != APPLICATION_ID) {
+        refuse(path, NOT_OURS);
+    }
     const std::string found = version(db);
     if (rank(found) < 0) {
         throw UnusableIndex(fmt::format(
@@ -98,6 +101,7 @@ auto of_database(const std::filesystem::path& path, const Use& use) {
     try {
         return use();
     } catch (const DatabaseError& error) {
+        if (error.kind() == DatabaseError::Kind::DAMAGED) refuse(path.string(), NOT_OURS);
         if (error.kind() != DatabaseError::Kind::NOT_A_DATABASE) throw;
         refuse(path.string(), "not a SQLite database");
     }
@@ -115,7 +119,9 @@ std::string version(const Database& db) { return meta(db, "schema_version").valu
 Database open_any_version(const std::filesystem::path& path, Access access) {
     return of_database(path, [&] {
         Database db(path, access);
+        db.limit_values(MAX_SCHEMA_BYTES);
         check_ours(db, path.string());
+        db.limit_values(max_value_bytes(access));
         // Without a sync for each commit the last ones may be lost with the power. The database
         // stays whole, and the next run makes them again.
         if (access != Access::READ_ONLY) db.execute_script("PRAGMA synchronous = NORMAL");

@@ -22,7 +22,8 @@ bool has_column(const Database& db, std::string_view table, std::string_view col
 std::vector<Chunk> stored_chunks(const Database& db, std::int64_t file_id) {
     const auto [first, end] = chunk_store::file_rowids(file_id);
     std::vector<Chunk> chunks;
-    for (const chunk_store::ChunkRow& row : chunk_store::code_chunks::rows(db, first, end)) {
+    for (chunk_store::ChunkRow& taken : chunk_store::code_chunks::rows(db, first, end)) {
+        const chunk_store::ChunkRow row = std::move(taken);  // freed as soon as it is copied
         chunks.push_back({row.start_line, row.end_line, std::string(row.text.view())});
     }
     return chunks;

@@ -1,9 +1,11 @@
 #include "storage/chunk_store/layout.hpp"
 
+#include <fmt/format.h>
 #include <sqlite3.h>
 
 #include "storage/chunk_store/code_chunks/table.hpp"
 #include "storage/chunk_store/compressed/tables.hpp"
+#include "storage/chunk_store/compressed/unchunked_files.hpp"
 #include "storage/chunk_store/writer.hpp"
 
 namespace codetext::chunk_store {
@@ -20,10 +22,20 @@ bool has_table(const Database& db, std::string_view name) {
 
 }  // namespace
 
+void throw_file_id(std::int64_t file_id) {
+    throw DatabaseError(DatabaseError::Kind::DAMAGED,
+                        fmt::format("damaged index: no file has the id {}", file_id), "");
+}
+
 std::optional<Layout> layout(const Database& db) {
     if (has_table(db, COMPRESSED_TABLE)) return COMPRESSED;
     if (has_table(db, "code_chunks")) return CODE_CHUNKS;
     return std::nullopt;
+}
+
+std::vector<std::string_view> layout_ddl(Layout layout) {
+    if (layout == COMPRESSED) return {compressed::TABLES_DDL, UNCHUNKED_FILES_DDL};
+    return {CODE_CHUNKS_DDL, CODE_CHUNKS_SHADOW_DDL};
 }
 
 std::optional<Layout> default_layout() {

@@ -21,6 +21,24 @@ constexpr const char* READER_CACHE = "PRAGMA cache_size = 6";
 /// sleeping takes longer.
 constexpr int SPINS = 200;
 
+/// Steps of SQLite's virtual machine between two looks at their number: some tens of milliseconds.
+constexpr int STEPS_A_CHECK = 1 << 20;
+/// Steps that a statement may take for each byte of the database, and besides. A row has six bytes
+/// or more, and no statement of ours takes fifty steps for one.
+constexpr std::int64_t STEPS_A_BYTE = 8;
+constexpr std::int64_t MORE_STEPS = 4 * STEPS_A_CHECK;
+/// Most bytes of an SQL text, ours and those of the tables.
+constexpr int MAX_SQL_BYTES = 1 << 20;
+
+/// The path with its directories as they are. SQLite then takes the last component for no symbolic
+/// link, which would be one that the maker of the database chose.
+std::filesystem::path resolved(const std::filesystem::path& path) {
+    std::error_code error;
+    const std::filesystem::path directory =
+        std::filesystem::canonical(path.has_parent_path() ? path.parent_path() : ".", error);
+    return error ? path : directory / path.filename();
+}
+
 /// The path as a URI, as SQLite reads it: "?", "#" and "%" would end or change the path.
 std::string uri_of(const std::filesystem::path& path) {
     std::string uri = path.is_absolute() ? "file://" : "file:";
@@ -35,7 +53,8 @@ std::string uri_of(const std::filesystem::path& path) {
 }
 
 int open_flags(Access access) {
-    const int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_URI;
+    const int flags =
+        SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_URI | SQLITE_OPEN_NOFOLLOW;
     switch (access) {
         case Access::READ_ONLY:
             return flags | SQLITE_OPEN_READONLY;
@@ -67,22 +86,27 @@ void check_no_log(const std::filesystem::path& path) {
 void throw_last_error(sqlite3* db, std::string_view doing, std::string_view statement) {
     const char* path = sqlite3_db_filename(db, "main");
     const bool has_path = path != nullptr && *path != '\0';
-    throw DatabaseError(sqlite3_extended_errcode(db),
-                        fmt::format("{}{}{}: {}", has_path ? path : "", has_path ? ": " : "", doing,
-                                    sqlite3_errmsg(db)),
-                        statement);
+    const int code = sqlite3_extended_errcode(db);
+    throw DatabaseError(
+        code,
+        fmt::format("{}{}{}: {}", has_path ? path : "", has_path ? ": " : "", doing,
+                    code == SQLITE_INTERRUPT ? "a table without end" : sqlite3_errmsg(db)),
+        statement);
 }
 
-Database::Connection::Connection(const std::filesystem::path& path, Access access) {
+Database::Connection::Connection(const std::filesystem::path& path, Access access)
+    : _path(resolved(path)) {
     if (path.native().find('\0') != std::string::npos) {
         throw std::invalid_argument("a database path with an embedded NUL");
     }
     const int flags = open_flags(access);
-    _open(uri_of(path), flags, path);
+    _open(uri_of(_path), flags);
+    _distrust_content(access);
     if (access == Access::READ_ONLY && _needs_immutable()) {
         sqlite3_close_v2(_db);
         check_no_log(path);
-        _open(uri_of(path) + "?immutable=1", flags, path);
+        _open(uri_of(_path) + "?immutable=1", flags);
+        _distrust_content(access);
     }
     sqlite3_busy_timeout(_db, BUSY_TIMEOUT_MS);
     sqlite3_rollback_hook(
@@ -106,6 +130,12 @@ std::unique_lock<std::recursive_mutex> Database::Connection::lock() const {
 }
 
 sqlite3_stmt* Database::Connection::take(std::string_view sql) {
+    sqlite3_stmt* statement = _prepared(sql);
+    if (_in_use++ == 0) begin_steps();
+    return statement;
+}
+
+sqlite3_stmt* Database::Connection::_prepared(std::string_view sql) {
     if (auto found = _idle.find(std::string(sql)); found != _idle.end()) {
         sqlite3_stmt* statement = found->second;
         _idle.erase(found);
@@ -121,6 +151,7 @@ sqlite3_stmt* Database::Connection::take(std::string_view sql) {
 }
 
 void Database::Connection::give_back(std::string_view sql, sqlite3_stmt* statement) noexcept {
+    --_in_use;
     sqlite3_reset(statement);
     sqlite3_clear_bindings(statement);
     try {
@@ -141,14 +172,58 @@ void Database::Connection::note_undo() {
     _changes_at_undo = changes;
 }
 
-void Database::Connection::_open(const std::string& uri, int flags,
-                                 const std::filesystem::path& path) {
+void Database::Connection::limit_values(int bytes) {
+    sqlite3_limit(_db, SQLITE_LIMIT_LENGTH, bytes);
+}
+
+void Database::Connection::_open(const std::string& uri, int flags) {
     if (sqlite3_open_v2(uri.c_str(), &_db, flags, nullptr) == SQLITE_OK) return;
-    const DatabaseError error(sqlite3_extended_errcode(_db),
-                              fmt::format("cannot open {}: {}", path.string(), sqlite3_errmsg(_db)),
-                              "");
+    const DatabaseError error(
+        sqlite3_extended_errcode(_db),
+        fmt::format("cannot open {}: {}", _path.string(), sqlite3_errmsg(_db)), "");
     sqlite3_close_v2(_db);
     throw error;
+}
+
+// A database may come from a stranger, who has put into it whatever its tables can hold.
+void Database::Connection::_distrust_content(Access access) {
+    for (const auto& [option, value] :
+         {std::pair(SQLITE_DBCONFIG_DEFENSIVE, 1),
+          {SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0},
+          {SQLITE_DBCONFIG_ENABLE_VIEW, 0},
+          // a writer has triggers of its own
+          {SQLITE_DBCONFIG_ENABLE_TRIGGER, access == Access::READ_ONLY ? 0 : 1}}) {
+        sqlite3_db_config(_db, option, value, nullptr);
+    }
+    sqlite3_limit(_db, SQLITE_LIMIT_ATTACHED, 0);
+    sqlite3_limit(_db, SQLITE_LIMIT_SQL_LENGTH, MAX_SQL_BYTES);
+    limit_values(max_value_bytes(access));
+    sqlite3_progress_handler(
+        _db, STEPS_A_CHECK,
+        [](void* connection) {
+            return static_cast<Connection*>(connection)->_is_without_end() ? 1 : 0;
+        },
+        this);
+}
+
+// A page that stands in several places of a tree, as only damage or malice puts it, makes a table
+// of a few pages go on for ever.
+bool Database::Connection::_is_without_end() {
+    if (_max_steps == 0) _max_steps = MORE_STEPS + _database_bytes() * STEPS_A_BYTE;
+    _steps += STEPS_A_CHECK;
+    return _steps > _max_steps;
+}
+
+std::int64_t Database::Connection::_database_bytes() const {
+    std::int64_t bytes = 0;
+    for (const char* ending : {"", "-wal"}) {
+        std::filesystem::path file = _path;
+        file += ending;
+        std::error_code error;
+        const std::uintmax_t size = std::filesystem::file_size(file, error);
+        if (!error) bytes += static_cast<std::int64_t>(size);
+    }
+    return bytes;
 }
 
 // A reader makes files beside a WAL database. A user who may not write there, or has no room on the

@@ -35,18 +35,33 @@ class Database::Connection {
     sqlite3_stmt* take(std::string_view sql);
     void give_back(std::string_view sql, sqlite3_stmt* statement) noexcept;
 
+    /// Counts the steps of SQLite's virtual machine anew. REQUIRES: the lock is held.
+    void begin_steps() { _steps = _max_steps = 0; }
+
+    /// As Database::limit_values.
+    void limit_values(int bytes);
+
     /// Records that the changes made since the last call of this may now be undone.
     void note_undo();
     /// How often that was so.
     std::int64_t undone() const { return _undone; }
 
   private:
-    void _open(const std::string& uri, int flags, const std::filesystem::path& path);
+    sqlite3_stmt* _prepared(std::string_view sql);
+    void _open(const std::string& uri, int flags);
+    void _distrust_content(Access access);
     bool _needs_immutable() const;
+    bool _is_without_end();
+    std::int64_t _database_bytes() const;
+
+    std::filesystem::path _path;  ///< without a symbolic link among its directories
 
     sqlite3* _db = nullptr;
     mutable std::recursive_mutex _mutex;
     std::unordered_multimap<std::string, sqlite3_stmt*> _idle;
+    int _in_use = 0;              ///< prepared statements that calls are using
+    std::int64_t _steps = 0;      ///< that SQLite has taken for these calls, near enough
+    std::int64_t _max_steps = 0;  ///< 0: not worked out for these calls
     std::int64_t _undone = 0;
     std::int64_t _changes_at_undo = 0;
 };

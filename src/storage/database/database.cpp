@@ -51,6 +51,7 @@ std::int64_t Database::execute(std::string_view sql, Parameters parameters) {
 void Database::execute_script(const std::string& sql) {
     const auto locked = _connection->lock();
     _connection->note_undo();  // it may hold a ROLLBACK TO
+    _connection->begin_steps();
     if (sqlite3_exec(_connection->handle(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
         throw_last_error(_connection->handle(), "a statement failed", sql);
     }
@@ -74,6 +75,11 @@ ContentStamp Database::content_stamp() const {
 void Database::set_busy_timeout(int milliseconds) {
     const auto locked = _connection->lock();
     sqlite3_busy_timeout(_connection->handle(), milliseconds);
+}
+
+void Database::limit_values(int bytes) {
+    const auto locked = _connection->lock();
+    _connection->limit_values(bytes);
 }
 
 int sqlite_version() { return sqlite3_libversion_number(); }

@@ -27,6 +27,12 @@ enum class Access {
     CREATE,      ///< the file is made when there is none
 };
 
+/// Most bytes of a value. A writer's limit is that of a row, which may have two.
+constexpr int max_value_bytes(Access access) {
+    constexpr int MAX_VALUE_BYTES = 258 << 20;
+    return access == Access::READ_ONLY ? MAX_VALUE_BYTES : 2 * MAX_VALUE_BYTES;
+}
+
 /// Tells whether content that was read may be old. Two stamps of one handle are equal only if the
 /// statements that ran before each saw the same content: commits of other connections count once a
 /// statement here has seen them, changes through this handle at once, and so does taking them back.
@@ -83,6 +89,10 @@ class Database {
 
     /// The state of the content that this handle sees. Never waits and reads nothing.
     ContentStamp content_stamp() const;
+
+    /// Lets no value be longer than this from now on: a longer one is damage. At first this is
+    /// max_value_bytes.
+    void limit_values(int bytes);
 
     /// How long a statement waits for another process's lock before it fails, in milliseconds.
     void set_busy_timeout(int milliseconds);

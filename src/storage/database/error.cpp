@@ -16,6 +16,8 @@ DatabaseError::Kind kind_of(int code) {
         case SQLITE_NOTADB:
             return DatabaseError::Kind::NOT_A_DATABASE;
         case SQLITE_CORRUPT:
+        case SQLITE_TOOBIG:     // a longer value than the program writes
+        case SQLITE_INTERRUPT:  // more rows than the file can hold
             return DatabaseError::Kind::DAMAGED;
         case SQLITE_CANTOPEN:
             return DatabaseError::Kind::CANNOT_OPEN;

@@ -22,7 +22,7 @@ class DatabaseError : public std::runtime_error {
         DISK_FULL,
         WRITE_FAILED,    ///< the operating system refused a write
         NOT_A_DATABASE,  ///< the file holds something else
-        DAMAGED,         ///< SQLite found its own pages to be wrong
+        DAMAGED,         ///< pages that are wrong, or hold what the program cannot have written
         CANNOT_OPEN,
         WRONG_TYPE,  ///< a column holds another type than the one asked for
         MISUSE,      ///< a fault of the caller, such as too few parameters

@@ -6,22 +6,8 @@
 
 namespace codetext::chunk_store::compressed {
 
-namespace {
-
-// The chunk table is narrow and apart from the frames, so that looking for a file's first chunk
-// reads few pages. The trigram index's shards are called segments here, their first name.
-constexpr const char* DDL = R"(
-CREATE TABLE chunks(id INTEGER PRIMARY KEY, start_line INTEGER NOT NULL, end_line INTEGER NOT NULL);
-CREATE TABLE chunk_frames(id INTEGER PRIMARY KEY, body BLOB NOT NULL);
-CREATE TABLE chunk_dictionaries(id INTEGER PRIMARY KEY, body BLOB NOT NULL);
-CREATE TABLE trigram_segments(id INTEGER PRIMARY KEY, chunks INTEGER NOT NULL, files BLOB NOT NULL);
-CREATE TABLE trigram_lists(id INTEGER PRIMARY KEY, body BLOB NOT NULL);
-)";
-
-}  // namespace
-
 void create_tables(Database& db) {
-    db.execute_script(DDL);
+    db.execute_script(std::string(TABLES_DDL));
     create_unchunked_files(db);
 }
 

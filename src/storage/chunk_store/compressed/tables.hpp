@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "storage/chunk_store/chunk_row.hpp"
 #include "storage/chunk_store/compressed/trigram_shard.hpp"
@@ -12,6 +13,16 @@
 #include "storage/database/database.hpp"
 
 namespace codetext::chunk_store::compressed {
+
+// The chunk table is narrow and apart from the frames, so that looking for a file's first chunk
+// reads few pages. The trigram index's shards are called segments here, their first name.
+inline constexpr std::string_view TABLES_DDL = R"(
+CREATE TABLE chunks(id INTEGER PRIMARY KEY, start_line INTEGER NOT NULL, end_line INTEGER NOT NULL);
+CREATE TABLE chunk_frames(id INTEGER PRIMARY KEY, body BLOB NOT NULL);
+CREATE TABLE chunk_dictionaries(id INTEGER PRIMARY KEY, body BLOB NOT NULL);
+CREATE TABLE trigram_segments(id INTEGER PRIMARY KEY, chunks INTEGER NOT NULL, files BLOB NOT NULL);
+CREATE TABLE trigram_lists(id INTEGER PRIMARY KEY, body BLOB NOT NULL);
+)";
 
 /// Creates the empty tables. REQUIRES: the table `files`.
 void create_tables(Database& db);
