@@ -12,6 +12,8 @@
 #include "storage/chunk_store/compressed/tables.hpp"
 #include "storage/chunk_store/compressed/trigrams.hpp"
 #include "storage/chunk_store/compressed/unchunked_files.hpp"
+#include "storage/chunk_store/limits.hpp"
+#include "utils/path_below.hpp"
 
 namespace codetext::schema {
 
@@ -36,8 +38,10 @@ class Verification {
         if (!layout) return std::move(_problems);
         _check_strays(*layout);
         if (*layout == COMPRESSED) _check_unchunked();
+        chunk_store::Ascending order("file");
         _db.each(
             "SELECT id, path, text_on_disk FROM files ORDER BY id", {}, [&](const RowView& row) {
+                order.take(row.integer(0));
                 _check_file(*layout, row.integer(0), std::string(row.text(1)), row.integer(2) == 1);
                 return _problems.size() < MAX_PROBLEMS ? Visit::CONTINUE : Visit::STOP;
             });
@@ -70,7 +74,11 @@ class Verification {
         if (unlisted > 0) _report("{} files without chunks are not listed as such", unlisted);
     }
 
-    void _check_file(Layout layout, std::int64_t file_id, const std::string& path, bool on_disk) {
+    void _check_file(Layout layout, std::int64_t file_id, std::string path, bool on_disk) {
+        if (path.size() > chunk_store::MAX_PATH_BYTES || !is_path_below(path)) {
+            _report("file {}: its path leads out of the repository", file_id);
+            path = fmt::format("file {}", file_id);
+        }
         try {
             const auto [first, end] = chunk_store::file_rowids(file_id);
             const std::vector<ChunkRow> rows =
@@ -113,6 +121,8 @@ class Verification {
         constexpr std::int64_t EVERY = 64;
         constexpr std::size_t MAX_SAMPLES = 2048;
         if (_chunks % EVERY != 1 || _samples.size() >= MAX_SAMPLES) return;
+        if (text.size() > _sample_bytes_left) return;
+        _sample_bytes_left -= text.size();
         std::vector<std::uint32_t>& trigrams = _samples[rowid];
         _collector.append(text, trigrams);
     }
@@ -148,6 +158,7 @@ class Verification {
     std::vector<std::string> _problems;
     TrigramCollector _collector;
     std::unordered_map<std::int64_t, std::vector<std::uint32_t>> _samples;
+    std::size_t _sample_bytes_left = 8 << 20;  ///< chunks are some kilobytes each
     std::int64_t _chunks = 0;
 };
 

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <string>
@@ -34,17 +33,6 @@ Descriptor open_at_once(const Descriptor& root, const std::string& path, int fla
 #endif
 
 }  // namespace
-
-bool is_path_below(std::string_view path) {
-    if (path.find('\0') != std::string_view::npos) return false;
-    for (std::size_t begin = 0; begin <= path.size();) {
-        const std::size_t end = std::min(path.find('/', begin), path.size());
-        const std::string_view component = path.substr(begin, end - begin);
-        if (component.empty() || component == "." || component == "..") return false;
-        begin = end + 1;
-    }
-    return true;
-}
 
 Descriptor open_root(const std::filesystem::path& path) {
     Descriptor root(::open(path.c_str(), platform::OPEN_FOR_LOOKUP | O_DIRECTORY | O_CLOEXEC));

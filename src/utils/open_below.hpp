@@ -11,12 +11,9 @@
 #include <string_view>
 
 #include "utils/descriptor.hpp"
+#include "utils/path_below.hpp"
 
 namespace codetext {
-
-/// Whether `path` names something below a directory by its components alone: it is not empty, and
-/// no component is empty, "." or ".."; so it neither begins nor ends with "/". It holds no NUL.
-bool is_path_below(std::string_view path);
 
 /// Opens the directory `path`, to open what lies below it. Symbolic links on the way to it are
 /// followed. Throws std::system_error when it cannot be opened.

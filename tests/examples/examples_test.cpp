@@ -19,6 +19,7 @@
 #include "utils/ordered_pool.hpp"
 #include "utils/platform.hpp"
 #include "utils/process.hpp"
+#include "utils/path_below.hpp"
 #include "utils/sorted_lookup.hpp"
 #include "utils/unicode.hpp"
 
@@ -107,6 +108,10 @@ TEST_F(Examples, utils) {
     const std::vector<std::int64_t> ids = {1, 3, 7, 9}, others = {2, 3, 9, 11};
     run("3,9,", [&] {
 #include "example_of/utils/sorted_lookup.hpp"
+    });
+    const auto refuse = [&](const std::string& bad) { use(bad); };
+    run("../a,", [&] {
+#include "example_of/utils/path_below.hpp"
     });
     const std::size_t wanted = 2;
     std::atomic<int> done = 0;

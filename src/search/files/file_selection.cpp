@@ -1,6 +1,10 @@
 #include "search/files/file_selection.hpp"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+
+#include "utils/path_below.hpp"
 
 namespace codetext::search {
 
@@ -16,6 +20,27 @@ bool is_one_of(const std::vector<std::string>& languages, std::string_view path,
     return std::any_of(languages.begin(), languages.end(), [&](const std::string& one) {
         return one.starts_with('.') ? path.ends_with(one) : one == language;
     });
+}
+
+/// Longer than the name of any language.
+constexpr std::size_t MAX_LANGUAGE_BYTES = 256;
+
+[[noreturn]] void throw_damage(std::int64_t id, std::string_view detail) {
+    throw DatabaseError(
+        DatabaseError::Kind::DAMAGED,
+        fmt::format("damaged index: file {} {}; remove .codetext and run `codetext index`", id,
+                    detail),
+        "");
+}
+
+/// Bytes that a row of `files` takes at least, beside its path.
+constexpr std::size_t MIN_ROW_BYTES = 8;
+
+void check_row(std::int64_t id, std::string_view path, std::string_view language) {
+    if (path.size() > chunk_store::MAX_PATH_BYTES || !is_path_below(path))
+        throw_damage(id, "has a path that leads out of the repository");
+    if (language.size() > MAX_LANGUAGE_BYTES) throw_damage(id, "has no language");
+    chunk_store::file_rowids(id);
 }
 
 // Calls `row` for each file below the filter's paths, once.
@@ -37,6 +62,7 @@ void each_row(const Database& db, const FileFilter& filter,
 void add_passing(std::vector<FileRow>& files, const FileFilter& filter, std::int64_t id,
                  std::string_view path, std::string_view language) {
     if (!passes(filter, path, language)) return;
+    check_row(id, path, language);
     files.push_back({id, std::string(path), std::string(language), std::nullopt});
 }
 
@@ -72,8 +98,10 @@ std::vector<FileRow> rows_by_scan(const Database& db, const FileFilter& filter,
         wanted.emplace(*file_ids);
         files.reserve(file_ids->size());
     }
+    chunk_store::DatabaseLimit size(db);
     each_row(db, filter, [&](const RowView& row) {
         const std::int64_t id = row.integer(0);
+        size.take(row.text(1).size() + MIN_ROW_BYTES);
         if (!wanted || wanted->contains(id)) {
             add_passing(files, filter, id, row.text(1), row.text(2));
         }
@@ -119,7 +147,7 @@ std::vector<FileRow> selected_files(const Database& db, const FileFilter& filter
 
 SelectedFiles::SelectedFiles(const Database& db, const FileFilter& filter,
                              const std::optional<std::vector<std::int64_t>>& file_ids)
-    : _db(&db), _filter(&filter) {
+    : _db(&db), _filter(&filter), _size(db) {
     if (file_ids) _wanted.emplace(*file_ids);
     for (const std::string& path : _filter->paths.outermost()) {
         if (path.empty()) continue;
@@ -141,6 +169,7 @@ std::vector<FileRow> SelectedFiles::next(std::size_t most) {
         _db->each("SELECT id, path, language FROM files WHERE path >= ? AND path < ? ORDER BY path",
                   {range.from, range.before}, [&](const RowView& row) {
                       const std::int64_t id = row.integer(0);
+                      _size.take(row.text(1).size() + MIN_ROW_BYTES);
                       if (_wanted && !_wanted->contains(id)) return Visit::CONTINUE;
                       add_passing(files, *_filter, id, row.text(1), row.text(2));
                       if (files.size() < most) return Visit::CONTINUE;

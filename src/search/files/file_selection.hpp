@@ -14,6 +14,7 @@
 
 #include "search/files/glob.hpp"
 #include "search/files/searched_paths.hpp"
+#include "storage/chunk_store/limits.hpp"
 #include "storage/code_text.hpp"
 #include "storage/database.hpp"
 #include "utils/sorted_lookup.hpp"
@@ -58,6 +59,7 @@ class SelectedFiles {
     };
     const Database* _db;
     const FileFilter* _filter;
+    chunk_store::DatabaseLimit _size;  ///< of the rows that it has read
     std::optional<SortedLookup> _wanted;
     std::vector<PathRange> _ranges;  ///< what is left, the next one last
 };
