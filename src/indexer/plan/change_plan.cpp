@@ -5,6 +5,7 @@
 
 #include "indexer/plan/language.hpp"
 #include "storage/chunk_store/inventory.hpp"
+#include "storage/chunk_store/limits.hpp"
 
 // Comparing two lists. The files of the repository ascend by path; the rows of the index come in
 // the order of their ids, which is the order of paths within each run that added files. So a row's
@@ -93,8 +94,10 @@ class Planner {
 
     void _compare_skipped() {
         PathFinder finder(_files);
+        chunk_store::DatabaseLimit size(_db);
         _db.each("SELECT path, reason, size, mtime_ns FROM skipped_files ORDER BY path", {},
                  [&](const RowView& row) {
+                     size.take(row.text(0).size());
                      const std::optional<std::size_t> index = finder.find(row.text(0));
                      if (index && !_seen[*index]) {
                          _compare_skipped(

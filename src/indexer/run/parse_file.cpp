@@ -34,6 +34,7 @@ std::int64_t stored_bytes(std::span<const Chunk> chunks) {
 
 bool stays_on_disk(const PlannedFile& file, std::span<const Chunk> chunks) {
     return static_cast<std::int64_t>(chunks.size()) > chunk_store::MAX_FILE_CHUNKS ||
+           stored_bytes(chunks) > MAX_CHUNKED_FILE_BYTES ||
            code_text::text_kept_on_disk(file.language, stored_bytes(chunks));
 }
 

@@ -15,9 +15,10 @@ namespace codetext::indexer {
 
 /// A file with a NUL among its first bytes, this many, is binary.
 inline constexpr std::size_t BINARY_TEST_BYTES = 8000;
-/// A larger file keeps its text on disk: packing takes several times its size in memory, and a
+/// A larger file keeps its text on disk, and so does one whose text is larger (each wrong byte
+/// becomes the three of U+FFFD): packing takes several times its size in memory, and a
 /// chunk of very long lines might not fit into a database row.
-inline constexpr std::int64_t MAX_CHUNKED_FILE_BYTES = 256 << 20;
+inline constexpr std::int64_t MAX_CHUNKED_FILE_BYTES = chunk_store::MAX_FILE_TEXT_BYTES;
 
 enum class Outcome {
     CHUNKS,        ///< its text goes into the index

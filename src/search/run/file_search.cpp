@@ -37,6 +37,12 @@ code_text::SegmentList without_mark(const code_text::SegmentList& segments) {
     return code_text::SegmentList(std::move(copies));
 }
 
+std::size_t text_bytes(const code_text::SegmentList& segments) {
+    std::size_t bytes = 0;
+    for (const code_text::Segment& segment : segments) bytes += segment.lines.size_bytes();
+    return bytes;
+}
+
 // Puts the lines around each match between the matches that search_segment found.
 class ContextFiller {
   public:
@@ -129,12 +135,14 @@ Stats& Stats::operator+=(const Stats& other) {
 }
 
 void search_file(code_text::TextSource& source, const code_text::FileRow& file, const Query& query,
-                 const FileWants& wants, FileResult& result) {
+                 const FileWants& wants, FileResult& result,
+                 const std::function<void(std::size_t text_bytes)>& begin) {
     const std::int64_t start_ns = now_ns();
     result.file = &file;
     result.lines.clear();
     result.stats = {};
     result.segments = code_text::segments(source, file.file_id, file.path);
+    if (begin) begin(text_bytes(result.segments));
     const bool has_mark = !result.segments.empty() && begins_with_mark(result.segments[0]);
     if (has_mark) result.segments = without_mark(result.segments);
     for (const code_text::Segment& segment : result.segments) {

@@ -7,6 +7,7 @@
 //   for (const search::ResultLine& line : result.lines) show(line.number, line.text);
 
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <optional>
 #include <string_view>
@@ -61,8 +62,10 @@ struct FileResult {
 };
 
 /// Searches one file, as if it had no byte-order mark at its start. `source` may be of any file
-/// before; `file` must outlive the result's use. Passes every failure of the index on.
+/// before; `file` must outlive the result's use. `begin` is called before any text is unpacked,
+/// with the bytes that all would take. Passes every failure of the index on.
 void search_file(code_text::TextSource& source, const code_text::FileRow& file, const Query& query,
-                 const FileWants& wants, FileResult& result);
+                 const FileWants& wants, FileResult& result,
+                 const std::function<void(std::size_t text_bytes)>& begin = nullptr);
 
 }  // namespace codetext::search

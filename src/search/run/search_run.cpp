@@ -1,6 +1,7 @@
 #include "search/run/search_run.hpp"
 
 #include <algorithm>
+#include <mutex>
 #include <thread>
 #include <utility>
 
@@ -23,6 +24,9 @@ struct Rendered {
 constexpr std::size_t FILES_WORTH_THREADS = 32;
 /// Files that a thread takes at a time: most are searched faster than a lock is handed over.
 constexpr std::size_t BATCH_FILES = 24;
+
+/// One thread at a time searches a file with more text, so that memory holds one of them.
+constexpr std::size_t LARGE_FILE_BYTES = 16 << 20;
 
 /// Ids of the files in which something can match; none: any of them.
 std::optional<std::vector<std::int64_t>> possible_files(const code_text::TextSource& source) {
@@ -101,14 +105,22 @@ class BatchSearch {
                        FileResult& result) const {
         const FileRow& file = _batch.files[item];
         Rendered rendered;
+        std::unique_lock<std::mutex> alone;
+        const auto begin = [&](std::size_t text_bytes) {
+            if (text_bytes > LARGE_FILE_BYTES) alone = std::unique_lock(_large_file);
+        };
         if (_possible && !holds(*_possible, file.file_id)) {
             result = FileResult();
             result.file = &file;
         } else {
-            search_file(source, file, _options->query, wants, result);
+            search_file(source, file, _options->query, wants, result, begin);
         }
         rendered.stats = result.stats;
         if (_results(result.stats) > 0) rendered.stats.matches += (*_render)(result, rendered.out);
+        if (alone) {
+            result = FileResult();
+            source = _batch.source;  // which holds no lines
+        }
         return rendered;
     }
 
@@ -124,6 +136,7 @@ class BatchSearch {
     const Render* _render;
     SearchBatch _batch;
     std::optional<std::vector<std::int64_t>> _possible;
+    mutable std::mutex _large_file;  ///< held while one is searched
 };
 
 }  // namespace

@@ -31,6 +31,8 @@ class StoredText {
     StoredText(std::shared_ptr<PackedFrame> frame, std::size_t position);
     /// The text; valid as long as this handle or a copy of it lives. Throws DamagedChunk.
     std::string_view view() const;
+    /// Bytes of the text, known before it is unpacked.
+    std::size_t size_bytes() const;
 
   private:
     std::shared_ptr<const std::string> _text;

@@ -5,6 +5,7 @@
 
 #include "storage/chunk_store/compressed/packed_frame.hpp"
 #include "storage/chunk_store/compressed/trigrams.hpp"
+#include "storage/chunk_store/limits.hpp"
 #include "storage/chunk_store/writer.hpp"
 
 namespace codetext::chunk_store {
@@ -42,6 +43,11 @@ class Packer::Impl {
     static void _check(std::span<const Chunk> chunks) {
         if (chunks.empty() || static_cast<std::int64_t>(chunks.size()) > MAX_FILE_CHUNKS) {
             throw std::length_error(fmt::format("a file of {} chunks", chunks.size()));
+        }
+        std::size_t bytes = 0;
+        for (const Chunk& chunk : chunks) bytes += chunk.text.size();
+        if (bytes > MAX_FILE_TEXT_BYTES) {
+            throw std::length_error(fmt::format("a file of {} bytes of text", bytes));
         }
         for (std::size_t i = 1; i < chunks.size(); ++i) {
             if (chunks[i].start_line != chunks[i - 1].end_line + 1) {

@@ -20,6 +20,7 @@
 
 #include "storage/chunk.hpp"
 #include "storage/chunk_store/layout.hpp"
+#include "storage/chunk_store/limits.hpp"
 
 namespace codetext::chunk_store {
 
@@ -71,7 +72,8 @@ class Packer {
     ~Packer();
     Packer(Packer&&) noexcept;
     Packer& operator=(Packer&&) noexcept;
-    /// REQUIRES: 1 to MAX_FILE_CHUNKS chunks in line order. Throws std::length_error otherwise.
+    /// REQUIRES: 1 to MAX_FILE_CHUNKS chunks in line order, with at most MAX_FILE_TEXT_BYTES of
+    /// text. Throws std::length_error otherwise.
     PackedFile pack(std::span<const Chunk> chunks);
 
   private:

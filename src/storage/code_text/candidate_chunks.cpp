@@ -1,8 +1,10 @@
 #include "storage/code_text/candidate_chunks.hpp"
 
 #include <algorithm>
+#include <functional>
 #include <map>
 
+#include "storage/chunk_store/limits.hpp"
 #include "storage/code_text/chunking.hpp"
 #include "utils/unicode.hpp"
 
@@ -38,22 +40,29 @@ bool like_answers(std::string_view needle) {
     return true;
 }
 
-std::vector<Row> code_chunks_rows(const Database& db, const std::optional<std::string>& needle) {
-    if (!needle || !like_answers(*needle)) return db.fetchall(EVERY_CHUNK);
-    return db.fetchall(CHUNKS_LIKE, {"%" + *needle + "%"});
+void each_code_chunk(const Database& db, const std::optional<std::string>& needle,
+                     const std::function<Visit(const RowView&)>& visit) {
+    if (!needle || !like_answers(*needle)) return db.each(EVERY_CHUNK, {}, visit);
+    db.each(CHUNKS_LIKE, {"%" + *needle + "%"}, visit);
 }
 
-CandidateChunks::Entries grouped(const std::vector<Row>& rows, std::vector<std::int64_t> searched) {
+CandidateChunks::Entries code_chunks_entries(const Database& db,
+                                             const std::optional<std::string>& needle,
+                                             std::vector<std::int64_t> searched) {
     std::sort(searched.begin(), searched.end());
     std::unordered_map<std::int64_t, std::map<std::int64_t, Segment>> found;
-    for (const Row& row : rows) {
+    chunk_store::DatabaseLimit texts(db);
+    each_code_chunk(db, needle, [&](const RowView& row) {
         const std::int64_t rowid = row.integer(0);
         const std::int64_t file_id = chunk_store::file_of_row(rowid);
-        if (!std::binary_search(searched.begin(), searched.end(), file_id)) continue;
-        found[file_id].emplace(
-            rowid, segment_of({rowid, row.integer(1), row.integer(2),
-                               chunk_store::StoredText(row.text(3)), row.integer(4) != 0}));
-    }
+        if (!std::binary_search(searched.begin(), searched.end(), file_id)) return Visit::CONTINUE;
+        chunk_store::check_lines(rowid, row.integer(1), row.integer(2));
+        texts.take(row.text(3).size());
+        found[file_id].emplace(rowid, segment_of({rowid, row.integer(1), row.integer(2),
+                                                  chunk_store::StoredText(std::string(row.text(3))),
+                                                  row.integer(4) != 0}));
+        return Visit::CONTINUE;
+    });
     CandidateChunks::Entries entries;
     for (auto& [file_id, chunks] : found) {
         std::vector<Segment> segments;
@@ -104,9 +113,8 @@ CandidateChunks _candidate_chunks(const Database& db, chunk_store::Layout store,
         const auto match = may_narrow ? chunk_store::trigram_query(*needle) : std::nullopt;
         return CandidateChunks(chunk_store::matching_rows(db, match, std::move(searched)));
     }
-    return CandidateChunks(
-        grouped(code_chunks_rows(db, may_narrow ? needle : std::optional<std::string>()),
-                std::move(searched)));
+    return CandidateChunks(code_chunks_entries(
+        db, may_narrow ? needle : std::optional<std::string>(), std::move(searched)));
 }
 
 }  // namespace codetext::code_text

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "storage/chunk_store/limits.hpp"
 #include "storage/code_text/chunk_rows.hpp"
 
 namespace codetext::code_text {
@@ -35,13 +36,18 @@ Lines read_lines(const Database& db, chunk_store::Layout store, std::int64_t fil
     const auto [first, end] = file_rowids(file_id);
     JoinedChunks chunks;
     if (store == chunk_store::COMPRESSED) {
-        for (const auto& row : chunk_store::file_rows(db, first, end, dictionaries)) {
+        for (auto& taken : chunk_store::file_rows(db, first, end, dictionaries)) {
+            // Frees each frame as soon as its texts are joined.
+            const chunk_store::ChunkRow row = std::move(taken);
             chunks.add(row.start_line, row.end_line, row.text.view());
         }
     } else {
-        for (const Row& row : db.fetchall(FILE_CHUNKS, {first, end})) {
+        chunk_store::SizeLimit texts(file_id, chunk_store::MAX_FILE_TEXT_BYTES);
+        db.each(FILE_CHUNKS, {first, end}, [&](const RowView& row) {
+            texts.take(row.text(2).size() + 1);
             chunks.add(row.integer(0), row.integer(1), row.text(2));
-        }
+            return Visit::CONTINUE;
+        });
     }
     return chunks.take();
 }

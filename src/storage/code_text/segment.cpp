@@ -17,6 +17,7 @@ class Lines::List {
 
     bool empty() const { return _empty; }
     std::string_view text() const { return _empty ? std::string_view() : _text.view(); }
+    std::size_t size_bytes() const { return _empty ? 0 : _text.size_bytes(); }
 
     /// Number of lines up to line `last_index`, which may be beyond the end.
     std::size_t count_up_to(std::size_t last_index) const {
@@ -76,6 +77,8 @@ Lines Lines::from(std::optional<std::string> joined) {
 bool Lines::empty() const { return _list->empty(); }
 
 std::string_view Lines::text() const { return _list->text(); }
+
+std::size_t Lines::size_bytes() const { return _list->size_bytes(); }
 
 std::size_t Lines::size() const {
     return _list->count_up_to(std::numeric_limits<std::size_t>::max());

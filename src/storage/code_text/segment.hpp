@@ -51,6 +51,9 @@ class Lines {
     /// The lines joined by one LF each; empty both for no line and for one empty line.
     std::string_view text() const;
 
+    /// Bytes of that text, known before it is unpacked.
+    std::size_t size_bytes() const;
+
     /// True when both handles are of one list, not merely of equal ones.
     bool same_list(const Lines& other) const { return _list == other._list; }
     friend bool operator==(const Lines& one, const Lines& other);

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <string>
 
+#include "storage/chunk_store/limits.hpp"
+
 namespace codetext::chunk_store::code_chunks {
 
 namespace {
@@ -19,10 +21,15 @@ std::string without_nuls(std::string text) {
 
 std::vector<ChunkRow> rows(const Database& db, std::int64_t first, std::int64_t end) {
     std::vector<ChunkRow> found;
+    SizeLimit texts(file_of_row(first), MAX_FILE_TEXT_BYTES);
+    Ascending order("chunk");
     db.each(
         "SELECT rowid, start_line, end_line, coalesce(exact, text) FROM code_chunks WHERE "
         "rowid >= ? AND rowid < ? ORDER BY rowid",
-        {first, end}, [&found](const RowView& row) {
+        {first, end}, [&](const RowView& row) {
+            order.take(row.integer(0));
+            check_lines(row.integer(0), row.integer(1), row.integer(2));
+            texts.take(row.text(3).size());
             found.push_back({row.integer(0), row.integer(1), row.integer(2),
                              StoredText(std::string(row.text(3))), false});
             return Visit::CONTINUE;

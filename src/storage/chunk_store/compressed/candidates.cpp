@@ -10,10 +10,14 @@
 
 #include "storage/chunk_store/compressed/trigram_shard.hpp"
 #include "storage/chunk_store/layout.hpp"
+#include "storage/chunk_store/limits.hpp"
 
 namespace codetext::chunk_store {
 
 namespace {
+
+/// Row ids that one answer holds at most, 128 MB: a thousand million lines.
+constexpr std::size_t MAX_CANDIDATES = std::size_t{1} << 24;
 
 /// The files of ascending rows, each once.
 std::vector<std::int64_t> files_of(std::span<const std::int64_t> rowids) {
@@ -25,13 +29,27 @@ std::vector<std::int64_t> files_of(std::span<const std::int64_t> rowids) {
     return files;
 }
 
+std::vector<std::int64_t> shard_ids(const Database& db) {
+    std::vector<std::int64_t> ids;
+    Ascending order("trigram shard");
+    db.each("SELECT id FROM trigram_segments ORDER BY id", {}, [&](const RowView& row) {
+        ids.push_back(row.integer(0));
+        order.take(ids.back());
+        return Visit::CONTINUE;
+    });
+    return ids;
+}
+
 /// The rows that the shards name, in any order, a row perhaps more than once.
 std::vector<std::int64_t> ask_shards(const Database& db, std::span<const std::uint32_t> trigrams) {
     std::vector<std::int64_t> rowids;
-    for (const Row& row : db.fetchall("SELECT id FROM trigram_segments ORDER BY id")) {
-        const ShardReader shard(db, row.integer(0));
+    for (const std::int64_t id : shard_ids(db)) {
+        const ShardReader shard(db, id);
         const std::vector<std::uint16_t> numbers = shard.holding(trigrams);
         if (!numbers.empty()) shard.append_rowids(numbers, rowids);
+        if (rowids.size() > MAX_CANDIDATES) {
+            throw_damage("trigram shard", id, "the index names more chunks than can be read");
+        }
     }
     return rowids;
 }

@@ -11,12 +11,16 @@
 #include <string_view>
 #include <vector>
 
+#include "storage/chunk_store/limits.hpp"
+
 namespace codetext::chunk_store {
 
 namespace {
 
 /// How far back LZ4 reaches; more would never be used.
 constexpr std::size_t MAX_DICTIONARY_BYTES = 64 << 10;
+/// Dictionaries kept in memory; a run makes one at most.
+constexpr std::size_t MAX_KEPT = 256;
 /// A dictionary should be trained on about a hundred times its size.
 constexpr std::size_t SAMPLES_PER_DICTIONARY_BYTE = 64;
 
@@ -30,6 +34,11 @@ ZDICT_fastCover_params_t trainer() {
     parameters.f = 20;
     parameters.accel = 2;
     return parameters;
+}
+
+DictionaryHandle dictionary_of(std::int64_t id, std::string bytes) {
+    if (bytes.size() > MAX_DICTIONARY_BYTES) throw_damage("dictionary", id, "it is too large");
+    return std::make_shared<const Dictionary>(id, std::move(bytes));
 }
 
 /// The text of a dictionary that zstd trained, without the tables before it, which are zstd's own.
@@ -49,15 +58,15 @@ DictionaryHandle Dictionaries::find(const Database& db, std::int64_t id) {
     if (auto found = _dictionaries.find(id); found != _dictionaries.end()) return found->second;
     auto row = db.fetchone("SELECT body FROM chunk_dictionaries WHERE id = ?", {id});
     if (!row) return nullptr;
-    return _dictionaries.emplace(id, std::make_shared<const Dictionary>(id, row->blob(0)))
-        .first->second;
+    if (_dictionaries.size() == MAX_KEPT) _dictionaries.clear();
+    return _dictionaries.emplace(id, dictionary_of(id, row->blob(0))).first->second;
 }
 
 DictionaryHandle load_dictionary(const Database& db) {
     if (layout(db) != COMPRESSED) return nullptr;
     auto row = db.fetchone("SELECT id, body FROM chunk_dictionaries ORDER BY id DESC LIMIT 1");
     if (!row) return nullptr;
-    return std::make_shared<const Dictionary>(row->integer(0), row->blob(1));
+    return dictionary_of(row->integer(0), row->blob(1));
 }
 
 DictionaryHandle train_dictionary(Database& db, std::span<const std::string> samples) {

@@ -6,6 +6,7 @@
 #include "storage/chunk_store/compressed/dictionary.hpp"
 #include "storage/chunk_store/compressed/packed_frame.hpp"
 #include "storage/chunk_store/layout.hpp"
+#include "storage/chunk_store/limits.hpp"
 
 namespace codetext::chunk_store {
 
@@ -39,6 +40,9 @@ std::vector<ChunkRow> read_rows(const Database& db, std::int64_t first, std::int
                                 const Wanted& wanted) {
     std::vector<ChunkRow> rows;
     std::vector<std::shared_ptr<PackedFrame>> doubtful;
+    SizeLimit bodies(file_of_row(first), MAX_FILE_FRAME_BYTES);
+    SizeLimit texts(file_of_row(first), MAX_FILE_TEXT_BYTES);
+    Ascending order("chunk frame");
     bool checked = promised == nullptr;
     const auto check_stamp = [&] {
         if (!checked && db.content_stamp() != *promised) throw IndexChanged();
@@ -48,9 +52,15 @@ std::vector<ChunkRow> read_rows(const Database& db, std::int64_t first, std::int
             {frame_rowid(first), end}, [&](const RowView& row) {
                 check_stamp();
                 const std::int64_t rowid = row.integer(0);
+                order.take(rowid);
+                if (rowid != frame_rowid(rowid)) {
+                    throw_damage("chunk frame", rowid, "no frame begins there");
+                }
                 if (!any_chunk(rowid, wanted)) return Visit::CONTINUE;
+                bodies.take(row.blob(1).size());
                 const auto frame = std::make_shared<PackedFrame>(db, dictionaries, rowid,
                                                                  std::string(row.blob(1)));
+                texts.take(frame->texts_bytes());
                 append_rows(frame, rows, wanted);
                 const bool hides_one = any_chunk(
                     rowid, [&](std::int64_t one) { return wanted(one) && !frame->shows(one); });

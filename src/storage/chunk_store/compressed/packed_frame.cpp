@@ -9,6 +9,9 @@
 
 namespace codetext::chunk_store {
 
+static_assert(LZ4_COMPRESSBOUND(MAX_FILE_TEXT_BYTES) + 1024 < MAX_FILE_FRAME_BYTES &&
+              MAX_FILE_FRAME_BYTES <= max_value_bytes(Access::READ_ONLY));
+
 namespace {
 
 /// Two searches for each position. Level 3 makes four, packs 3% smaller and takes a fifth longer;
@@ -87,7 +90,7 @@ std::string FramePacker::pack(std::span<const Chunk> chunks, bool ends_file) {
         put_varint(body, chunk.text.size());
         _texts += chunk.text;
     }
-    if (_texts.size() > MAX_FRAME_BYTES) throw std::length_error("chunks of more than 2 GB");
+    if (_texts.size() > MAX_FRAME_BYTES) throw std::length_error("chunks of more than 256 MiB");
     put_hash(body, hash_of(body, _texts));
     const std::size_t head = body.size();
     const int texts_size = static_cast<int>(_texts.size());
@@ -112,13 +115,16 @@ PackedFrame::PackedFrame(const Database& db, Dictionaries& dictionaries, std::in
     _ends_file = head % 2 == 1;
     if (chunks == 0 || chunks > FRAME_CHUNKS) reader.damaged("its number of chunks is wrong");
     std::uint64_t line = reader.varint();
+    if (line == 0) reader.damaged("its line numbers are wrong");
     const auto dictionary_id = static_cast<std::int64_t>(reader.varint());
     _parts.reserve(chunks);
     for (std::uint64_t i = 0; i < chunks; ++i) {
         const std::uint64_t lines = reader.varint();
         const std::uint64_t size = reader.varint();
         if (size > MAX_FRAME_BYTES - _texts_size) reader.damaged("its texts are too large");
-        // Unsigned: the numbers of a damaged head may be too large for their sum.
+        if (line > MAX_LINE_NUMBER || lines > MAX_LINE_NUMBER) {
+            reader.damaged("its line numbers are wrong");
+        }
         _parts.push_back({static_cast<std::int64_t>(line),
                           static_cast<std::int64_t>(line + lines - 1), _texts_size, size});
         line += lines;
@@ -169,6 +175,10 @@ StoredText::StoredText(std::string text)
 
 StoredText::StoredText(std::shared_ptr<PackedFrame> frame, std::size_t position)
     : _frame(std::move(frame)), _position(position) {}
+
+std::size_t StoredText::size_bytes() const {
+    return _frame ? _frame->parts()[_position].size : _text->size();
+}
 
 std::string_view StoredText::view() const {
     return _frame ? _frame->text(_position) : std::string_view(*_text);

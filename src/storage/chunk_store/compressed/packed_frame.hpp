@@ -23,14 +23,15 @@
 #include "storage/chunk.hpp"
 #include "storage/chunk_store/chunk_row.hpp"
 #include "storage/chunk_store/compressed/dictionary.hpp"
+#include "storage/chunk_store/limits.hpp"
 #include "storage/chunk_store/writer.hpp"
 
 namespace codetext::chunk_store {
 
 /// Most chunks of a frame. Chunk k of a file lies in the frame at chunk k - k % FRAME_CHUNKS.
 inline constexpr std::int64_t FRAME_CHUNKS = 8;
-/// Most bytes that the texts of a frame may have: what LZ4 takes.
-inline constexpr std::size_t MAX_FRAME_BYTES = LZ4_MAX_INPUT_SIZE;
+/// Most bytes that the texts of a frame may have.
+inline constexpr std::size_t MAX_FRAME_BYTES = MAX_FILE_TEXT_BYTES;
 
 /// Compresses frames. Make one for each thread.
 class FramePacker {
@@ -66,6 +67,8 @@ class PackedFrame {
     };
     std::int64_t rowid() const { return _rowid; }
     std::span<const Part> parts() const { return _parts; }
+    /// Bytes of all texts, unpacked.
+    std::size_t texts_bytes() const { return _texts_size; }
     bool ends_file() const { return _ends_file; }
     /// Whether the frame shows a chunk with this row id that has a line: one whose text a reader
     /// will look at, which checks the frame. REQUIRES: `rowid` is not below the frame's own.

@@ -14,6 +14,10 @@
 
 namespace codetext::chunk_store {
 
+/// Most bytes of a coded list: the best parameter for n numbers below 2^16 takes at most n + 2^16
+/// bits for each of two parts.
+inline constexpr std::size_t MAX_POSTINGS_BYTES = std::size_t{1} << 15;
+
 /// A coded list. Numbers are below 2^16: those of chunks in one shard.
 struct PostingList {
     std::uint32_t count = 0;     ///< how many numbers

@@ -28,6 +28,11 @@ class ByteReader;
 /// Bits of a list's Rice parameter below its count in a directory.
 inline constexpr unsigned PARAMETER_BITS = 4;
 
+/// Greatest id of a shard, so that the row ids of its lists fit 63 bits.
+inline constexpr std::int64_t MAX_SHARD_ID = (std::int64_t{1} << 38) - 1;
+/// Throws DamagedChunk for an id that no shard has.
+void check_shard_id(std::int64_t id);
+
 /// Gathers chunks and writes them as shards of at most SHARD_CHUNKS.
 class ShardWriter {
   public:
@@ -57,7 +62,8 @@ class ShardWriter {
 /// A shard as a search reads it.
 class ShardReader {
   public:
-    ShardReader(const Database& db, std::int64_t id) : _db(&db), _id(id) {}
+    /// Throws DamagedChunk for an id that no shard has.
+    ShardReader(const Database& db, std::int64_t id);
     /// The few of the trigrams that fewest of the shard's chunks hold, the rarest first. Asking for
     /// these drops nearly all that asking for every one would drop. Throws DamagedChunk.
     std::vector<std::uint32_t> rarest(std::span<const std::uint32_t> trigrams) const;

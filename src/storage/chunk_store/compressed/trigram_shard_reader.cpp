@@ -11,6 +11,8 @@
 #include "storage/chunk_store/compressed/trigram_shard.hpp"
 #include "storage/chunk_store/compressed/trigrams.hpp"
 #include "storage/chunk_store/layout.hpp"
+#include "storage/chunk_store/limits.hpp"
+#include "storage/chunk_store/writer.hpp"
 
 namespace codetext::chunk_store {
 
@@ -23,6 +25,10 @@ constexpr std::size_t MAX_WEIGHED = 256;
 /// A list this many times longer than what is left is not worth reading.
 constexpr std::size_t NOT_WORTH_READING = 64;
 
+/// No BLOB of the trigram index is larger: a block fits a page but for one list, and a shard has
+/// few bytes for a chunk.
+constexpr std::size_t MAX_BLOB_BYTES = std::size_t{1} << 20;
+
 void keep_common(std::vector<std::uint16_t>& numbers, const std::vector<std::uint16_t>& others) {
     const auto end = std::set_intersection(numbers.begin(), numbers.end(), others.begin(),
                                            others.end(), numbers.begin());
@@ -31,11 +37,20 @@ void keep_common(std::vector<std::uint16_t>& numbers, const std::vector<std::uin
 
 }  // namespace
 
+void check_shard_id(std::int64_t id) {
+    if (id < 1 || id > MAX_SHARD_ID) throw_damage("trigram shard", id, "no shard has this id");
+}
+
+ShardReader::ShardReader(const Database& db, std::int64_t id) : _db(&db), _id(id) {
+    check_shard_id(id);
+}
+
 bool ShardReader::_find(std::uint32_t trigram, StoredList& list) const {
     bool found = false;
     _db->each("SELECT id, body FROM trigram_lists WHERE id >= ? AND id < ? ORDER BY id LIMIT 1",
               {_id * TRIGRAMS + trigram, (_id + 1) * TRIGRAMS}, [&](const RowView& row) {
                   ByteReader reader(row.blob(1), "trigram block", row.integer(0));
+                  if (reader.rest().size() > MAX_BLOB_BYTES) reader.damaged("it is too large");
                   reader.take_hash();
                   found = _find_in_block(reader, trigram, list);
                   return Visit::STOP;
@@ -54,6 +69,9 @@ bool ShardReader::_find_in_block(ByteReader& block, std::uint32_t trigram, Store
         const std::uint64_t size = directory.varint();
         if (current == trigram) {
             block.take(offset);
+            if (count >> PARAMETER_BITS > SHARD_CHUNKS || size > MAX_POSTINGS_BYTES) {
+                block.damaged("a posting list is too large");
+            }
             list.count = static_cast<std::uint32_t>(count >> PARAMETER_BITS);
             list.parameter = static_cast<std::uint8_t>(count & ((1u << PARAMETER_BITS) - 1));
             list.bytes = block.take(size);
@@ -110,13 +128,21 @@ void ShardReader::_each_range(const Visitor& visit) const {
     auto row = _db->fetchone("SELECT files FROM trigram_segments WHERE id = ?", {_id});
     if (!row) return;
     ByteReader reader(row->blob(0), "trigram shard", _id);
+    if (reader.rest().size() > MAX_BLOB_BYTES) reader.damaged("it is too large");
     reader.take_hash();
-    std::int64_t file_id = 0;
+    std::int64_t file_id = 0, chunks_left = SHARD_CHUNKS;
     while (!reader.at_end()) {
-        file_id += unzigzag(reader.varint());
-        const auto first_chunk = static_cast<std::int64_t>(reader.varint());
-        const auto chunks = static_cast<std::int64_t>(reader.varint());
-        visit(file_id, first_chunk, chunks);
+        // Unsigned: numbers that others have made may be too large for their sum.
+        file_id = static_cast<std::int64_t>(static_cast<std::uint64_t>(file_id) +
+                                            static_cast<std::uint64_t>(unzigzag(reader.varint())));
+        const std::uint64_t first_chunk = reader.varint(), chunks = reader.varint();
+        if (file_id > MAX_FILE_ID || file_id < -MAX_FILE_ID || first_chunk >= CHUNK_STRIDE ||
+            chunks == 0 || chunks > static_cast<std::uint64_t>(chunks_left) ||
+            chunks > CHUNK_STRIDE - first_chunk) {
+            reader.damaged("it names chunks that no file has");
+        }
+        chunks_left -= static_cast<std::int64_t>(chunks);
+        visit(file_id, static_cast<std::int64_t>(first_chunk), static_cast<std::int64_t>(chunks));
     }
 }
 

@@ -154,6 +154,7 @@ std::string ShardWriter::_coded_ranges() const {
 }
 
 void ShardWriter::_write_blocks(std::int64_t shard) {
+    check_shard_id(shard);
     std::vector<std::uint32_t> place(BUCKETS + 1);
     for (const std::uint32_t trigram : _trigrams) ++place[(trigram >> BUCKET_BITS) + 1];
     for (std::size_t i = 1; i < place.size(); ++i) place[i] += place[i - 1];

@@ -16,6 +16,7 @@
 #include "storage/chunk_store.hpp"
 #include "storage/chunk_store/compressed/trigram_shard.hpp"
 #include "storage/chunk_store/compressed/trigrams.hpp"
+#include "storage/chunk_store/limits.hpp"
 #include "storage/chunk_store/writer.hpp"
 
 namespace codetext::chunk_store {
@@ -67,8 +68,13 @@ void make_anew(Database& db, const std::vector<std::int64_t>& shards) {
 
 std::vector<ShardSize> shard_sizes(const Database& db) {
     std::vector<ShardSize> sizes;
+    Ascending order("trigram shard");
     db.each("SELECT id, chunks FROM trigram_segments ORDER BY id", {}, [&](const RowView& row) {
+        order.take(row.integer(0));
         sizes.push_back({row.integer(0), row.integer(1)});
+        if (sizes.back().chunks < 1 || sizes.back().chunks > SHARD_CHUNKS) {
+            throw_damage("trigram shard", row.integer(0), "its number of chunks is wrong");
+        }
         return Visit::CONTINUE;
     });
     return sizes;

@@ -25,6 +25,9 @@ constexpr std::array<std::uint8_t, 256> FOLDED = [] {
     return folded;
 }();
 
+/// Bytes looked at between two resizes of the list: it has room for a trigram each.
+constexpr std::size_t WINDOW_BYTES = 1 << 20;
+
 std::uint32_t folded(char byte) { return FOLDED[static_cast<unsigned char>(byte)]; }
 
 /// Moves the three bytes of a trigram from BITS_PER_BYTE apart to eight bits apart.
@@ -67,17 +70,20 @@ TrigramCollector::TrigramCollector() : _seen_ascii(table_without_line_feeds<7>()
 template <unsigned BITS_PER_BYTE>
 void TrigramCollector::_collect(std::string_view text, std::vector<std::uint64_t>& table) {
     constexpr std::uint32_t MASK = (1u << 3 * BITS_PER_BYTE) - 1;
-    _found.resize(text.size());
     if (text.size() < 3) return _found.clear();
     std::size_t found = 0;
     std::uint32_t trigram = folded(text[0]) << BITS_PER_BYTE | folded(text[1]);
-    for (const char byte : text.substr(2)) {
-        trigram = (trigram << BITS_PER_BYTE | folded(byte)) & MASK;
-        std::uint64_t& word = table[trigram / 64];
-        const std::uint64_t before = word;
-        word |= std::uint64_t{1} << trigram % 64;
-        _found[found] = trigram;
-        found += word != before;
+    for (std::size_t at = 2; at < text.size(); at += WINDOW_BYTES) {
+        const std::string_view window = text.substr(at, WINDOW_BYTES);
+        _found.resize(found + window.size());
+        for (const char byte : window) {
+            trigram = (trigram << BITS_PER_BYTE | folded(byte)) & MASK;
+            std::uint64_t& word = table[trigram / 64];
+            const std::uint64_t before = word;
+            word |= std::uint64_t{1} << trigram % 64;
+            _found[found] = trigram;
+            found += word != before;
+        }
     }
     _found.resize(found);
     for (std::uint32_t& seen : _found) {
