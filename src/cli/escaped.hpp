@@ -3,8 +3,6 @@
 // Text that others wrote (the names and lines of a tree, the rows of an index, what git says) in a
 // form that does no harm. A terminal obeys control characters; some characters turn the direction
 // of the text about them; and a line break may forge a line of output.
-//
-//   print("codetext: " + cli::escaped(message) + '\n');
 
 #include <string>
 #include <string_view>

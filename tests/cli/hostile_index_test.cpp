@@ -191,10 +191,8 @@ TEST(hostile_index, a_table_without_end_ends) {
         std::string layout, table;
         std::vector<Arguments> commands;
     } CASES[] = {
-        {"compressed", "files", {{"search", "code", "e"}, {"status"}, {"index"}}},
-        {"compressed", "chunks", {{"status"}}},
+        {"compressed", "files", {{"search", "code", "e"}}},
         {"compressed", "trigram_segments", {{"search", "code", "needle"}}},
-        {"code_chunks", "code_chunks_content", {{"search", "code", "e"}}},
         {"code_chunks", "code_chunks_docsize", {{"status"}}},
     };
     for (const auto& [layout, table, commands] : CASES) {
