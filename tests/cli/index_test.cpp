@@ -2,10 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include <random>
-
 #include "cli/program.hpp"
-#include "storage/schema.hpp"
+#include "storage/temp_index.hpp"
 
 namespace codetext::test {
 namespace {
@@ -58,6 +56,13 @@ TEST(index_command, tells_a_repository_without_files_from_a_run_that_failed) {
     fs::remove_all(root / ".git");
     EXPECT_EQ(run({"index"}, root).status, 0);
     EXPECT_EQ(search({"x"}, root).status, 1);
+    const TempFolder folder;
+    for (const std::string name : {"--", "#[a]", "index"}) {
+        folder.write(name + "/x", "");
+        for (const char* command : {"index", "status", "upgrade", "verify"}) {
+            EXPECT_EQ(run({command, "--", name}, folder.path()).status, 0) << command << name;
+        }
+    }
 }
 
 /// Runs codetext where no file can grow beyond `bytes`, which stands for a full disk.
@@ -68,18 +73,10 @@ Outcome run_limited(std::uintmax_t bytes, const std::string& command, const fs::
                        cwd);
 }
 
-/// Text that is hard to compress, with `word` at its end.
-std::string text_of(int numbers, const std::string& word) {
-    std::mt19937 random(1);
-    std::string text;
-    for (int i = 0; i < numbers; ++i) text += std::to_string(random()) + "\n";
-    return text + word + "\n";
-}
-
 TEST(index_command, loses_nothing_where_the_disk_is_full) {
     TempFolder repository;
     const fs::path root = repository.path(), path = schema::index_path(root);
-    repository.write("first.txt", text_of(100'000, "first"));
+    repository.write("first.txt", test_support::numbered_lines(100'000) + "first\n");
     Outcome outcome = run_limited(20'000, "index", root);
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.errors, HasSubstr(path));
@@ -88,7 +85,7 @@ TEST(index_command, loses_nothing_where_the_disk_is_full) {
     ASSERT_EQ(run({"index"}, root).status, 0);
     const std::uintmax_t size = fs::file_size(path);
     EXPECT_EQ(run_limited(0, "search code first", root).output, "first.txt:100001:first\n");
-    repository.write("second.txt", text_of(20'000, "second"));
+    repository.write("second.txt", test_support::numbered_lines(20'000) + "second\n");
     EXPECT_EQ(run_limited(0, "index", root).status, 2);
     EXPECT_EQ(run({"verify"}, root).status, 0);
     outcome = run_limited(size, "index", root);

@@ -37,18 +37,26 @@ const std::string FOOLED = "a.c:2:\treturn fooled(foo);\n",
                   MAIN = "a.c:1:int main() {\na.c-2-\treturn fooled(foo);\n",
                   Z_JSON = "z.json:1:{\"foo\": \"" + std::string(40000, 'x') + "\"}\n";
 
-const Cases SHORT = {{"--limit=2 -i FOO", FOOLED + B_H},         {"-q foo", ""},
-                     {"-ltc -T h -Tpython foo", "a.c\n"},        {"-m 0 foo", ""},
-                     {"-l --limit 2 foo", "a.c\nlib/b.h\n"},     {"-- -none-", ""},
-                     {"-e fooled -e import", FOOLED + C_PY},     {"fooled", FOOLED},
-                     {"-e -foo -e }", "a.c:3:}\n" + Z_JSON},     {"-tpy foo", C_PY},
-                     {"-w foo a.c lib/deep", FOOLED + C_PY},     {"-m1 -g *.h foo", B_H},
-                     {"-c --limit 1 line", "long.txt:200\n"},    {"-c --limit 0 foo", ""},
-                     {"-t c++ -xt js foo", "lib/b.h:2:foo\n"},   {"-lth foo", "lib/b.h\n"},
-                     {"-c --limit 2 foo", "a.c:1\nlib/b.h:2\n"}, {"-ltc foo", "a.c\nlib/b.h\n"},
-                     {"--files-without-match foo", "long.txt\n"}};
-
-const Cases LONG = {
+const Cases ANSWERS = {
+    {"--limit=2 -i FOO", FOOLED + B_H},
+    {"-q foo", ""},
+    {"-ltc -T h -Tpython foo", "a.c\n"},
+    {"-m 0 foo", ""},
+    {"-l --limit 2 foo", "a.c\nlib/b.h\n"},
+    {"-- -none-", ""},
+    {"-e fooled -e import", FOOLED + C_PY},
+    {"fooled", FOOLED},
+    {"-e -foo -e }", "a.c:3:}\n" + Z_JSON},
+    {"-tpy foo", C_PY},
+    {"-w foo a.c lib/deep", FOOLED + C_PY},
+    {"-m1 -g *.h foo", B_H},
+    {"-c --limit 1 line", "long.txt:200\n"},
+    {"-c --limit 0 foo", ""},
+    {"-t c++ -xt js foo", "lib/b.h:2:foo\n"},
+    {"-lth foo", "lib/b.h\n"},
+    {"-c --limit 2 foo", "a.c:1\nlib/b.h:2\n"},
+    {"-ltc foo", "a.c\nlib/b.h\n"},
+    {"--files-without-match foo", "long.txt\n"},
     {"-cm150 --limit 1 line", "long.txt:150\n"},
     {"-lTcpp foo", "a.c\nlib/deep/c.py\nz.json\n"},
     {"-l foo", "a.c\nlib/b.h\nlib/deep/c.py\nz.json\n"},
@@ -73,23 +81,29 @@ TEST_F(SearchCode, answers_alike_from_every_source_and_layout) {
     for (const Arguments& layout : {Arguments{}, Arguments{"--layout=code_chunks"}}) {
         std::filesystem::remove_all(root / ".codetext");
         ASSERT_NO_FATAL_FAILURE(index(layout));
-        for (const Cases& cases : {SHORT, LONG}) {
-            for (const auto& [arguments, expected] : cases) {
-                for (const char* source : {"--source=index", "--source=disk"}) {
-                    EXPECT_EQ(out(Arguments{source} + words(arguments)), expected) << arguments;
-                }
+        for (const auto& [arguments, expected] : ANSWERS) {
+            for (const char* source : {"--source=index", "--source=disk"}) {
+                EXPECT_EQ(out(Arguments{source} + words(arguments)), expected) << arguments;
             }
         }
     }
 }
 
 TEST_F(SearchCode, takes_and_shows_paths_relative_to_the_current_directory) {
-    repository.write("lib/[a]{b},!/c.py", "foo\n");
-    repository.write("lib/a/c.py", "foo\n");
-    repository.write("lib/x.h.txt", "foo\n");
+    for (const char* path : {"lib/[a]{b},!/c.py", "lib/a/c.py", "lib/x.h.txt", "nasty/--/-",
+                             "nasty/{a,b}", "n-/x", "n/x/y", "n/x/z", "n0/x", "n.txt"}) {
+        repository.write(path, "foo\n");
+    }
     index();
     const std::string name = root.filename();
     const Cases CASES = {{". -th", "lib/b.h"},
+                         {"nasty -- -- {a,b}", "--/- {a,b}"},
+                         {"nasty/-- -- -", "-"},
+                         {". n", "n/x/y n/x/z"},
+                         {". n0 n.txt", "n.txt n0/x"},
+                         {". n/x n n/x/y", "n/x/y n/x/z"},
+                         {". --limit 1 n0 n/x/z", "n/x/z"},
+                         {". -g n*/** -g !n0 -g !nasty", "n-/x n/x/y n/x/z"},
                          {"lib -g lib/**", ""},
                          {". -g ./*.c", "a.c"},
                          {"lib -g /b.h", "b.h"},
@@ -190,17 +204,14 @@ TEST_F(SearchCode, writes_json_in_ripgreps_shape) {
 
 TEST_F(SearchCode, counts_bytes_of_the_text_that_it_shows) {
     repository.write("bytes.txt", "\xE9 = \xE2\x82 \u00e9 zap\xFF\xFEzap\n");
-    const std::string line = "\uFFFD = \uFFFD \u00e9 zap\uFFFD\uFFFDzap";
+    const std::string line = "\uFFFD = \uFFFD \u00e9 zap\uFFFD\uFFFDzap\n";
     const Cases CASES = {
-        {"--column zap", "bytes.txt:1:14:" + line + '\n'},
-        {"--column -i Z[A]P", "bytes.txt:1:14:" + line + '\n'},
-        {"--vimgrep zap", "bytes.txt:1:14:" + line + "\nbytes.txt:1:23:" + line + '\n'},
-        {"--column \uFFFD+zap", "bytes.txt:1:17:" + line + '\n'},
-        {"--json zap", "\"lines\":{\"text\":\"" + line +
-                           R"(\n"},"line_number":1,"column":8,"submatches":[)"
-                           R"({"match":{"text":"zap"},"start":13,"end":16},)"
-                           R"({"match":{"text":"zap"},"start":22,"end":25}])"},
-        {"--json \uFFFD+z", "[{\"match\":{\"text\":\"\uFFFD\uFFFDz\"},\"start\":16,\"end\":23}]"}};
+        {"--column zap", "bytes.txt:1:14:" + line},
+        {"--column -i Z[A]P", "bytes.txt:1:14:" + line},
+        {"--vimgrep zap", "bytes.txt:1:14:" + line + "bytes.txt:1:23:" + line},
+        {"--column \uFFFD+zap", "bytes.txt:1:17:" + line},
+        {"--json \uFFFD+z",
+         R"("column":11,"submatches":[{"match":{"text":"��z"},"start":16,"end":23}])"}};
     index();
     for (const auto& [arguments, expected] : CASES) {
         for (const char* source : {"--source=index", "--source=disk"}) {
@@ -220,7 +231,14 @@ TEST_F(SearchCode, shows_a_path_that_is_not_utf8_as_text_in_json) {
 
 TEST_F(SearchCode, says_why_it_read_the_disk) {
     index();
-    EXPECT_THAT(search({"--stats", "import"}, root).errors, HasSubstr("read from the index"));
+    // Searched are the files whose text is looked at: those kept on disk, and those of candidates.
+    for (const auto& [arguments, stats] :
+         Cases{{"import", "in 1 files\n2 files searched"},
+               {"no+where", "in 0 files\n1 files searched"},
+               {"--source=disk import", "in 1 files\n5 files searched"},
+               {"--source=disk no+where", "in 0 files\n5 files searched"}}) {
+        EXPECT_THAT(search(Arguments{"--stats"} + words(arguments), root).errors, HasSubstr(stats));
+    }
     repository.write("new.c", "import\n");
     Database(schema::index_path(root), Access::READ_WRITE)
         .execute(

@@ -19,7 +19,6 @@
 #include "utils/ordered_pool.hpp"
 #include "utils/platform.hpp"
 #include "utils/process.hpp"
-#include "utils/path_below.hpp"
 #include "utils/sorted_lookup.hpp"
 #include "utils/unicode.hpp"
 
@@ -59,13 +58,8 @@ class Examples : public ::testing::Test {
         db.execute("UPDATE files SET language = 'c', size = 1000 * id");
     }
 
-    /// Runs an example, which hands `expected` to the functions below.
-    template <typename Example>
-    void run(std::string_view expected, Example example) {
-        seen.text.clear();
-        example();
-        EXPECT_EQ(seen.text, expected);
-    }
+    /// What the examples since the last call have handed to the functions below.
+    std::string taken() { return std::exchange(seen.text, ""); }
 
     test_support::TempIndex index{chunk_store::default_layout().value()};
     Database& db = index.db;
@@ -80,46 +74,40 @@ class Examples : public ::testing::Test {
 
 TEST_F(Examples, utils) {
     path = root;
-    run("", [&] {
+    {
 #include "example_of/utils/descriptor.hpp"
-    });
-    run("", [&] {
+    } {
 #include "example_of/utils/platform.hpp"
         EXPECT_TRUE(directory);
-    });
+    }
     index.folder.write("src/main.c", "int main;");
-    run("", [&] {
+    {
 #include "example_of/utils/open_below.hpp"
-    });
-    index.folder.write("a.txt", "one\r\ntwo \xFF\n");
+    } index.folder.write("a.txt", "one\r\ntwo \xFF\n");
     path = root / "a.txt";
-    run("one\r\ntwo \xFF\n,", [&] {
+    {
 #include "example_of/utils/fsio.hpp"
         use(bytes);
-    });
-    run("one\ntwo \uFFFD,", [&] {
 #include "example_of/utils/unicode.hpp"
         use(lines.value());
-    });
+        EXPECT_EQ(taken(), "one\r\ntwo \xFF\n,one\ntwo \uFFFD,");
+    }
     const auto read = [](const code_text::FileRow& file) { return "<" + file.path + ">"; };
-    run("<drivers/a.c>,<src/main.c>,", [&] {
-#include "example_of/utils/ordered_pool.hpp"
-    });
     const std::vector<std::int64_t> ids = {1, 3, 7, 9}, others = {2, 3, 9, 11};
-    run("3,9,", [&] {
+#include "example_of/utils/ordered_pool.hpp"
 #include "example_of/utils/sorted_lookup.hpp"
-    });
+    EXPECT_EQ(taken(), "<drivers/a.c>,<src/main.c>,3,9,");
     const auto refuse = [&](const std::string& bad) { use(bad); };
-    run("../a,", [&] {
+    {
 #include "example_of/utils/path_below.hpp"
-    });
+        EXPECT_EQ(taken(), "../a,");
+    }
     const std::size_t wanted = 2;
     std::atomic<int> done = 0;
     const auto work = [&] { ++done; };
-    run("", [&] {
+    {
 #include "example_of/utils/threads.hpp"
-    });
-    EXPECT_EQ(done, 2);
+    } EXPECT_EQ(done, 2);
     const std::vector<std::string> environment = {"PATH=/usr/local/bin:/usr/bin:/bin"};
     const auto list = [&] {
 #include "example_of/utils/process.hpp"
@@ -128,36 +116,27 @@ TEST_F(Examples, utils) {
 }
 
 TEST_F(Examples, database) {
-    run("drivers/a.c,src/main.c,", [&] {
+    {
 #include "example_of/storage/database.hpp"
-    });
-    run("9,", [&] {
-#include "example_of/storage/database/database.hpp"
-    });
-    run("7,9,", [&] {
 #include "example_of/storage/database/cursor.hpp"
-    });
-    run("7:drivers/a.c,9:src/main.c,", [&] {
 #include "example_of/storage/database/row.hpp"
-    });
-    run("3.2.0,", [&] {
+        EXPECT_EQ(taken(), "drivers/a.c,src/main.c,7,9,7:drivers/a.c,9:src/main.c,");
+    }
+    {
+#include "example_of/storage/database/database.hpp"
+#include "example_of/storage/verify.hpp"
+    } {
 #include "example_of/storage/schema.hpp"
         use(schema::version(db));
-    });
-    run("", [&] {
+        EXPECT_EQ(taken(), "9,3.2.0,");
+    }
+    {
 #include "example_of/storage/index_directory.hpp"
         EXPECT_TRUE(directory);
-    });
-    run("", [&] {
-#include "example_of/storage/verify.hpp"
-    });
+    }
     db.execute("BEGIN");
-    run("", [&] {
 #include "example_of/storage/database/error.hpp"
-    });
-    run("", [&] {
 #include "example_of/storage/database/transaction.hpp"
-    });
     EXPECT_FALSE(db.fetchone("SELECT 1 FROM files WHERE id = 7"));
 }
 
@@ -165,31 +144,22 @@ namespace chunk_store {
 
 TEST_F(Examples, chunk_store) {
     index.add_row(13, "new.c", 0);
-    run("13,", [&] {
 #include "example_of/storage/chunk_store/inventory.hpp"
-    });
-    run("1,", [&] {
 #include "example_of/storage/chunk_store/layout.hpp"
-    });
     const std::int64_t file_id = 13;
-    run("2,", [&] {
+    {
 #include "example_of/storage/chunk_store/writer.hpp"
         use(stored_rows(db, this->layout, file_rowids(9).first, file_rowids(13).second).size());
-    });
+    }
+    EXPECT_EQ(taken(), "13,1,2,");
     if (layout != COMPRESSED) GTEST_SKIP() << "SQLite is before 3.43";
-    run("one\ntwo spin_lock(&a);\nthree,", [&] {
-#include "example_of/storage/chunk_store.hpp"
-    });
-    run("7,", [&] {
-#include "example_of/storage/chunk_store/candidates.hpp"
-    });
-    run("one\ntwo spin_lock(&a);\nthree,", [&] {
-#include "example_of/storage/chunk_store/matching_rows.hpp"
-    });
     const auto [first, end] = file_rowids(13);
-    run("1:one\ntwo,", [&, first = first, end = end] {
+#include "example_of/storage/chunk_store.hpp"
+#include "example_of/storage/chunk_store/candidates.hpp"
 #include "example_of/storage/chunk_store/chunk_row.hpp"
-    });
+#include "example_of/storage/chunk_store/matching_rows.hpp"
+    const std::string chunk = "one\ntwo spin_lock(&a);\nthree,";
+    EXPECT_EQ(taken(), chunk + "7,1:one\ntwo," + chunk);
 }
 
 }  // namespace chunk_store
@@ -203,83 +173,69 @@ struct Regex {
 TEST_F(Examples, code_text) {
     const FileRow& file = files[1];
     const std::string needle = "int";
-    run("x = 1;\nint needle;,x = 1;\nint needle;,", [&] {
+    {
         auto source = std::get<ChunkText>(text_source(db, files, needle, true, layout).source);
 #include "example_of/storage/code_text/chunk_text.hpp"
         use(all);
-    });
-    run("1:2:one\ntwo,", [&] {
 #include "example_of/storage/code_text/chunking.hpp"
-    });
+    }
+    EXPECT_EQ(taken(), "x = 1;\nint needle;,x = 1;\nint needle;,1:2:one\ntwo,");
     const Lines lines("a\nb\nc\nd\ne\nf");
     const std::int64_t match_line = 2;
-    run("4:a,", [&] {
 #include "example_of/storage/code_text/context.hpp"
-        use(around.size(), around.front().content);
-    });
-    run("x = 1;\nint needle;,", [&] {
+    use(around.size(), around.front().content);
+    {
 #include "example_of/storage/code_text/disk_text.hpp"
-    });
+    }
     const Segment segment{65, Lines("y\n  x = 1"), true};
-    run("66:2:  x = 1,", [&] {
-#include "example_of/storage/code_text/line_matches.hpp"
-    });
     const SegmentList segments({{1, Lines("a\nb"), false}, {3, Lines("c"), true}});
-    run("1:a,1:b,3:c,", [&] {
+#include "example_of/storage/code_text/line_matches.hpp"
 #include "example_of/storage/code_text/segment.hpp"
-    });
-    run("1:x = 1;,", [&] {
+    EXPECT_EQ(taken(), "4:a,x = 1;\nint needle;,66:2:  x = 1,1:a,1:b,3:c,");
+    {
 #include "example_of/storage/code_text/text_source.hpp"
         use(segments.size(), segments[0].lines[0]);
-    });
+    }
+    EXPECT_EQ(taken(), "1:x = 1;,");
 }
 
 }  // namespace code_text
 
 TEST_F(Examples, search) {
-    run("0:3,7:10,", [&] {
-#include "example_of/search/query/match_span.hpp"
-    });
-    run("17,", [&] {
-#include "example_of/search/query/pattern.hpp"
-    });
-    run("web/app.js,", [&] {
 #include "example_of/search/files/glob.hpp"
-    });
-    run("1:drivers/a.c,", [&] {
+#include "example_of/search/query/match_span.hpp"
+#include "example_of/search/query/pattern.hpp"
+    EXPECT_EQ(taken(), "web/app.js,0:3,7:10,17,");
+    {
 #include "example_of/search/files/file_selection.hpp"
         use(files.size(), files[0].path);
-    });
+    }
 #include "example_of/search/query/query.hpp"
     EXPECT_EQ(query.needle, "spin_lock(");
     auto [source, reason] = code_text::text_source(db, files, query.needle, true, layout);
     const code_text::FileRow& file = files[0];
-    run("1:one,2:two spin_lock(&a);,3:three,", [&, &source = source] {
+    {
 #include "example_of/search/run/file_search.hpp"
-    });
-    const auto render = [](const search::FileResult& result, std::string& out) {
-        out = result.file->path;
+    } EXPECT_EQ(taken(), "1:drivers/a.c,1:one,2:two spin_lock(&a);,3:three,");
+    const auto render = [](const search::FileResult& found, std::string& out) {
+        out = found.file->path;
         return 0;
     };
     const auto emit = [&](std::string_view out) {
         print(out);
         return true;
     };
-    run("drivers/a.c,", [&] {
 #include "example_of/search/run/search_run.hpp"
-    });
+    EXPECT_EQ(taken(), "drivers/a.c,");
 }
 
 namespace indexer {
 
 TEST_F(Examples, indexer) {
 #include "example_of/indexer/plan/language.hpp"
-    run("2:0:2,", [&] {
 #include "example_of/indexer/run/index_run.hpp"
-    });
-    run("2:2,", [&] {
 #include "example_of/indexer/status.hpp"
-    });
+    EXPECT_EQ(taken(), "2:0:2,2:2,");
 }
 
 }  // namespace indexer

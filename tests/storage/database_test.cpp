@@ -67,14 +67,5 @@ TEST_F(DatabaseTest, a_log_that_cannot_be_read_is_not_passed_over) {
     EXPECT_THROW(Database(beside("y.db"), Access::READ_ONLY), DatabaseError);
 }
 
-TEST_F(DatabaseTest, transaction_rolls_back_unless_committed) {
-    for (const std::string value : {"lost", "kept"}) {
-        Transaction transaction(db, Transaction::Kind::WRITE);
-        db.execute("INSERT INTO t(value) VALUES (?)", {value});
-        if (value == "kept") transaction.commit();
-    }
-    EXPECT_EQ(db.fetchone("SELECT group_concat(value) FROM t")->text(0), "kept");
-}
-
 }  // namespace
 }  // namespace codetext

@@ -9,7 +9,6 @@
 #include <random>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace codetext::reference {
@@ -22,34 +21,6 @@ inline std::vector<std::string> words(std::string_view text, char separator = ' 
         if (byte != separator) result.back() += byte;
     }
     return result;
-}
-
-/// Decodes by the well-formed sequences of the Unicode Standard, Table 3-7: the range of the first
-/// byte, that of the second, and how many there are; those behind the second are all of one range.
-inline std::string reference_decode(std::string_view bytes) {
-    static constexpr int SEQUENCES[][5] = {
-        {0x00, 0x7F, 0x00, 0x00, 1}, {0xC2, 0xDF, 0x80, 0xBF, 2}, {0xE0, 0xE0, 0xA0, 0xBF, 3},
-        {0xE1, 0xEC, 0x80, 0xBF, 3}, {0xED, 0xED, 0x80, 0x9F, 3}, {0xEE, 0xEF, 0x80, 0xBF, 3},
-        {0xF0, 0xF0, 0x90, 0xBF, 4}, {0xF1, 0xF3, 0x80, 0xBF, 4}, {0xF4, 0xF4, 0x80, 0x8F, 4}};
-    std::string text;
-    while (!bytes.empty()) {
-        const auto in_range = [&](std::size_t at, int from, int to) {
-            const int byte = at < bytes.size() ? static_cast<unsigned char>(bytes[at]) : -1;
-            return byte >= from && byte <= to;
-        };
-        std::size_t length = 1;
-        bool whole = false;
-        for (const auto& [first, last, second_first, second_last, size] : SEQUENCES) {
-            if (!in_range(0, first, last)) continue;
-            if (size > 1 && in_range(1, second_first, second_last)) ++length;
-            while (length > 1 && std::cmp_less(length, size) && in_range(length, 0x80, 0xBF))
-                ++length;
-            whole = std::cmp_equal(length, size);
-        }
-        text += whole ? bytes.substr(0, length) : "\xEF\xBF\xBD";
-        bytes.remove_prefix(length);
-    }
-    return text;
 }
 
 inline std::vector<std::string> reference_lines(std::string_view text) {

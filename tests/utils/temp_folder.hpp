@@ -12,11 +12,12 @@
 
 namespace codetext::test_support {
 
-/// A folder that goes when the test ends.
+/// A folder that goes when the test ends. Its name has what means something in a URI or a glob.
 class TempFolder {
   public:
     TempFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "codetext-XXXXXX").string();
+        std::string name =
+            (std::filesystem::temp_directory_path() / "codetext-?%41-XXXXXX").string();
         if (!mkdtemp(name.data())) throw std::runtime_error("mkdtemp failed");
         _path = std::filesystem::canonical(name);
     }

@@ -1,10 +1,12 @@
 #include "indexer/listing/file_list.hpp"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 
 #include "indexer/listing/file_status.hpp"
+#include "utils/descriptor.hpp"
 #include "utils/open_below.hpp"
 #include "utils/platform.hpp"
 #include "utils/process.hpp"
@@ -129,12 +131,13 @@ TEST(file_list, repositories_inside_follow_their_own_rules) {
     fs::remove_all(root / "top/bare");
     fs::create_directory(root / "top/bare");
     git(root / "top", "worktree add -q tree");
+    git(root / "top", "worktree add -q ../beside");
 
     const std::vector<std::string> top = reference::words(
         ".gitmodules clone/c.c clone/deep/.gitignore clone/deep/inner/i.c clone/new.c new.o "
         "sub/m.c t.c tree/t.c");
     EXPECT_EQ(paths(root / "top"), top);
-    std::vector<std::string> all = {"module/m.c", "plain"};
+    std::vector<std::string> all = {"beside/t.c", "module/m.c", "plain"};
     for (const std::string& path : top) all.push_back("top/" + path);
     EXPECT_EQ(paths(root), all) << "from a directory that is no work tree";
 }
@@ -148,6 +151,50 @@ TEST(file_list, a_broken_repository_inside_is_left_out_with_a_warning) {
     EXPECT_EQ(list.files.size(), 1U);
     EXPECT_THAT(list.warnings, ElementsAre(HasSubstr("broken")));
     EXPECT_THROW(list_files(folder.path() / "broken", 2), std::runtime_error);
+}
+
+TEST(file_list, of_a_directory_inside_follows_the_nearest_repository) {
+    TempFolder folder;
+    make_repository(folder, "", ".gitignore");
+    folder.write(".gitignore", "*.o\n");
+    write(folder, {"deep/er/a", "deep/er/ignored.o"});
+    fs::create_directories(folder.path() /
+                           "deep/er/.git");  // that of no repository: it has no HEAD
+    EXPECT_THAT(paths(folder.path() / "deep/er"), ElementsAre("a"));
+}
+
+TEST(file_list, warns_of_a_directory_that_it_cannot_read) {
+    TempFolder folder;
+    write(folder, {"a"});
+    // The path of the last directory is longer than any that the system takes.
+    std::string path;
+    Descriptor at(::open(folder.path().c_str(), O_RDONLY | O_DIRECTORY));
+    for (int i = 0; i < 17; ++i) {
+        const std::string name(250, 'd');
+        path += name + '/';
+        ASSERT_EQ(::mkdirat(at.number(), name.c_str(), 0700), 0);
+        at = Descriptor(::openat(at.number(), name.c_str(), O_RDONLY | O_DIRECTORY));
+    }
+    const FileList list = list_files(folder.path(), 2);
+    EXPECT_EQ(list.files.size(), 1U);
+    EXPECT_THAT(list.warnings,
+                ElementsAre("cannot read the directory " + path + ": File name too long"));
+}
+
+TEST(file_list, passes_on_what_each_run_of_git_warns_of) {
+    TempFolder folder;
+    folder.write("repository/.git/HEAD", "");
+    folder.write("git", "#!/bin/sh\necho warning $$ | tee -a " + (folder.path() / "log").string() +
+                            " >&2\n");
+    fs::permissions(folder.path() / "git", fs::perms::owner_all);
+    const std::string path = ::getenv("PATH");
+    ::setenv("PATH", (folder.path().string() + ":" + path).c_str(), 1);
+    const FileList list = list_files(folder.path() / "repository", 2);
+    ::setenv("PATH", path.c_str(), 1);
+    const std::string log = folder.read("log");
+    EXPECT_THAT(list.warnings, testing::UnorderedElementsAreArray(
+                                   reference::words(log.substr(0, log.size() - 1), '\n')));
+    EXPECT_NE(log, "");
 }
 
 TEST(file_list, names_a_path_in_conflict_once) {

@@ -31,6 +31,8 @@ TEST(query, takes_plain_text_for_a_needle_and_the_rest_for_a_pattern) {
              "spin_lock - 'spin_lock', - '',a]}b - 'a]}b',f\\(x\\)\\.y - 'f(x).y',f\\w - none+,"
              "a.b - none+,a.b -F 'a.b',a\\ -F 'a\\',a;b - none+,\u0130X -i 'i\u0307x'~,"
              "abc -S 'abc'~,aBc -S 'aBc',\u00c9t -S '\u00c9t',a\\S\\p{Lu} -S none+~,"
+             "a;\\x6A -S none+~,\\W;a -S none+~,\\p{Lu}a -S none+~,\\p{Lu}. -S none+,a;B -S none+,"
+             "1\\pL -S none+,[A-Z]a -S none+,a\\x41. -S none+,(?i)A. -S none+,\u00e9. -S none+~,"
              "\\S -FS '\\S',ab -w 'ab'+,ab -x 'ab'+,a\\(Spin_lock.*y - 'a(spin_lock'+~,"
              "GLASSY.* -i 'gla'+~,foo|barbaz - none+,(foo|bar)baz - 'baz'+~,ks -iw none+~",
              ',')) {
@@ -59,23 +61,6 @@ TEST(literals_of, are_the_letters_that_a_pattern_names) {
         std::string letters = literals_of(pattern);
         std::erase_if(letters, [](char c) { return c >= ' ' && c <= '~' && !std::isalpha(c); });
         EXPECT_EQ(pattern + ' ' + letters, one);
-    }
-}
-
-TEST(query, smart_case_ignores_case_for_letters_without_a_capital) {
-    const std::vector<std::string> ignoring = reference::words("a\\S \\x6A \\p{Lu}a \\W;a \u00e9.");
-    std::vector<std::string> all =
-        reference::words("\\p{Lu} 1\\pL \\S a;B a\\x41 [A-Z]a \u00c9. (?i)A.");
-    all.insert(all.end(), ignoring.begin(), ignoring.end());
-    for (const std::string& patterns : all) {
-        const bool ignores =
-            std::find(ignoring.begin(), ignoring.end(), patterns) != ignoring.end();
-        const Query query = make_query(options(patterns, "Sw"));
-        const Query expected = make_query(options(patterns, ignores ? "iw" : "w"));
-        for (const std::string line : {"a A", "J j", "\u00c9.", "\u00e9.", "a1", "1a", "1A", "B"}) {
-            EXPECT_EQ(query.pattern->spans(line), expected.pattern->spans(line))
-                << patterns << " on " << line;
-        }
     }
 }
 

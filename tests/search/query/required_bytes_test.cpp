@@ -54,18 +54,5 @@ TEST(required_bytes, is_seen_only_where_every_match_has_it) {
     EXPECT_FALSE(required_bytes("[j-l]{7}", false)) << "U+212A is a k";
 }
 
-TEST(required_bytes, is_found_where_a_scan_finds_it) {
-    const RequiredBytes required = *required_bytes("[ab]{4,}", true);
-    reference::for_texts({"a", "b", "c"}, 8, [&](const std::string& text) {
-        for (std::size_t from = 0; from <= text.size(); ++from) {
-            std::size_t at = from;
-            while (at + 4 <= text.size() && text.substr(at, 4).find('c') < 4) ++at;
-            const std::size_t found = at + 4 <= text.size() ? at : std::string::npos;
-            ASSERT_EQ(find_required_bytes(text, required, from), found) << text;
-            if (text.size() > 8) break;
-        }
-    });
-}
-
 }  // namespace
 }  // namespace codetext::search

@@ -1,6 +1,6 @@
 #include "storage/chunk_store.hpp"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <map>
 
@@ -61,18 +61,17 @@ class ChunkStore : public ::testing::Test {
         const auto query = trigram_query(needle);
         std::vector<std::int64_t> searched;
         for (const auto& [file_id, chunks] : model) searched.push_back(file_id);
-        std::map<std::int64_t, ChunkRow> rows;
+        std::map<std::int64_t, Chunk> found;
         for (const ChunkRow& row : matching_rows(index.db, query, searched)) {
-            rows.emplace(row.rowid, row);
+            found[row.rowid] = {row.start_line, row.end_line, std::string(row.text.view())};
+            EXPECT_EQ(row.last, row.end_line == model.at(row.rowid / CHUNK_STRIDE).back().end_line);
         }
         for (const auto& [file_id, chunks] : model) {
-            for (std::size_t i = 0; i < chunks.size(); ++i) {
-                if (query && chunks[i].text.find(needle) == std::string::npos) continue;
-                const auto row = rows.find(file_id * CHUNK_STRIDE + static_cast<std::int64_t>(i));
-                ASSERT_NE(row, rows.end()) << needle << " in file " << file_id << " chunk " << i;
-                EXPECT_EQ(row->second.text.view(), chunks[i].text);
-                EXPECT_EQ(row->second.start_line, chunks[i].start_line);
-                EXPECT_EQ(row->second.last, i + 1 == chunks.size());
+            std::int64_t rowid = file_id * CHUNK_STRIDE;
+            for (const Chunk& chunk : chunks) {
+                const bool matches = !query || chunk.text.find(needle) != std::string::npos;
+                ASSERT_TRUE(!matches || found[rowid] == chunk) << needle << " in row " << rowid;
+                ++rowid;
             }
         }
     }
@@ -103,21 +102,6 @@ TEST_F(ChunkStore, agrees_with_a_plain_store_through_edits) {
     EXPECT_EQ(schema::verify(index.db), std::vector<std::string>{});
     // Sixty runs, and yet few segments to ask.
     EXPECT_LT(index.db.fetchone("SELECT count(*) FROM trigram_segments")->integer(0), 30);
-}
-
-TEST_F(ChunkStore, trains_a_dictionary_and_finds_it_again) {
-    std::vector<std::string> samples;
-    for (int i = 0; i < 1500; ++i) {
-        samples.push_back(numbered_lines(64, "static int f" + std::to_string(i * 7919)));
-    }
-    EXPECT_EQ(train_dictionary(index.db, std::vector<std::string>{"too little"}), nullptr);
-    ASSERT_NE(train_dictionary(index.db, samples), nullptr);
-    const std::vector<Chunk> chunks = put(1, samples[3]);
-    EXPECT_EQ(read_back(1), chunks);
-    EXPECT_LT(frame().size(), samples[3].size() / 3);
-    index.db.execute("DELETE FROM chunk_dictionaries");
-    const Database fresh(index.db.db_path(), Access::READ_ONLY);
-    EXPECT_THROW(file_rows(fresh, CHUNK_STRIDE, 2 * CHUNK_STRIDE), DamagedChunk);
 }
 
 TEST_F(ChunkStore, notices_a_damaged_frame) {
@@ -170,19 +154,37 @@ TEST_F(ChunkStore, notices_damage_that_hides_a_chunk) {
 TEST_F(ChunkStore, verify_tells_of_every_damage_that_it_meets) {
     put(1, numbered_lines(100));
     put(2, numbered_lines(100));
-    index.db.execute(
-        "UPDATE chunk_frames SET body = substr(body, 1, length(body) - 9) WHERE id = ?",
-        {2 * CHUNK_STRIDE});
-    index.db.execute("UPDATE trigram_lists SET body = substr(body, 1, length(body) / 2)");
-    const std::vector<std::string> problems = schema::verify(index.db);
-    ASSERT_EQ(problems.size(), 2u) << ::testing::PrintToString(problems);
-    EXPECT_EQ(problems[0].rfind("f2: damaged chunk frame", 0), 0u) << problems[0];
-    EXPECT_EQ(problems[1].rfind("damaged trigram block", 0), 0u) << problems[1];
+    // A change of the index, and what verify says of it.
+    const std::pair<std::string, std::string> CASES[] = {
+        {"UPDATE chunk_frames SET body = substr(body, 1, length(body) - 9) WHERE id = 2097152",
+         "f2: damaged chunk frame"},
+        {"UPDATE trigram_lists SET body = substr(body, 1, length(body) / 2)",
+         "damaged trigram block"},
+        {"DELETE FROM trigram_segments WHERE id = 1",
+         "the trigram index does not lead to chunk row 1048576"},
+        {"DELETE FROM files WHERE id = 2", "2 chunks belong to no file"},
+        {"DELETE FROM chunks WHERE id = 2097152; DELETE FROM unchunked_files",
+         "1 files without chunks are not listed"},
+        {"UPDATE files SET text_on_disk = 1 WHERE id = 2", "f2: kept on disk, and has chunks"},
+        {"DELETE FROM chunk_frames WHERE id = 2097152", "f2: has no chunks yet"},
+        {"DELETE FROM chunks WHERE id = 2097153", "f2: its chunk rows and frames differ"},
+        {"UPDATE chunks SET end_line = 101 WHERE id = 2097153", "f2: its chunk rows and frames"},
+        {"UPDATE chunk_frames SET id = id + 8 WHERE id = 2097152",
+         "f2: chunk row 2097160 is out of place"}};
+    for (const auto& [change, problem] : CASES) {
+        index.db.execute_script("BEGIN; " + change);
+        EXPECT_THAT(schema::verify(index.db), testing::Contains(testing::StartsWith(problem)))
+            << change;
+        index.db.execute_script("ROLLBACK");
+    }
 }
 
-TEST_F(ChunkStore, refuses_chunks_that_do_not_follow_each_other) {
+TEST_F(ChunkStore, refuses_too_many_chunks_and_chunks_that_do_not_follow_each_other) {
     Packer packer(COMPRESSED, nullptr);
-    EXPECT_THROW(packer.pack(std::vector<Chunk>{}), std::length_error);
+    for (const std::int64_t count : {std::int64_t{0}, MAX_FILE_CHUNKS + 1}) {
+        EXPECT_THROW(packer.pack(std::vector<Chunk>(count)), std::length_error) << count;
+    }
+    EXPECT_THROW(packer.pack(std::vector<Chunk>(MAX_FILE_CHUNKS)), std::invalid_argument);
     EXPECT_THROW(packer.pack(std::vector<Chunk>{{1, 64, "a"}, {66, 66, "b"}}),
                  std::invalid_argument);
 }

@@ -1,4 +1,4 @@
-// The worked examples of docs/FORMAT.md, byte by byte.
+// The worked examples of docs/FORMAT.md, byte by byte, and posting lists of every sort.
 
 #include <fmt/ranges.h>
 #include <gtest/gtest.h>
@@ -41,6 +41,49 @@ TEST(format, of_a_shard) {
     const Row block = db.fetchone("SELECT id, body FROM trigram_lists").value();
     EXPECT_EQ(block.integer(0), 23686772);
     EXPECT_EQ(hex(block.blob(1)), "e5339091e90a5a5ff4dca5030103003302d568");
+
+    for (std::int64_t chunk = 0; chunk <= SHARD_CHUNKS; ++chunk) writer.add(8, chunk, {});
+    writer.flush();
+    const std::string sizes = "SELECT group_concat(chunks) FROM trigram_segments";
+    EXPECT_EQ(db.fetchone(sizes)->text(0), "41,32768,1");
+}
+
+using Numbers = std::vector<std::uint16_t>;
+
+// Also, a list that is cut is noticed.
+void expect_round_trip(const Numbers& numbers) {
+    std::string bytes = "before";
+    const std::uint8_t parameter = append_postings(numbers, bytes);
+    const std::string_view body = std::string_view(bytes).substr(6);
+    const auto count = static_cast<std::uint32_t>(numbers.size());
+    Numbers read;
+    ASSERT_TRUE(read_postings({count, parameter, body}, read));
+    ASSERT_EQ(read, numbers);
+    for (std::size_t left = 0; left + 1 < std::min<std::size_t>(body.size(), 900); ++left) {
+        ASSERT_FALSE(read_postings({count, parameter, body.substr(0, left)}, read)) << left;
+    }
+}
+
+TEST(posting_list, reads_back_every_small_list_and_lists_of_every_density) {
+    for (unsigned set = 1; set < 1u << 14; ++set) {
+        Numbers numbers;
+        for (std::uint16_t i = 0; i < 14; ++i) {
+            if (set >> i & 1) numbers.push_back(i);
+        }
+        expect_round_trip(numbers);
+    }
+    std::mt19937 random(7);
+    for (const double density : {1.0, 0.9, 0.5, 0.1, 0.01, 0.001, 0.0001}) {
+        SCOPED_TRACE(density);
+        Numbers numbers = {0};
+        for (std::uint16_t i = 1; i < 65535; ++i) {
+            // Clusters, as files make them, with gaps far above the mean.
+            const bool listed = i / 4096 % 3 != 1 && std::bernoulli_distribution(density)(random);
+            if (listed) numbers.push_back(i);
+        }
+        numbers.push_back(65535);
+        expect_round_trip(numbers);
+    }
 }
 
 }  // namespace
