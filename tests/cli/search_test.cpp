@@ -37,26 +37,18 @@ const std::string FOOLED = "a.c:2:\treturn fooled(foo);\n",
                   MAIN = "a.c:1:int main() {\na.c-2-\treturn fooled(foo);\n",
                   Z_JSON = "z.json:1:{\"foo\": \"" + std::string(40000, 'x') + "\"}\n";
 
-const Cases ANSWERS = {
-    {"--limit=2 -i FOO", FOOLED + B_H},
-    {"-q foo", ""},
-    {"-ltc -T h -Tpython foo", "a.c\n"},
-    {"-m 0 foo", ""},
-    {"-l --limit 2 foo", "a.c\nlib/b.h\n"},
-    {"-- -none-", ""},
-    {"-e fooled -e import", FOOLED + C_PY},
-    {"fooled", FOOLED},
-    {"-e -foo -e }", "a.c:3:}\n" + Z_JSON},
-    {"-tpy foo", C_PY},
-    {"-w foo a.c lib/deep", FOOLED + C_PY},
-    {"-m1 -g *.h foo", B_H},
-    {"-c --limit 1 line", "long.txt:200\n"},
-    {"-c --limit 0 foo", ""},
-    {"-t c++ -xt js foo", "lib/b.h:2:foo\n"},
-    {"-lth foo", "lib/b.h\n"},
-    {"-c --limit 2 foo", "a.c:1\nlib/b.h:2\n"},
-    {"-ltc foo", "a.c\nlib/b.h\n"},
-    {"--files-without-match foo", "long.txt\n"},
+const Cases SHORT = {{"--limit=2 -i FOO", FOOLED + B_H},         {"-q foo", ""},
+                     {"-ltc -T h -Tpython foo", "a.c\n"},        {"-m 0 foo", ""},
+                     {"-l --limit 2 foo", "a.c\nlib/b.h\n"},     {"-- -none-", ""},
+                     {"-e fooled -e import", FOOLED + C_PY},     {"fooled", FOOLED},
+                     {"-e -foo -e }", "a.c:3:}\n" + Z_JSON},     {"-tpy foo", C_PY},
+                     {"-w foo a.c lib/deep", FOOLED + C_PY},     {"-m1 -g *.h foo", B_H},
+                     {"-c --limit 1 line", "long.txt:200\n"},    {"-c --limit 0 foo", ""},
+                     {"-t c++ -xt js foo", "lib/b.h:2:foo\n"},   {"-lth foo", "lib/b.h\n"},
+                     {"-c --limit 2 foo", "a.c:1\nlib/b.h:2\n"}, {"-ltc foo", "a.c\nlib/b.h\n"},
+                     {"--files-without-match foo", "long.txt\n"}};
+
+const Cases LONG = {
     {"-cm150 --limit 1 line", "long.txt:150\n"},
     {"-lTcpp foo", "a.c\nlib/deep/c.py\nz.json\n"},
     {"-l foo", "a.c\nlib/b.h\nlib/deep/c.py\nz.json\n"},
@@ -81,9 +73,11 @@ TEST_F(SearchCode, answers_alike_from_every_source_and_layout) {
     for (const Arguments& layout : {Arguments{}, Arguments{"--layout=code_chunks"}}) {
         std::filesystem::remove_all(root / ".codetext");
         ASSERT_NO_FATAL_FAILURE(index(layout));
-        for (const auto& [arguments, expected] : ANSWERS) {
-            for (const char* source : {"--source=index", "--source=disk"}) {
-                EXPECT_EQ(out(Arguments{source} + words(arguments)), expected) << arguments;
+        for (const Cases& cases : {SHORT, LONG}) {
+            for (const auto& [arguments, expected] : cases) {
+                for (const char* source : {"--source=index", "--source=disk"}) {
+                    EXPECT_EQ(out(Arguments{source} + words(arguments)), expected) << arguments;
+                }
             }
         }
     }
@@ -95,47 +89,31 @@ TEST_F(SearchCode, takes_and_shows_paths_relative_to_the_current_directory) {
         repository.write(path, "foo\n");
     }
     index();
-    const std::string name = root.filename();
-    const Cases CASES = {{". -th", "lib/b.h"},
-                         {"nasty -- -- {a,b}", "--/- {a,b}"},
-                         {"nasty/-- -- -", "-"},
-                         {". n", "n/x/y n/x/z"},
-                         {". n0 n.txt", "n.txt n0/x"},
-                         {". n/x n n/x/y", "n/x/y n/x/z"},
-                         {". --limit 1 n0 n/x/z", "n/x/z"},
-                         {". -g n*/** -g !n0 -g !nasty", "n-/x n/x/y n/x/z"},
-                         {"lib -g lib/**", ""},
-                         {". -g ./*.c", "a.c"},
-                         {"lib -g /b.h", "b.h"},
-                         {"lib -g ./*.h", "b.h"},
-                         {"lib -g deep/", "deep/c.py"},
-                         {"lib -g !lib -g *.h", "b.h"},
-                         {". -g !lib -g *.h lib", "lib/b.h"},
-                         {". -g !deep -g *.py lib/deep/c.py", "lib/deep/c.py"},
-                         {"lib/deep -g ./ ..", "c.py"},
-                         {"lib -g deep/*", "deep/c.py"},
-                         {"lib -g !*/c.py", "b.h x.h.txt"},
-                         {"lib/[a]{b},! -g /c.py", "c.py"},
-                         {"lib/deep -g ../b.h ..", "../b.h"},
-                         {"lib/deep -g *.[ch] ..", "../b.h"},
-                         {"lib/[a]{b},! -g /c.py ..", "c.py"},
-                         {"lib/deep -g **/a/c.py ..", "../a/c.py"},
-                         {"lib/deep ../../a.c .", "../../a.c c.py"},
-                         {"lib/deep -g ../../*.c ../..", "../../a.c"},
-                         {"lib -g c.py", "[a]{b},!/c.py a/c.py deep/c.py"},
-                         {"lib", "[a]{b},!/c.py a/c.py b.h deep/c.py x.h.txt"},
-                         {". -g lib/*/c.py", "lib/[a]{b},!/c.py lib/a/c.py lib/deep/c.py"},
-                         {". " + (root / "a.c").string(), "a.c"},
-                         {".. " + name + "/a.c", name + "/a.c"},
-                         {".. -g " + name + "/lib/*.h " + name, name + "/lib/b.h"},
-                         {".. -g ./" + name + "/lib/*.h " + name, name + "/lib/b.h"},
-                         {".. -g lib/*.h " + name, name + "/lib/b.h"}};
-    for (const auto& [below_and_arguments, expected] : CASES) {
-        Arguments arguments = words(below_and_arguments);
+    // The current directory and the arguments, and what is found. NAME is that of the repository.
+    std::string cases =
+        ". -th:lib/b.h;nasty -- -- {a,b}:--/- {a,b};nasty/-- -- -:-;. n:n/x/y n/x/z;"
+        ". n0 n.txt:n.txt n0/x;. n/x n n/x/y:n/x/y n/x/z;. --limit 1 n0 n/x/z:n/x/z;"
+        ". -g n*/** -g !n0 -g !nasty:n-/x n/x/y n/x/z;lib -g lib/**:;. -g ./*.c:a.c;"
+        "lib -g /b.h:b.h;lib -g ./*.h:b.h;lib -g deep/:deep/c.py;lib -g !lib -g *.h:b.h;"
+        ". -g !lib -g *.h lib:lib/b.h;. -g !deep -g *.py lib/deep/c.py:lib/deep/c.py;"
+        "lib/deep -g ./ ..:c.py;lib -g deep/*:deep/c.py;lib -g !*/c.py:b.h x.h.txt;"
+        "lib/[a]{b},! -g /c.py:c.py;lib/deep -g ../b.h ..:../b.h;lib/deep -g *.[ch] ..:../b.h;"
+        "lib/[a]{b},! -g /c.py ..:c.py;lib/deep -g **/a/c.py ..:../a/c.py;"
+        "lib/deep ../../a.c .:../../a.c c.py;lib/deep -g ../../*.c ../..:../../a.c;"
+        "lib -g c.py:[a]{b},!/c.py a/c.py deep/c.py;"
+        "lib:[a]{b},!/c.py a/c.py b.h deep/c.py x.h.txt;"
+        ". -g lib/*/c.py:lib/[a]{b},!/c.py lib/a/c.py lib/deep/c.py;"
+        ".. NAME/a.c:NAME/a.c;.. -g NAME/lib/*.h NAME:NAME/lib/b.h;"
+        ".. -g ./NAME/lib/*.h NAME:NAME/lib/b.h;.. -g lib/*.h NAME:NAME/lib/b.h;"
+        ". " +
+        (root / "a.c").string() + ":a.c";
+    RE2::GlobalReplace(&cases, "NAME", root.filename().string());
+    for (const std::string& one : words(cases, ';')) {
+        Arguments arguments = words(words(one, ':')[0]);
         const std::string below = std::exchange(arguments[0], "-lefoo");
         std::string paths;
-        for (const std::string& path : words(expected)) paths += path + '\n';
-        EXPECT_EQ(out(arguments, below), paths) << below_and_arguments;
+        for (const std::string& path : words(words(one, ':')[1])) paths += path + '\n';
+        EXPECT_EQ(out(arguments, below), paths) << one;
     }
 }
 

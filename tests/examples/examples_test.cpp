@@ -29,22 +29,19 @@ class Seen {
   public:
     template <typename... Values>
     void operator()(const Values&... values) {
-        ((text += _as_text(values) + ':'), ...);
+        ((_add(values), text += ':'), ...);
         text.back() = ',';
     }
     std::string text;
 
   private:
-    template <typename Value>
-    static std::string _as_text(const Value& value) {
-        if constexpr (requires { value.text.view(); }) {  // a chunk
-            return std::string(value.text.view());
-        } else if constexpr (requires { value.text(); }) {  // lines
-            return std::string(value.text());
-        } else if constexpr (requires(std::ostream & out) { out << value; }) {
-            return (std::ostringstream() << value).str();
+    void _add(const chunk_store::ChunkRow& row) { text += row.text.view(); }
+    void _add(const code_text::Lines& lines) { text += lines.text(); }
+    void _add(const auto& value) {
+        if constexpr (requires(std::ostream & out) { out << value; }) {
+            text += (std::ostringstream() << value).str();
         } else {
-            return std::to_string(value.size());
+            text += std::to_string(value.size());
         }
     }
 };

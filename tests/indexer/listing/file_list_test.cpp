@@ -25,9 +25,8 @@ using ::testing::IsEmpty;
 // Runs git in `directory` with a configuration of its own.
 void git(const fs::path& directory, const std::string& arguments) {
     std::vector<std::string> command = reference::words(
-        "env -C . git -c user.name=t -c user.email=t@t -c protocol.file.allow=always");
-    command[2] = directory;
-    for (const std::string& argument : reference::words(arguments)) command.push_back(argument);
+        "git -c user.name=t -c user.email=t@t -c protocol.file.allow=always -C . " + arguments);
+    *std::find(command.begin(), command.end(), ".") = directory;
     const auto result = run_process(command, {"PATH=/usr/local/bin:/usr/bin:/bin",
                                               "HOME=/nonexistent", "GIT_CONFIG_NOSYSTEM=1"});
     if (result.status != 0) throw std::runtime_error(arguments + ": " + result.errors);
