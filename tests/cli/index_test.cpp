@@ -154,6 +154,21 @@ TEST(program, helps_and_names_the_command_that_it_does_not_have) {
     }
 }
 
+TEST(program, writes_progress_colors_and_headings_to_a_terminal) {
+    const TempFolder repository;
+    repository.write("a.c", "foo\n");
+    const auto shown = [&](const std::string& settings, const std::string& command) {
+        const Arguments terminal = {"script", "-qec", CODETEXT_PROGRAM " " + command, "/dev/null"};
+        return run_command(Arguments{"env"} + words(settings) + terminal, repository.path()).output;
+    };
+    EXPECT_THAT(shown("TERM=xterm", "index"),
+                StartsWith("\rindexing 1 of 1 files\r\033[Kindexed 1 files"));
+    EXPECT_EQ(shown("TERM=xterm NO_COLOR=", "search code foo"),
+              "\033[35ma.c\033[0m\r\n\033[32m1\033[0m:\033[1;31mfoo\033[0m\r\n");
+    EXPECT_EQ(shown("TERM=dumb NO_COLOR=", "search code foo"), "a.c\r\n1:foo\r\n");
+    EXPECT_EQ(shown("TERM=xterm NO_COLOR=1", "search code --no-heading foo"), "a.c:1:foo\r\n");
+}
+
 TEST(index_command, refuses_clearly) {
     const TempFolder empty, blocked, no_database, no_file, no_table, loop, newer, broken_git, blank;
     empty.write("file", "");

@@ -113,6 +113,9 @@ TEST_P(IndexRunTest, holds_the_text_of_every_file) {
     EXPECT_EQ(status.chunks, 22);
     EXPECT_EQ(status.kept_on_disk_bytes, 32769 + 32770);
     EXPECT_EQ(status.without_chunks, 0);
+    const bool compressed = GetParam() == chunk_store::COMPRESSED;
+    open().execute_script(compressed ? "DROP TABLE chunks" : "DROP TABLE code_chunks");
+    EXPECT_EQ(index_status(open()).without_chunks, 7);
 }
 
 TEST_P(IndexRunTest, follows_random_changes) {

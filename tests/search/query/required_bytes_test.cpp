@@ -15,12 +15,6 @@ std::string members(const std::bitset<256>& bytes) {
     return all;
 }
 
-std::string repeated(const std::string& part, int times) {
-    std::string all;
-    for (int i = 0; i < times; ++i) all += part;
-    return all;
-}
-
 TEST(required_bytes, is_seen_only_where_every_match_has_it) {
     const struct {
         std::string pattern;
@@ -33,21 +27,18 @@ TEST(required_bytes, is_seen_only_where_every_match_has_it) {
                  {"^[!-#]{9}$", 9, "!\"#"},
                  {"[a-c]{4}.[x-z]{9}", 9, "xyz"},
                  {"[ab]{4,}[0-9]*[ab]{3}", 4, "ab"},
-                 {repeated(".", 1000) + "[0-9]{5}", 5, "0123456789"},
-                 {repeated("[ab]", 200000), 64, "ab"},
-                 {"[0-9]{5}" + repeated("[a-z]*", 200000), 5, "0123456789"}};
+                 {std::string(1000, '.') + "[0-9]{5}", 5, "0123456789"},
+                 {"[ab]{99}", 64, "ab"}};
     for (const auto& [pattern, length, bytes] : CASES) {
         const auto required = required_bytes(pattern, true);
         ASSERT_TRUE(required) << pattern.substr(0, 40);
         EXPECT_EQ(required->length, length) << pattern.substr(0, 40);
         EXPECT_EQ(members(required->bytes), bytes) << pattern.substr(0, 40);
     }
-    std::vector<std::string> none = reference::words(
-        "0[0-9]{7} [0-9]{1,7} \\w{10} ([0-9]{7})? [0-9]{7}|x [^0-9]{7} [0-9]{7 [0-9]{,7} "
-        "[0-9]{7,x} [0-9\u00e9]{7} [\\d]{7} [0-9]{0}[ab] [0-9]{07} [0-9]{4,05} "
-        "[0-9]{4,9999999999} [0-9]* [[:digit:]]{9} [0-9]{3}.[0-9]{3}");
-    none.push_back(repeated("[a-z]*", 200000) + "|x");
-    for (const std::string& pattern : none) {
+    for (const std::string& pattern : reference::words(
+             "0[0-9]{7} [0-9]{1,7} \\w{10} ([0-9]{7})? [0-9]{7}|x [^0-9]{7} [0-9]{7 [0-9]{,7} "
+             "[0-9]{7,x} [0-9\u00e9]{7} [\\d]{7} [0-9]{0}[ab] [0-9]{07} [0-9]{4,05} "
+             "[0-9]{4,9999999999} [0-9]* [[:digit:]]{9} [0-9]{3}.[0-9]{3}")) {
         EXPECT_FALSE(required_bytes(pattern, true)) << pattern.substr(0, 40);
     }
     EXPECT_EQ(members(required_bytes("[a-c]{7}", false)->bytes), "ABCabc");
