@@ -73,14 +73,18 @@ TEST_F(Examples, utils) {
     path = root;
     {
 #include "example_of/utils/descriptor.hpp"
-    } {
+        EXPECT_TRUE(directory);
+    }
+    {
 #include "example_of/utils/platform.hpp"
         EXPECT_TRUE(directory);
     }
     index.folder.write("src/main.c", "int main;");
     {
 #include "example_of/utils/open_below.hpp"
-    } index.folder.write("a.txt", "one\r\ntwo \xFF\n");
+        EXPECT_TRUE(file);
+    }
+    index.folder.write("a.txt", "one\r\ntwo \xFF\n");
     path = root / "a.txt";
     {
 #include "example_of/utils/fsio.hpp"
@@ -104,7 +108,9 @@ TEST_F(Examples, utils) {
     const auto work = [&] { ++done; };
     {
 #include "example_of/utils/threads.hpp"
-    } EXPECT_EQ(done, 2);
+        helpers.clear();
+        EXPECT_EQ(done, 2);
+    }
     const std::vector<std::string> environment = {"PATH=/usr/local/bin:/usr/bin:/bin"};
     const auto list = [&] {
 #include "example_of/utils/process.hpp"
@@ -122,7 +128,9 @@ TEST_F(Examples, database) {
     {
 #include "example_of/storage/database/database.hpp"
 #include "example_of/storage/verify.hpp"
-    } {
+        EXPECT_TRUE(row);
+    }
+    {
 #include "example_of/storage/schema.hpp"
         use(schema::version(db));
         EXPECT_EQ(taken(), "9,3.2.0,");
