@@ -62,9 +62,12 @@ TEST_F(DatabaseTest, a_log_that_cannot_be_read_is_not_passed_over) {
     std::filesystem::create_symlink("nowhere", beside("y.db-shm"));
     const Database whole(beside("y.db"), Access::READ_ONLY);
     EXPECT_EQ(whole.fetchone("SELECT count(*) FROM t")->integer(0), 1);
-    std::filesystem::copy_file(beside("x.db-wal"), beside("y.db-wal"),
-                               std::filesystem::copy_options::overwrite_existing);
-    EXPECT_THROW(Database(beside("y.db"), Access::READ_ONLY), DatabaseError);
+    for (const char* name : {"y.db-wal", "y.db-journal"}) {
+        std::filesystem::copy_file(beside("x.db-wal"), beside(name),
+                                   std::filesystem::copy_options::overwrite_existing);
+        EXPECT_THROW(Database(beside("y.db"), Access::READ_ONLY), DatabaseError);
+        std::filesystem::remove(beside(name));
+    }
 }
 
 }  // namespace

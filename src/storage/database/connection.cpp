@@ -7,6 +7,9 @@
 #include <system_error>
 #include <thread>
 
+#include "storage/database/checksum_vfs.hpp"
+#include "storage/database/page_checksum.hpp"
+
 namespace codetext {
 
 namespace {
@@ -66,19 +69,33 @@ int open_flags(Access access) {
     throw std::invalid_argument("an unknown kind of access to a database");
 }
 
-/// An immutable database is its file alone. With a log beside it, that file holds old content.
-void check_no_log(const std::filesystem::path& path) {
-    std::filesystem::path log = path;
-    log += "-wal";
-    std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(log, error);
-    if (error == std::errc::no_such_file_or_directory || (!error && size == 0)) return;
-    throw DatabaseError(
-        DatabaseError::Kind::CANNOT_OPEN,
-        fmt::format("cannot read {}: its newest changes are in {}, and reading them needs a user "
-                    "who may write there and room on the disk",
-                    path.string(), log.filename().string()),
-        "");
+/// An immutable database is its file alone. With a log beside it, that file holds old content; with
+/// a journal, changes that are to be undone.
+void check_stands_alone(const std::filesystem::path& path) {
+    for (const char* suffix : {"-wal", "-journal"}) {
+        std::filesystem::path beside = path;
+        beside += suffix;
+        std::error_code error;
+        const std::uintmax_t size = std::filesystem::file_size(beside, error);
+        if (error == std::errc::no_such_file_or_directory || (!error && size == 0)) continue;
+        throw DatabaseError(
+            DatabaseError::Kind::CANNOT_OPEN,
+            fmt::format("cannot read {}: its newest changes are in {}, and reading them needs a "
+                        "user who may write there and room on the disk",
+                        path.string(), beside.filename().string()),
+            "");
+    }
+}
+
+/// SQLite's message, or for damage what to do about it.
+std::string message_of(sqlite3* db) {
+    const int code = sqlite3_extended_errcode(db);
+    const std::string_view fault = code == SQLITE_IOERR_DATA
+                                       ? "a page does not match its checksum, or is missing"
+                                       : sqlite3_errmsg(db);
+    const bool is_damage = code == SQLITE_IOERR_DATA || (code & 0xFF) == SQLITE_CORRUPT;
+    if (!is_damage) return std::string(fault);
+    return fmt::format("the index is damaged ({}); `codetext verify` tells what is hurt", fault);
 }
 
 }  // namespace
@@ -90,7 +107,7 @@ void throw_last_error(sqlite3* db, std::string_view doing, std::string_view stat
     throw DatabaseError(
         code,
         fmt::format("{}{}{}: {}", has_path ? path : "", has_path ? ": " : "", doing,
-                    code == SQLITE_INTERRUPT ? "a table without end" : sqlite3_errmsg(db)),
+                    code == SQLITE_INTERRUPT ? "a table without end" : message_of(db)),
         statement);
 }
 
@@ -104,9 +121,13 @@ Database::Connection::Connection(const std::filesystem::path& path, Access acces
     _distrust_content(access);
     if (access == Access::READ_ONLY && _needs_immutable()) {
         sqlite3_close_v2(_db);
-        check_no_log(path);
+        check_stands_alone(path);
         _open(uri_of(_path) + "?immutable=1", flags);
         _distrust_content(access);
+    }
+    if (access == Access::CREATE) {
+        int reserved = page_checksum::BYTES;  // a database that is there already keeps what it has
+        sqlite3_file_control(_db, "main", SQLITE_FCNTL_RESERVE_BYTES, &reserved);
     }
     sqlite3_busy_timeout(_db, BUSY_TIMEOUT_MS);
     sqlite3_rollback_hook(
@@ -177,10 +198,10 @@ void Database::Connection::limit_values(int bytes) {
 }
 
 void Database::Connection::_open(const std::string& uri, int flags) {
-    if (sqlite3_open_v2(uri.c_str(), &_db, flags, nullptr) == SQLITE_OK) return;
-    const DatabaseError error(
-        sqlite3_extended_errcode(_db),
-        fmt::format("cannot open {}: {}", _path.string(), sqlite3_errmsg(_db)), "");
+    if (sqlite3_open_v2(uri.c_str(), &_db, flags, checksum_vfs()) == SQLITE_OK) return;
+    const DatabaseError error(sqlite3_extended_errcode(_db),
+                              fmt::format("cannot open {}: {}", _path.string(), message_of(_db)),
+                              "");
     sqlite3_close_v2(_db);
     throw error;
 }

@@ -9,6 +9,7 @@ namespace {
 
 DatabaseError::Kind kind_of(int code) {
     if (code == SQLITE_IOERR_WRITE) return DatabaseError::Kind::WRITE_FAILED;
+    if (code == SQLITE_IOERR_DATA) return DatabaseError::Kind::DAMAGED_PAGE;
     constexpr int PRIMARY_CODE = 0xFF;
     switch (code & PRIMARY_CODE) {
         case SQLITE_FULL:

@@ -23,6 +23,7 @@ class DatabaseError : public std::runtime_error {
         WRITE_FAILED,    ///< the operating system refused a write
         NOT_A_DATABASE,  ///< the file holds something else
         DAMAGED,         ///< pages that are wrong, or hold what the program cannot have written
+        DAMAGED_PAGE,    ///< a page does not match its checksum, or the file is cut
         CANNOT_OPEN,
         WRONG_TYPE,  ///< a column holds another type than the one asked for
         MISUSE,      ///< a fault of the caller, such as too few parameters
