@@ -10,6 +10,7 @@
 #include "cli/options.hpp"
 #include "cli/repository_arguments.hpp"
 #include "cli/search_arguments.hpp"
+#include "cli/verify_command.hpp"
 
 namespace codetext::cli {
 
@@ -20,7 +21,8 @@ struct AllArguments {
     std::vector<std::string> none;  ///< the program itself takes no positionals
     IndexArguments index;
     SearchArguments search;
-    RepositoryArguments status, upgrade, verify, clean;
+    RepositoryArguments status, upgrade, clean;
+    VerifyArguments verify;
 };
 
 /// The commands in the order of the help text; each has --help and --any-owner. `arguments` must

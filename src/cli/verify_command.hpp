@@ -9,11 +9,16 @@
 
 namespace codetext::cli {
 
+struct VerifyArguments {
+    RepositoryArguments repository;
+    bool quick = false;  ///< check the checksums of the pages alone
+};
+
 /// The command's table. `arguments` must outlive it.
-Command verify_command(RepositoryArguments& arguments);
+Command verify_command(VerifyArguments& arguments);
 
 /// Returns the exit status: 0 for a whole index, 1 after printing each problem on its own line.
 /// Throws when there is no index that can be read.
-int verify_main(const RepositoryArguments& arguments, schema::Owners owners);
+int verify_main(const VerifyArguments& arguments, schema::Owners owners);
 
 }  // namespace codetext::cli

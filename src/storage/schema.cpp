@@ -27,20 +27,24 @@ CREATE TABLE files(
     size INTEGER NOT NULL,
     mtime_ns INTEGER NOT NULL,
     content_hash INTEGER NOT NULL,
-    text_on_disk INTEGER NOT NULL DEFAULT 0);
+    text_on_disk INTEGER NOT NULL DEFAULT 0,
+    ctime_ns INTEGER NOT NULL DEFAULT 0,
+    inode INTEGER NOT NULL DEFAULT 0);
 CREATE INDEX files_by_text_on_disk ON files(text_on_disk);
 CREATE TABLE skipped_files(
     path TEXT PRIMARY KEY,
     reason TEXT NOT NULL,
     size INTEGER NOT NULL,
-    mtime_ns INTEGER NOT NULL) WITHOUT ROWID;
+    mtime_ns INTEGER NOT NULL,
+    ctime_ns INTEGER NOT NULL DEFAULT 0,
+    inode INTEGER NOT NULL DEFAULT 0) WITHOUT ROWID;
 )";
 
 /// In `meta` until the first run is done.
 constexpr std::string_view UNFILLED = "unfilled";
 
 /// Versions that this program knows, oldest first; PRAGMA user_version is the place in this list.
-constexpr std::array<std::string_view, 3> VERSIONS = {"3.0.0", "3.1.0", SCHEMA_VERSION};
+constexpr std::array<std::string_view, 4> VERSIONS = {"3.0.0", "3.1.0", "3.2.0", SCHEMA_VERSION};
 
 /// The version's place among VERSIONS; -1 for one that is not there.
 int rank(std::string_view version) {
@@ -169,6 +173,7 @@ std::vector<UpgradeStep> upgrade(Database& db) {
     std::vector<UpgradeStep> taken;
     if (version(db) == "3.0.0") taken.push_back(upgrade_to_3_1_0(db));
     if (version(db) == "3.1.0") taken.push_back(upgrade_to_3_2_0(db));
+    if (version(db) == "3.2.0") taken.push_back(upgrade_to_3_3_0(db));
     return taken;
 }
 

@@ -19,7 +19,7 @@
 namespace codetext::schema {
 
 /// The version that this program writes.
-inline constexpr std::string_view SCHEMA_VERSION = "3.2.0";
+inline constexpr std::string_view SCHEMA_VERSION = "3.3.0";
 /// The oldest version that a search or a status can read; an older one needs the upgrade first.
 inline constexpr std::string_view OLDEST_READABLE_VERSION = "3.1.0";
 /// PRAGMA application_id of every index: "cdtx".
@@ -41,7 +41,7 @@ Database open_or_create_index(const std::filesystem::path& root,
                               std::optional<chunk_store::Layout> layout = std::nullopt,
                               Owners owners = Owners::TRUSTED);
 
-/// The index's schema version, for example "3.2.0".
+/// The index's schema version, for example "3.3.0".
 std::string version(const Database& db);
 
 /// Throws UnusableIndex for an index without a file that no run has finished: finding nothing there
@@ -56,8 +56,10 @@ struct UpgradeStep {
     std::string what;  ///< one line for the user
 };
 
-/// Applies the steps that the index lacks, in order, each in one transaction that leaves the index
-/// as it was before the step when it fails. Returns the steps taken.
+/// Applies the steps that the index lacks, in order. A step that fails, or a kill, leaves the index
+/// as it was before the step. The step to 3.3.0 puts a new file in place of the old one, and `db`
+/// then has that file open; it throws UnusableIndex while others read the old one for long. Returns
+/// the steps taken. REQUIRES: this process holds the lock of the index.
 std::vector<UpgradeStep> upgrade(Database& db);
 
 /// A value of the `meta` table, in which the index keeps what the program needs to remember.

@@ -20,7 +20,11 @@ namespace {
 struct AddedColumn {
     std::string_view table, column;
 };
-constexpr AddedColumn ADDED_COLUMNS[] = {{"files", "text_on_disk"}};
+constexpr AddedColumn ADDED_COLUMNS[] = {{"files", "text_on_disk"},
+                                         {"files", "ctime_ns"},
+                                         {"files", "inode"},
+                                         {"skipped_files", "ctime_ns"},
+                                         {"skipped_files", "inode"}};
 
 /// SQLite makes it for `path TEXT UNIQUE` and keeps no SQL of it.
 constexpr std::string_view PATH_INDEX = "sqlite_autoindex_files_1";

@@ -1,6 +1,7 @@
 #pragma once
 
-// The steps of an upgrade, each one transaction. Private to the schema.
+// The steps of an upgrade, each one transaction or one rename. Private to the
+// schema.
 
 #include <string_view>
 
@@ -17,5 +18,10 @@ UpgradeStep upgrade_to_3_1_0(Database& db);
 /// Adds the table of skipped files and moves the chunks from `code_chunks` into the compressed
 /// layout, where the SQLite library allows that layout.
 UpgradeStep upgrade_to_3_2_0(Database& db);
+
+/// Adds the columns for the change times and numbers of inodes, gives every
+/// page a checksum, and seals what the compressed layout holds, in a new file
+/// that takes the place of the old one.
+UpgradeStep upgrade_to_3_3_0(Database& db);
 
 }  // namespace codetext::schema

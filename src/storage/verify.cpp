@@ -4,15 +4,18 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <unordered_map>
 #include <unordered_set>
 
 #include "storage/chunk_store.hpp"
+#include "storage/chunk_store/compressed/shard_list.hpp"
 #include "storage/chunk_store/compressed/tables.hpp"
 #include "storage/chunk_store/compressed/trigrams.hpp"
 #include "storage/chunk_store/compressed/unchunked_files.hpp"
 #include "storage/chunk_store/limits.hpp"
+#include "storage/schema.hpp"
 #include "utils/path_below.hpp"
 
 namespace codetext::schema {
@@ -31,21 +34,22 @@ class Verification {
     explicit Verification(const Database& db) : _db(db) {}
 
     std::vector<std::string> run() {
-        _check_database();
-        // Where SQLite finds damage, reading further tells nothing reliable.
-        if (!_problems.empty()) return std::move(_problems);
-        const auto layout = chunk_store::layout(_db);
+        _guard("the index", [&] { _check_database(); });
+        const bool is_damaged = !_problems.empty();
+        if (is_damaged) _guard("the schema", [&] { _name_tables(); });
+        std::optional<Layout> layout;
+        _guard("the schema", [&] { layout = chunk_store::layout(_db); });
         if (!layout) return std::move(_problems);
-        _check_strays(*layout);
-        if (*layout == COMPRESSED) _check_unchunked();
-        chunk_store::Ascending order("file");
-        _db.each(
-            "SELECT id, path, text_on_disk FROM files ORDER BY id", {}, [&](const RowView& row) {
-                order.take(row.integer(0));
-                _check_file(*layout, row.integer(0), std::string(row.text(1)), row.integer(2) == 1);
-                return _problems.size() < MAX_PROBLEMS ? Visit::CONTINUE : Visit::STOP;
-            });
-        if (*layout == COMPRESSED) _check_trigrams();
+        _guard("files", [&] { _check_files(*layout); });
+        // Where SQLite finds damage, comparing tables tells nothing reliable.
+        if (is_damaged) return std::move(_problems);
+        _guard("the chunks", [&] { _check_strays(*layout); });
+        if (*layout != COMPRESSED) return std::move(_problems);
+        _guard("unchunked_files", [&] { _check_unchunked(); });
+        _guard("the trigram index", [&] {
+            chunk_store::check_shards(_db);
+            _compare_samples();
+        });
         return std::move(_problems);
     }
 
@@ -57,10 +61,60 @@ class Verification {
         }
     }
 
+    /// Reports damage that `check` meets as that of `what`.
+    template <typename Check>
+    void _guard(std::string_view what, const Check& check) {
+        try {
+            check();
+        } catch (const DamagedChunk& damage) {
+            _report("{}: {}", what, damage.what());
+        } catch (const DatabaseError& error) {
+            using Kind = DatabaseError::Kind;
+            const bool is_damage =
+                error.kind() == Kind::DAMAGED || error.kind() == Kind::DAMAGED_PAGE ||
+                error.kind() == Kind::WRONG_TYPE || error.kind() == Kind::NOT_A_DATABASE;
+            if (!is_damage) throw;
+            _report("{}: {}", what, error.what());
+        }
+    }
+
     void _check_database() {
-        for (const Row& row : _db.fetchall("PRAGMA integrity_check")) {
+        for (const Row& row : _db.fetchall("PRAGMA integrity_check(20)")) {
             if (row.text(0) != "ok") _report("SQLite: {}", row.text(0));
         }
+    }
+
+    void _name_tables() {
+        for (const Row& table :
+             _db.fetchall("SELECT name FROM sqlite_master WHERE type = 'table' AND rootpage > 0")) {
+            const std::string what = fmt::format("the table {}", table.text(0));
+            _guard(what, [&] {
+                const auto row =
+                    _db.fetchone(fmt::format("PRAGMA integrity_check(\"{}\")", table.text(0)));
+                if (row->text(0) != "ok") _report("{} is damaged", what);
+            });
+        }
+    }
+
+    void _check_files(Layout layout) {
+        chunk_store::Ascending order("file");
+        _db.each(
+            "SELECT id, path, text_on_disk FROM files ORDER BY id", {}, [&](const RowView& row) {
+                order.take(row.integer(0));
+                const std::string path = _checked_path(row.integer(0), row.text(1));
+                _guard(path,
+                       [&] { _check_file(layout, row.integer(0), path, row.integer(2) == 1); });
+                return _problems.size() < MAX_PROBLEMS ? Visit::CONTINUE : Visit::STOP;
+            });
+    }
+
+    /// The path to name the file by.
+    std::string _checked_path(std::int64_t file_id, std::string_view path) {
+        if (path.size() <= chunk_store::MAX_PATH_BYTES && is_path_below(path)) {
+            return std::string(path);
+        }
+        _report("file {}: its path leads out of the repository", file_id);
+        return fmt::format("file {}", file_id);
     }
 
     void _check_strays(Layout layout) {
@@ -74,24 +128,16 @@ class Verification {
         if (unlisted > 0) _report("{} files without chunks are not listed as such", unlisted);
     }
 
-    void _check_file(Layout layout, std::int64_t file_id, std::string path, bool on_disk) {
-        if (path.size() > chunk_store::MAX_PATH_BYTES || !is_path_below(path)) {
-            _report("file {}: its path leads out of the repository", file_id);
-            path = fmt::format("file {}", file_id);
-        }
-        try {
-            const auto [first, end] = chunk_store::file_rowids(file_id);
-            const std::vector<ChunkRow> rows =
-                chunk_store::stored_rows(_db, layout, first, end, _dictionaries);
-            if (on_disk && !rows.empty()) _report("{}: kept on disk, and has chunks", path);
-            if (!on_disk && rows.empty()) _report("{}: has no chunks yet", path);
-            _check_rows(rows, first, path);
-            if (layout == COMPRESSED &&
-                !chunk_store::compressed::narrow_rows_agree(_db, file_id, rows)) {
-                _report("{}: its chunk rows and frames differ", path);
-            }
-        } catch (const DamagedChunk& damage) {
-            _report("{}: {}", path, damage.what());
+    void _check_file(Layout layout, std::int64_t file_id, const std::string& path, bool on_disk) {
+        const auto [first, end] = chunk_store::file_rowids(file_id);
+        const std::vector<ChunkRow> rows =
+            chunk_store::stored_rows(_db, layout, first, end, _dictionaries);
+        if (on_disk && !rows.empty()) _report("{}: kept on disk, and has chunks", path);
+        if (!on_disk && rows.empty()) _report("{}: has no chunks yet", path);
+        _check_rows(rows, first, path);
+        if (layout == COMPRESSED &&
+            !chunk_store::compressed::narrow_rows_agree(_db, file_id, rows)) {
+            _report("{}: its chunk rows and frames differ", path);
         }
     }
 
@@ -127,14 +173,6 @@ class Verification {
         _collector.append(text, trigrams);
     }
 
-    void _check_trigrams() {
-        try {
-            _compare_samples();
-        } catch (const DamagedChunk& damage) {
-            _report("{}", damage.what());
-        }
-    }
-
     void _compare_samples() {
         std::unordered_map<std::uint32_t, std::vector<std::int64_t>> wanted;
         for (const auto& [rowid, trigrams] : _samples) {
@@ -165,5 +203,37 @@ class Verification {
 }  // namespace
 
 std::vector<std::string> verify(const Database& db) { return Verification(db).run(); }
+
+std::vector<std::string> page_problems(const PageCheck& check) {
+    std::vector<std::string> problems;
+    if (check.is_cut) problems.push_back("the file is shorter than its header says");
+    for (const std::int64_t page : check.damaged) {
+        problems.push_back(
+            fmt::format("page {} of {} does not match its checksum", page, check.pages));
+    }
+    const auto unnamed = check.damaged_pages - std::ssize(check.damaged);
+    if (unnamed > 0) problems.push_back(fmt::format("{} more pages do not match", unnamed));
+    return problems;
+}
+
+std::vector<std::string> verify_file(const std::filesystem::path& path) {
+    check_database_files(path);
+    std::vector<std::string> problems = page_problems(check_pages(path));
+    try {
+        const Database db = open_index(path, Access::READ_ONLY);
+        check_filled(db);
+        const std::vector<std::string> more = verify(db);
+        problems.insert(problems.end(), more.begin(), more.end());
+    } catch (const DatabaseError& error) {
+        const bool is_damage = error.kind() == DatabaseError::Kind::DAMAGED ||
+                               error.kind() == DatabaseError::Kind::DAMAGED_PAGE;
+        if (problems.empty() && !is_damage) throw;
+        problems.emplace_back(error.what());
+    } catch (const UnusableIndex& unusable) {
+        if (problems.empty()) throw;
+        problems.emplace_back(unusable.what());
+    }
+    return problems;
+}
 
 }  // namespace codetext::schema

@@ -4,10 +4,12 @@
 //
 //   for (const std::string& problem : schema::verify(db)) report(problem);
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "storage/database.hpp"
+#include "storage/database/page_check.hpp"
 
 namespace codetext::schema {
 
@@ -16,9 +18,16 @@ inline constexpr std::size_t MAX_PROBLEMS = 100;
 
 /// What is wrong with the index, a line each, at most MAX_PROBLEMS; empty when it is whole. An
 /// index is whole when SQLite finds no damage, every file's chunks follow each other from its first
-/// row id and read back, files kept on disk have none, every chunk belongs to a file, and every
-/// trigram of a sample of the chunks leads to them. Reads the whole index, unless SQLite finds
-/// damage.
+/// row id and read back, files kept on disk have none, every chunk belongs to a file, the trigram
+/// index has all that was written, and every trigram of a sample of the chunks leads to them. Reads
+/// the whole index. Where SQLite finds damage, the tables and the files that are hurt are named.
 std::vector<std::string> verify(const Database& db);
+
+/// What a check of the pages found, a line each.
+std::vector<std::string> page_problems(const PageCheck& check);
+
+/// The problems of the pages, and then of the index that they hold. Throws UnusableIndex and
+/// DatabaseError where there is no index to verify. REQUIRES: as check_pages.
+std::vector<std::string> verify_file(const std::filesystem::path& path);
 
 }  // namespace codetext::schema

@@ -107,9 +107,9 @@ TEST(index_command, knows_status_upgrade_and_verify) {
     output("index --layout code_chunks");
     EXPECT_THAT(
         output("status"),
-        AllOf(HasSubstr("schema          3.2.0\n"), HasSubstr("layout          code_chunks\n"),
+        AllOf(HasSubstr("schema          3.3.0\n"), HasSubstr("layout          code_chunks\n"),
               HasSubstr("files           1 (2 bytes)\n"), HasSubstr("chunks          1\n")));
-    EXPECT_EQ(output("upgrade"), "up to date: schema 3.2.0\n");
+    EXPECT_EQ(output("upgrade"), "up to date: schema 3.3.0\n");
     EXPECT_EQ(output("verify"), "the index is whole\n");
     const std::string to_full_disk = CODETEXT_PROGRAM " status >/dev/full";
     EXPECT_EQ(run_command({"sh", "-c", to_full_disk}, repository.path()).status, 2);

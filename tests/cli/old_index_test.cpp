@@ -14,7 +14,8 @@ namespace fs = std::filesystem;
 const std::pair<std::string, std::string> ANSWERS[] = {
     {"-i scale",
      "notes.txt:4:The scale is in src/scale.c.\n"
-     "src/scale.c:1:/* Prints the Kelvin scale: 273.15 \u212a is 0 \u00b0C. */\n"
+     "src/scale.c:1:/* Prints the Kelvin scale: 273.15 \u212a is 0 "
+     "\u00b0C. */\n"
      "src/scale.c:2:void print_scale(void)\n"
      "src/scale.c:72:\tputs(\"end of the scale\");\n"
      "table.json:68:], \"scale\": 1}\n"},
@@ -30,16 +31,19 @@ const std::string LARGE_DATA = "3.0.0 to 3.1.0: 1 large data file(s) are now rea
                                    ? "3.1.0 to 3.2.0: the chunks of 3 file(s) are now compressed\n"
                                    : "3.1.0 to 3.2.0: the chunks stay as they are: compressing "
                                      "them takes SQLite 3.43\n",
-                  NOTHING = "up to date: schema 3.2.0\n";
+                  SUMS = "3.2.0 to 3.3.0: every page has a checksum now\n",
+                  NOTHING = "up to date: schema 3.3.0\n";
 
 const struct {
     std::string name, version;
     bool can_be_read;
     std::string upgrade;
-} CASES[] = {{"3.0.0", "3.0.0", false, LARGE_DATA + COMPRESSES},
-             {"3.1.0", "3.1.0", true, COMPRESSES},
-             {"3.2.0-code_chunks", "3.2.0", true, NOTHING},
-             {"3.2.0-compressed", "3.2.0", true, NOTHING}};
+} CASES[] = {{"3.0.0", "3.0.0", false, LARGE_DATA + COMPRESSES + SUMS},
+             {"3.1.0", "3.1.0", true, COMPRESSES + SUMS},
+             {"3.2.0-code_chunks", "3.2.0", true, SUMS},
+             {"3.2.0-compressed", "3.2.0", true, SUMS},
+             {"3.3.0-code_chunks", "3.3.0", true, NOTHING},
+             {"3.3.0-compressed", "3.3.0", true, NOTHING}};
 
 TEST(old_index, is_refused_or_answers_and_answers_after_the_upgrade) {
     for (const auto& [name, version, can_be_read, upgrade] : CASES) {

@@ -133,7 +133,7 @@ TEST_F(Examples, database) {
     {
 #include "example_of/storage/schema.hpp"
         use(schema::version(db));
-        EXPECT_EQ(taken(), "9,3.2.0,");
+        EXPECT_EQ(taken(), "9,3.3.0,");
     }
     {
 #include "example_of/storage/index_directory.hpp"

@@ -125,10 +125,7 @@ Database::Connection::Connection(const std::filesystem::path& path, Access acces
         _open(uri_of(_path) + "?immutable=1", flags);
         _distrust_content(access);
     }
-    if (access == Access::CREATE) {
-        int reserved = page_checksum::BYTES;  // a database that is there already keeps what it has
-        sqlite3_file_control(_db, "main", SQLITE_FCNTL_RESERVE_BYTES, &reserved);
-    }
+    if (access == Access::CREATE) reserve_checksums();
     sqlite3_busy_timeout(_db, BUSY_TIMEOUT_MS);
     sqlite3_rollback_hook(
         _db, [](void* connection) { static_cast<Connection*>(connection)->note_undo(); }, this);
@@ -197,6 +194,11 @@ void Database::Connection::limit_values(int bytes) {
     sqlite3_limit(_db, SQLITE_LIMIT_LENGTH, bytes);
 }
 
+void Database::Connection::reserve_checksums() {
+    int bytes = page_checksum::BYTES;
+    sqlite3_file_control(_db, "main", SQLITE_FCNTL_RESERVE_BYTES, &bytes);
+}
+
 void Database::Connection::_open(const std::string& uri, int flags) {
     if (sqlite3_open_v2(uri.c_str(), &_db, flags, checksum_vfs()) == SQLITE_OK) return;
     const DatabaseError error(sqlite3_extended_errcode(_db),
@@ -216,7 +218,8 @@ void Database::Connection::_distrust_content(Access access) {
           {SQLITE_DBCONFIG_ENABLE_TRIGGER, access == Access::READ_ONLY ? 0 : 1}}) {
         sqlite3_db_config(_db, option, value, nullptr);
     }
-    sqlite3_limit(_db, SQLITE_LIMIT_ATTACHED, 0);
+    // VACUUM attaches the database that it makes.
+    sqlite3_limit(_db, SQLITE_LIMIT_ATTACHED, access == Access::READ_ONLY ? 0 : 1);
     sqlite3_limit(_db, SQLITE_LIMIT_SQL_LENGTH, MAX_SQL_BYTES);
     limit_values(max_value_bytes(access));
     sqlite3_progress_handler(

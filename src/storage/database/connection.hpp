@@ -41,6 +41,10 @@ class Database::Connection {
     /// As Database::limit_values.
     void limit_values(int bytes);
 
+    /// Asks SQLite for room for checksums in a database that is made through this connection. One
+    /// that is there already stays as it is.
+    void reserve_checksums();
+
     /// Records that the changes made since the last call of this may now be undone.
     void note_undo();
     /// How often that was so.

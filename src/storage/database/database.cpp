@@ -62,6 +62,12 @@ std::int64_t Database::last_insert_rowid() const {
     return sqlite3_last_insert_rowid(_connection->handle());
 }
 
+void Database::copy_to(const std::filesystem::path& path) {
+    const auto locked = _connection->lock();
+    _connection->reserve_checksums();
+    execute("VACUUM INTO ?", {path.native()});
+}
+
 // SQLite's data version of a database tells of commits, by this connection and by others, but not
 // of what an open transaction has changed or taken back.
 ContentStamp Database::content_stamp() const {

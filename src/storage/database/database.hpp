@@ -87,6 +87,10 @@ class Database {
     /// The row id that the last INSERT gave.
     std::int64_t last_insert_rowid() const;
 
+    /// Writes a copy of the database, packed and with checksums, to a file that must not be there
+    /// yet. The copy is in no mode with a log, and not synced.
+    void copy_to(const std::filesystem::path& path);
+
     /// The state of the content that this handle sees. Never waits and reads nothing.
     ContentStamp content_stamp() const;
 

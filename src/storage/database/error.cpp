@@ -22,6 +22,8 @@ DatabaseError::Kind kind_of(int code) {
             return DatabaseError::Kind::DAMAGED;
         case SQLITE_CANTOPEN:
             return DatabaseError::Kind::CANNOT_OPEN;
+        case SQLITE_BUSY:
+            return DatabaseError::Kind::BUSY;
         case SQLITE_MISUSE:
             return DatabaseError::Kind::MISUSE;
         default:

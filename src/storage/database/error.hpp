@@ -25,6 +25,7 @@ class DatabaseError : public std::runtime_error {
         DAMAGED,         ///< pages that are wrong, or hold what the program cannot have written
         DAMAGED_PAGE,    ///< a page does not match its checksum, or the file is cut
         CANNOT_OPEN,
+        BUSY,        ///< another process has it locked
         WRONG_TYPE,  ///< a column holds another type than the one asked for
         MISUSE,      ///< a fault of the caller, such as too few parameters
         OTHER,

@@ -1,9 +1,6 @@
 #pragma once
 
 // Checks the checksums of a database file's pages: the file is read straight through, past SQLite.
-//
-//   const PageCheck check = check_pages(path);
-//   for (std::int64_t page : check.damaged) report(page);
 
 #include <cstdint>
 #include <filesystem>

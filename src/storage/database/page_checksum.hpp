@@ -1,9 +1,7 @@
 #pragma once
 
 // The checksum at the end of each page of a database, and what the first page says of the file.
-//
-//   const auto header = page_checksum::read_header(first_bytes);
-//   if (header.has_checksums && !page_checksum::matches(page, 1)) report_damage();
+// Private to this folder.
 
 #include <cstddef>
 #include <cstdint>

@@ -166,7 +166,9 @@ TEST(search_run, a_limit_cuts_the_same_results_short) {
             // A file that is in the index without its chunks: the disk is read.
             if (source == SourceWanted::AUTO) {
                 index.write("9/new.c", "foo\n");
-                db.execute("INSERT INTO files VALUES (9999, '9/new.c', 'c', 4, 0, 0, 0)");
+                db.execute(
+                    "INSERT INTO files(id, path, language, size, mtime_ns, content_hash, "
+                    "text_on_disk) VALUES (9999, '9/new.c', 'c', 4, 0, 0, 0)");
             }
             SearchOptions options{.query = make_query({.patterns = {"foo"}}),
                                   .filter = {},

@@ -73,10 +73,10 @@ class ByteReader {
     }
     /// The bytes taken, to be read by themselves.
     ByteReader part(std::uint64_t size_bytes) { return {take(size_bytes), _what, _rowid}; }
-    /// Takes the hash at this place. Throws unless it is the hash of all that follows.
-    void take_hash() {
+    /// Takes the hash at this place. Throws unless it is the hash of all that follows, with `seed`.
+    void take_hash(std::uint64_t seed) {
         const std::uint64_t hash = read_hash(take(HASH_BYTES));
-        if (hash != XXH3_64bits(_rest.data(), _rest.size()))
+        if (hash != XXH3_64bits_withSeed(_rest.data(), _rest.size(), seed))
             damaged("its bytes do not match their hash");
     }
     std::string_view rest() const { return _rest; }

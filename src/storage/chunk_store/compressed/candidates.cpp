@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "storage/chunk_store/compressed/shard_list.hpp"
 #include "storage/chunk_store/compressed/trigram_shard.hpp"
 #include "storage/chunk_store/layout.hpp"
 #include "storage/chunk_store/limits.hpp"
@@ -29,22 +30,12 @@ std::vector<std::int64_t> files_of(std::span<const std::int64_t> rowids) {
     return files;
 }
 
-std::vector<std::int64_t> shard_ids(const Database& db) {
-    std::vector<std::int64_t> ids;
-    Ascending order("trigram shard");
-    db.each("SELECT id FROM trigram_segments ORDER BY id", {}, [&](const RowView& row) {
-        ids.push_back(row.integer(0));
-        order.take(ids.back());
-        return Visit::CONTINUE;
-    });
-    return ids;
-}
-
 /// The rows that the shards name, in any order, a row perhaps more than once.
-std::vector<std::int64_t> ask_shards(const Database& db, std::span<const std::uint32_t> trigrams) {
+std::vector<std::int64_t> ask_shards(const Database& db, const ShardList& list,
+                                     std::span<const std::uint32_t> trigrams) {
     std::vector<std::int64_t> rowids;
-    for (const std::int64_t id : shard_ids(db)) {
-        const ShardReader shard(db, id);
+    for (const auto& [id, chunks] : list.shards) {
+        const ShardReader shard(db, id, list.blocks);
         const std::vector<std::uint16_t> numbers = shard.holding(trigrams);
         if (!numbers.empty()) shard.append_rowids(numbers, rowids);
         if (rowids.size() > MAX_CANDIDATES) {
@@ -65,13 +56,14 @@ Candidates::Candidates(std::vector<std::int64_t> rowids, ContentStamp stamp) {
 }
 
 Candidates candidates(const Database& db, const TrigramQuery& query) {
-    // The largest shard tells which trigrams are rare.
-    const std::optional<Row> largest =
-        db.fetchone("SELECT id FROM trigram_segments ORDER BY chunks DESC LIMIT 1");
+    const ShardList list = listed_shards(db);
     const ContentStamp stamp = db.content_stamp();
-    if (!largest) return {{}, stamp};
-    const auto asked = ShardReader(db, largest->integer(0)).rarest(query.trigrams);
-    std::vector<std::int64_t> rowids = ask_shards(db, asked);
+    if (list.shards.empty()) return {{}, stamp};
+    // The largest shard tells which trigrams are rare.
+    const auto largest =
+        std::ranges::max_element(list.shards, {}, [](const auto& shard) { return shard.chunks; });
+    const auto asked = ShardReader(db, largest->id, list.blocks).rarest(query.trigrams);
+    std::vector<std::int64_t> rowids = ask_shards(db, list, asked);
     // Outside a transaction the statements above may have seen different states.
     if (db.content_stamp() != stamp) throw IndexChanged();
     if (!std::is_sorted(rowids.begin(), rowids.end())) std::sort(rowids.begin(), rowids.end());

@@ -1,5 +1,7 @@
 #include "storage/chunk_store/matching_rows.hpp"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <span>
 
@@ -72,6 +74,42 @@ std::vector<ChunkRow> read_rows(const Database& db, std::int64_t first, std::int
     return rows;
 }
 
+/// Throws for a chunk that `chunks` has from `first` to before `end`, and no
+/// frame.
+void check_no_chunk(const Database& db, std::int64_t first, std::int64_t end) {
+    const auto row =
+        db.fetchone("SELECT id FROM chunks WHERE id >= ? AND id < ? LIMIT 1", {first, end});
+    if (!row) return;
+    throw DamagedChunk(
+        fmt::format("damaged index: chunk row {} has no frame; remove .codetext and run "
+                    "`codetext index`",
+                    row->integer(0)));
+}
+
+/// The rows of a whole file must follow each other to the one that ends it.
+void check_whole_file(const Database& db, std::int64_t first, std::int64_t end,
+                      const std::vector<ChunkRow>& rows) {
+    for (const ChunkRow& row : rows) {
+        if (row.rowid != first) check_no_chunk(db, first, row.rowid);
+        first = row.rowid + 1;
+    }
+    if (rows.empty() || !rows.back().last) check_no_chunk(db, first, end);
+}
+
+/// A row that the trigram index names may be gone with its frame, but not
+/// without it.
+void check_missing(const Database& db, std::span<const std::int64_t> wanted,
+                   const std::vector<ChunkRow>& rows) {
+    auto row = rows.begin();
+    for (const std::int64_t rowid : wanted) {
+        if (row != rows.end() && row->rowid == rowid) {
+            ++row;
+        } else {
+            check_no_chunk(db, rowid, rowid + 1);
+        }
+    }
+}
+
 auto in_range(std::int64_t first, std::int64_t end) {
     return [first, end](std::int64_t rowid) { return rowid >= first && rowid < end; };
 }
@@ -121,16 +159,20 @@ std::vector<ChunkRow> MatchingRows::of_file(std::int64_t file_id) const {
     if (!std::binary_search(state.searched.begin(), state.searched.end(), file_id)) return {};
     const auto [first, end] = file_rowids(file_id);
     if (!state.candidates) {
-        return read_rows(*state.db, first, end, *state.dictionaries, &state.stamp,
-                         in_range(first, end));
+        std::vector<ChunkRow> rows = read_rows(*state.db, first, end, *state.dictionaries,
+                                               &state.stamp, in_range(first, end));
+        check_whole_file(*state.db, first, end, rows);
+        return rows;
     }
     const std::span<const std::int64_t> all = state.candidates->rowids();
     const std::span<const std::int64_t> own(std::lower_bound(all.begin(), all.end(), first),
                                             std::lower_bound(all.begin(), all.end(), end));
     if (own.empty()) return {};
-    return read_rows(
+    std::vector<ChunkRow> rows = read_rows(
         *state.db, own.front(), own.back() + 1, *state.dictionaries, &state.stamp,
         [own](std::int64_t rowid) { return std::binary_search(own.begin(), own.end(), rowid); });
+    if (rows.size() < own.size()) check_missing(*state.db, own, rows);
+    return rows;
 }
 
 std::vector<std::int64_t> MatchingRows::file_ids() const {
@@ -166,7 +208,10 @@ MatchingRows::Iterator& MatchingRows::Iterator::operator++() {
 std::vector<ChunkRow> file_rows(const Database& db, std::int64_t first, std::int64_t end,
                                 DictionariesHandle dictionaries) {
     if (!dictionaries) dictionaries = make_dictionaries();
-    return read_rows(db, first, end, *dictionaries, nullptr, in_range(first, end));
+    std::vector<ChunkRow> rows =
+        read_rows(db, first, end, *dictionaries, nullptr, in_range(first, end));
+    check_whole_file(db, first, end, rows);
+    return rows;
 }
 
 }  // namespace codetext::chunk_store

@@ -33,12 +33,16 @@ inline constexpr std::int64_t FRAME_CHUNKS = 8;
 /// Most bytes that the texts of a frame may have.
 inline constexpr std::size_t MAX_FRAME_BYTES = MAX_FILE_TEXT_BYTES;
 
+/// Binds the hash in a frame's body to the frame's row id, so that a frame at another place shows.
+/// A packer does not know the row id yet. Throws DamagedChunk for a body that is none.
+void seal_frame(std::string& body, std::int64_t rowid);
+
 /// Compresses frames. Make one for each thread.
 class FramePacker {
   public:
     explicit FramePacker(DictionaryHandle dictionary);
-    /// The body of a frame. REQUIRES: 1 to FRAME_CHUNKS chunks, each beginning where the one before
-    /// it ends. Throws std::length_error past MAX_FRAME_BYTES.
+    /// The body of a frame, not sealed yet. REQUIRES: 1 to FRAME_CHUNKS chunks, each beginning
+    /// where the one before it ends. Throws std::length_error past MAX_FRAME_BYTES.
     std::string pack(std::span<const Chunk> chunks, bool ends_file);
 
   private:

@@ -1,7 +1,12 @@
 #include "storage/chunk_store/compressed/tables.hpp"
 
+#include <limits>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "storage/chunk_store/compressed/packed_frame.hpp"
+#include "storage/chunk_store/compressed/shard_list.hpp"
 #include "storage/chunk_store/compressed/unchunked_files.hpp"
 
 namespace codetext::chunk_store::compressed {
@@ -9,6 +14,7 @@ namespace codetext::chunk_store::compressed {
 void create_tables(Database& db) {
     db.execute_script(std::string(TABLES_DDL));
     create_unchunked_files(db);
+    note_shards(db);
 }
 
 void put(Database& db, std::int64_t file_id, const PackedFile& file, ShardWriter& shards) {
@@ -24,9 +30,29 @@ void put(Database& db, std::int64_t file_id, const PackedFile& file, ShardWriter
         trigrams = trigrams.subspan(file.trigram_counts[i]);
     }
     for (const PackedFile::Frame& frame : file.frames) {
-        db.execute("INSERT INTO chunk_frames(id, body) VALUES (?, ?)",
-                   {first + frame.first_chunk, BlobView{frame.body}});
+        const std::int64_t rowid = first + frame.first_chunk;
+        std::string body = frame.body;
+        seal_frame(body, rowid);
+        db.execute("INSERT INTO chunk_frames(id, body) VALUES (?, ?)", {rowid, BlobView{body}});
     }
+}
+
+void seal_frames(Database& db) {
+    constexpr std::string_view NEXT = "SELECT id, body FROM chunk_frames WHERE id > ? ORDER BY id";
+    std::int64_t last = std::numeric_limits<std::int64_t>::min();
+    std::vector<std::pair<std::int64_t, std::string>> batch;
+    do {
+        batch.clear();
+        db.each(NEXT, {last}, [&](const RowView& row) {
+            batch.emplace_back(row.integer(0), row.blob(1));
+            return batch.size() < 256 ? Visit::CONTINUE : Visit::STOP;
+        });
+        for (auto& [rowid, body] : batch) {
+            seal_frame(body, rowid);
+            db.execute("UPDATE chunk_frames SET body = ? WHERE id = ?", {BlobView{body}, rowid});
+            last = rowid;
+        }
+    } while (!batch.empty());
 }
 
 void drop(Database& db, std::int64_t file_id) {

@@ -1,7 +1,7 @@
 #pragma once
 
 // The tables of the compressed layout as the writer fills them: narrow chunk rows, and frames that
-// hold the texts. Private to chunk_store.
+// hold the texts. Private to chunk_store, verify and the upgrade.
 
 #include <cstdint>
 #include <span>
@@ -29,6 +29,8 @@ void create_tables(Database& db);
 
 /// Stores a file's chunks and hands their trigrams to `shards`. REQUIRES: it has none.
 void put(Database& db, std::int64_t file_id, const PackedFile& file, ShardWriter& shards);
+/// Seals every frame, for the upgrade from schema 3.2.0.
+void seal_frames(Database& db);
 /// Drops a file's chunks, if it has any.
 void drop(Database& db, std::int64_t file_id);
 

@@ -5,28 +5,23 @@
 // those that hold it. A chunk that is replaced or dropped later leaves its number behind: every
 // candidate is verified against its text, so a stale number costs time and gives no wrong answer.
 //
-// trigram_segments.files holds, for each range of chunks of one file: varint zigzag of its file id
-// less the id before, varint number of its first chunk in the file, varint number of chunks.
-// trigram_lists holds blocks of lists. Its row id is shard * 2^24 + the block's last trigram, so
-// that the first row at or after a trigram is the one page with its list. Body: varint first
-// trigram, varint number of lists, varint bytes of the directory, the directory (for each list:
-// varint trigram less the one before it, varint count * 16 + parameter, varint bytes), the lists.
+// The blocks of a shard's posting lists share all trigrams among them: a block answers for those
+// from its first, which its head tells, to its last, which its row id tells. So the first row at or
+// after a trigram is the one page with its list, and a block that was lost shows. docs/FORMAT.md
+// has the bytes.
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "storage/chunk_store/compressed/posting_list.hpp"
+#include "storage/chunk_store/compressed/trigram_block.hpp"
 #include "storage/database.hpp"
 
 namespace codetext::chunk_store {
-
-class ByteReader;
-
-/// Bits of a list's Rice parameter below its count in a directory.
-inline constexpr unsigned PARAMETER_BITS = 4;
 
 /// Greatest id of a shard, so that the row ids of its lists fit 63 bits.
 inline constexpr std::int64_t MAX_SHARD_ID = (std::int64_t{1} << 38) - 1;
@@ -47,6 +42,7 @@ class ShardWriter {
     struct ChunkRange {
         std::int64_t file_id, first_chunk, chunks;
     };
+    std::int64_t _next_id() const;
     std::string _coded_ranges() const;
     void _write_blocks(std::int64_t shard);
     void _clear();
@@ -63,7 +59,7 @@ class ShardWriter {
 class ShardReader {
   public:
     /// Throws DamagedChunk for an id that no shard has.
-    ShardReader(const Database& db, std::int64_t id);
+    ShardReader(const Database& db, std::int64_t id, Blocks blocks);
     /// The few of the trigrams that fewest of the shard's chunks hold, the rarest first. Asking for
     /// these drops nearly all that asking for every one would drop. Throws DamagedChunk.
     std::vector<std::uint32_t> rarest(std::span<const std::uint32_t> trigrams) const;
@@ -77,20 +73,16 @@ class ShardReader {
     std::vector<std::int64_t> file_ids() const;
 
   private:
-    struct StoredList {
-        std::uint32_t count;
-        std::uint8_t parameter;
-        std::string bytes;
-    };
-    /// False when no chunk of the shard holds the trigram.
-    bool _find(std::uint32_t trigram, StoredList& list) const;
-    static bool _find_in_block(ByteReader& block, std::uint32_t trigram, StoredList& list);
-    void _read(const StoredList& list, std::vector<std::uint16_t>& numbers) const;
+    /// None when no chunk of the shard holds the trigram.
+    std::optional<TrigramBlock::List> _find(std::uint32_t trigram) const;
+    [[noreturn]] void _lacks_block() const;
+    void _read(const TrigramBlock::List& list, std::vector<std::uint16_t>& numbers) const;
     template <typename Visitor>
     void _each_range(const Visitor& visit) const;
 
     const Database* _db;
     std::int64_t _id;
+    Blocks _blocks;
 };
 
 }  // namespace codetext::chunk_store

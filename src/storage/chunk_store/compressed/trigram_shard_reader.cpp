@@ -25,10 +25,6 @@ constexpr std::size_t MAX_WEIGHED = 256;
 /// A list this many times longer than what is left is not worth reading.
 constexpr std::size_t NOT_WORTH_READING = 64;
 
-/// No BLOB of the trigram index is larger: a block fits a page but for one list, and a shard has
-/// few bytes for a chunk.
-constexpr std::size_t MAX_BLOB_BYTES = std::size_t{1} << 20;
-
 void keep_common(std::vector<std::uint16_t>& numbers, const std::vector<std::uint16_t>& others) {
     const auto end = std::set_intersection(numbers.begin(), numbers.end(), others.begin(),
                                            others.end(), numbers.begin());
@@ -41,48 +37,30 @@ void check_shard_id(std::int64_t id) {
     if (id < 1 || id > MAX_SHARD_ID) throw_damage("trigram shard", id, "no shard has this id");
 }
 
-ShardReader::ShardReader(const Database& db, std::int64_t id) : _db(&db), _id(id) {
+ShardReader::ShardReader(const Database& db, std::int64_t id, Blocks blocks)
+    : _db(&db), _id(id), _blocks(blocks) {
     check_shard_id(id);
 }
 
-bool ShardReader::_find(std::uint32_t trigram, StoredList& list) const {
-    bool found = false;
+std::optional<TrigramBlock::List> ShardReader::_find(std::uint32_t trigram) const {
+    std::optional<TrigramBlock::List> list;
+    bool has_block = false;
     _db->each("SELECT id, body FROM trigram_lists WHERE id >= ? AND id < ? ORDER BY id LIMIT 1",
               {_id * TRIGRAMS + trigram, (_id + 1) * TRIGRAMS}, [&](const RowView& row) {
-                  ByteReader reader(row.blob(1), "trigram block", row.integer(0));
-                  if (reader.rest().size() > MAX_BLOB_BYTES) reader.damaged("it is too large");
-                  reader.take_hash();
-                  found = _find_in_block(reader, trigram, list);
+                  TrigramBlock block(row.blob(1), row.integer(0), _blocks);
+                  has_block = block.first() <= trigram;
+                  list = block.find(trigram);
                   return Visit::STOP;
               });
-    return found;
+    if (!has_block && _blocks == Blocks::TILED) _lacks_block();
+    return list;
 }
 
-bool ShardReader::_find_in_block(ByteReader& block, std::uint32_t trigram, StoredList& list) {
-    std::uint64_t current = block.varint();
-    const std::uint64_t lists = block.varint();
-    ByteReader directory = block.part(block.varint());
-    std::uint64_t offset = 0;
-    for (std::uint64_t i = 0; i < lists && current <= trigram; ++i) {
-        current += directory.varint();
-        const std::uint64_t count = directory.varint();
-        const std::uint64_t size = directory.varint();
-        if (current == trigram) {
-            block.take(offset);
-            if (count >> PARAMETER_BITS > SHARD_CHUNKS || size > MAX_POSTINGS_BYTES) {
-                block.damaged("a posting list is too large");
-            }
-            list.count = static_cast<std::uint32_t>(count >> PARAMETER_BITS);
-            list.parameter = static_cast<std::uint8_t>(count & ((1u << PARAMETER_BITS) - 1));
-            list.bytes = block.take(size);
-            return true;
-        }
-        offset += size;
-    }
-    return false;
+void ShardReader::_lacks_block() const {
+    throw DamagedChunk(fmt::format("damaged trigram index: shard {} lacks a block", _id));
 }
 
-void ShardReader::_read(const StoredList& list, std::vector<std::uint16_t>& numbers) const {
+void ShardReader::_read(const TrigramBlock::List& list, std::vector<std::uint16_t>& numbers) const {
     if (!read_postings({list.count, list.parameter, list.bytes}, numbers)) {
         throw DamagedChunk(
             fmt::format("damaged trigram index: a posting list of shard {} is cut short", _id));
@@ -93,9 +71,8 @@ std::vector<std::uint32_t> ShardReader::rarest(std::span<const std::uint32_t> tr
     trigrams = trigrams.first(std::min(trigrams.size(), MAX_WEIGHED));
     std::vector<std::pair<std::uint32_t, std::uint32_t>> weighed;
     for (const std::uint32_t trigram : trigrams) {
-        StoredList list{0, 0, ""};
-        _find(trigram, list);
-        weighed.emplace_back(list.count, trigram);
+        const auto list = _find(trigram);
+        weighed.emplace_back(list ? list->count : 0, trigram);
     }
     std::sort(weighed.begin(), weighed.end());
     weighed.resize(std::min(weighed.size(), MAX_ASKED));
@@ -106,12 +83,15 @@ std::vector<std::uint32_t> ShardReader::rarest(std::span<const std::uint32_t> tr
 }
 
 std::vector<std::uint16_t> ShardReader::holding(std::span<const std::uint32_t> trigrams) const {
-    std::vector<StoredList> lists(trigrams.size());
-    for (std::size_t i = 0; i < trigrams.size(); ++i) {
-        if (!_find(trigrams[i], lists[i])) return {};
+    std::vector<TrigramBlock::List> lists;
+    lists.reserve(trigrams.size());
+    for (const std::uint32_t trigram : trigrams) {
+        auto list = _find(trigram);
+        if (!list) return {};
+        lists.push_back(*std::move(list));
     }
     std::sort(lists.begin(), lists.end(),
-              [](const StoredList& a, const StoredList& b) { return a.count < b.count; });
+              [](const auto& a, const auto& b) { return a.count < b.count; });
     std::vector<std::uint16_t> numbers;
     _read(lists.front(), numbers);
     std::vector<std::uint16_t> others;
@@ -129,7 +109,7 @@ void ShardReader::_each_range(const Visitor& visit) const {
     if (!row) return;
     ByteReader reader(row->blob(0), "trigram shard", _id);
     if (reader.rest().size() > MAX_BLOB_BYTES) reader.damaged("it is too large");
-    reader.take_hash();
+    reader.take_hash(_blocks == Blocks::TILED ? static_cast<std::uint64_t>(_id) : 0);
     std::int64_t file_id = 0, chunks_left = SHARD_CHUNKS;
     while (!reader.at_end()) {
         // Unsigned: numbers that others have made may be too large for their sum.

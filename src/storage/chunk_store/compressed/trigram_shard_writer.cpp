@@ -53,14 +53,6 @@ void sort_bucket(std::span<Entry> bucket, std::vector<Entry>& scratch) {
     std::copy(scratch.begin(), scratch.end(), bucket.begin());
 }
 
-/// The content after its hash.
-std::string hashed(const std::string& content) {
-    std::string body;
-    body.reserve(HASH_BYTES + content.size());
-    put_hash(body, XXH3_64bits(content.data(), content.size()));
-    return body += content;
-}
-
 /// Puts posting lists, trigram after trigram, into blocks and stores each block as it fills.
 class BlockWriter {
   public:
@@ -70,36 +62,39 @@ class BlockWriter {
         _list.clear();
         const std::uint8_t parameter = append_postings(numbers, _list);
         const std::size_t size = _bytes.size() + _directory.size() + _list.size();
-        if (_lists == BLOCK_LISTS || size + 2 * ENTRY_BYTES > BLOCK_BYTES) store();
-        if (_lists++ == 0) _first = _last = trigram;
-        put_varint(_directory, trigram - _last);
+        if (_lists == BLOCK_LISTS || size + 2 * ENTRY_BYTES > BLOCK_BYTES) _store(_last);
+        put_varint(_directory, trigram - (_lists == 0 ? _first : _last));
+        ++_lists;
         put_varint(_directory, numbers.size() << PARAMETER_BITS | parameter);
         put_varint(_directory, _list.size());
         _bytes += _list;
         _last = trigram;
     }
 
-    void store() {
-        if (_lists == 0) return;
-        std::string content;
-        put_varint(content, _first);
-        put_varint(content, _lists);
-        put_varint(content, _directory.size());
-        content += _directory;
-        content += _bytes;
-        const std::string body = hashed(content);
-        _db->execute("INSERT INTO trigram_lists(id, body) VALUES (?, ?)",
-                     {_shard * TRIGRAMS + _last, BlobView{body}});
+    /// Stores the last block, which answers for all trigrams that are left.
+    void finish() { _store(TRIGRAMS - 1); }
+
+  private:
+    void _store(std::uint32_t last) {
+        const std::int64_t rowid = _shard * TRIGRAMS + last;
+        std::string head, body;
+        put_varint(head, _first);
+        put_varint(head, _lists);
+        put_varint(head, _directory.size());
+        put_hash(body, block_hash(head, rowid));
+        body.append(head).append(_directory).append(_bytes);
+        _db->execute("INSERT INTO trigram_lists(id, body) VALUES (?, ?)", {rowid, BlobView{body}});
+        _first = last + 1;
         _lists = 0;
         _directory.clear();
         _bytes.clear();
     }
 
-  private:
     Database* _db;
     std::int64_t _shard;
     std::size_t _lists = 0;
-    std::uint32_t _first = 0, _last = 0;
+    std::uint32_t _first = 0;  ///< that the block answers for
+    std::uint32_t _last = 0;   ///< whose list came last
     std::string _directory, _bytes;
     std::string _list;  ///< the list that put() codes
 };
@@ -134,11 +129,22 @@ void ShardWriter::add(std::int64_t file_id, std::int64_t chunk,
 
 void ShardWriter::flush() {
     if (_trigrams_before.empty()) return;
-    _db->execute(
-        "INSERT INTO trigram_segments(chunks, files) VALUES (?, ?)",
-        {static_cast<std::int64_t>(_trigrams_before.size()), BlobView{hashed(_coded_ranges())}});
-    _write_blocks(_db->last_insert_rowid());
+    listed_shards(*_db);  // what was lost before must not be noted as the whole list
+    const std::int64_t id = _next_id();
+    const std::string ranges = _coded_ranges();
+    std::string files;
+    put_hash(files,
+             XXH3_64bits_withSeed(ranges.data(), ranges.size(), static_cast<std::uint64_t>(id)));
+    files += ranges;
+    _db->execute("INSERT INTO trigram_segments(id, chunks, files) VALUES (?, ?, ?)",
+                 {id, static_cast<std::int64_t>(_trigrams_before.size()), BlobView{files}});
+    _write_blocks(id);
+    note_shards(*_db);
     _clear();
+}
+
+std::int64_t ShardWriter::_next_id() const {
+    return _db->fetchone("SELECT coalesce(max(id), 0) + 1 FROM trigram_segments")->integer(0);
 }
 
 std::string ShardWriter::_coded_ranges() const {
@@ -182,7 +188,7 @@ void ShardWriter::_write_blocks(std::int64_t shard) {
         sort_bucket(own, scratch);
         put_bucket(bucket, own, blocks);
     }
-    blocks.store();
+    blocks.finish();
 }
 
 void ShardWriter::_clear() {

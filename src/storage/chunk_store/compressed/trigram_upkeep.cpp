@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "storage/chunk_store.hpp"
+#include "storage/chunk_store/compressed/shard_list.hpp"
 #include "storage/chunk_store/compressed/trigram_shard.hpp"
 #include "storage/chunk_store/compressed/trigrams.hpp"
 #include "storage/chunk_store/limits.hpp"
@@ -30,9 +31,7 @@ constexpr std::uint64_t LOG2_OF_A_SIZE = 3;
 /// A shard of this many chunks is made anew only together with all the others.
 constexpr std::int64_t LARGE_SHARD_CHUNKS = SHARD_CHUNKS / 8;
 
-struct ShardSize {
-    std::int64_t id, chunks;
-};
+using ShardSize = ShardList::Shard;
 
 void drop_shard(Database& db, std::int64_t id) {
     db.execute("DELETE FROM trigram_segments WHERE id = ?", {id});
@@ -41,13 +40,14 @@ void drop_shard(Database& db, std::int64_t id) {
 }
 
 /// Replaces the shards by new ones, of the chunks that their files have now.
-void make_anew(Database& db, const std::vector<std::int64_t>& shards) {
+void make_anew(Database& db, const std::vector<std::int64_t>& shards, Blocks blocks) {
     std::vector<std::int64_t> files;
     for (const std::int64_t id : shards) {
-        const std::vector<std::int64_t> own = ShardReader(db, id).file_ids();
+        const std::vector<std::int64_t> own = ShardReader(db, id, blocks).file_ids();
         files.insert(files.end(), own.begin(), own.end());
         drop_shard(db, id);
     }
+    note_shards(db);
     std::sort(files.begin(), files.end());
     files.erase(std::unique(files.begin(), files.end()), files.end());
 
@@ -66,20 +66,6 @@ void make_anew(Database& db, const std::vector<std::int64_t>& shards) {
     writer.flush();
 }
 
-std::vector<ShardSize> shard_sizes(const Database& db) {
-    std::vector<ShardSize> sizes;
-    Ascending order("trigram shard");
-    db.each("SELECT id, chunks FROM trigram_segments ORDER BY id", {}, [&](const RowView& row) {
-        order.take(row.integer(0));
-        sizes.push_back({row.integer(0), row.integer(1)});
-        if (sizes.back().chunks < 1 || sizes.back().chunks > SHARD_CHUNKS) {
-            throw_damage("trigram shard", row.integer(0), "its number of chunks is wrong");
-        }
-        return Visit::CONTINUE;
-    });
-    return sizes;
-}
-
 bool mostly_stale(const Database& db, const std::vector<ShardSize>& sizes) {
     std::int64_t named = 0;
     for (const ShardSize& size : sizes) named += size.chunks;
@@ -90,13 +76,8 @@ bool mostly_stale(const Database& db, const std::vector<ShardSize>& sizes) {
 }  // namespace
 
 void keep_shards_few(Database& db) {
-    const std::vector<ShardSize> sizes = shard_sizes(db);
-    if (mostly_stale(db, sizes)) {
-        std::vector<std::int64_t> all;
-        all.reserve(sizes.size());
-        for (const ShardSize& size : sizes) all.push_back(size.id);
-        return make_anew(db, all);
-    }
+    const std::vector<ShardSize> sizes = listed_shards(db).shards;
+    if (mostly_stale(db, sizes)) return remake_shards(db);
     std::map<std::uint64_t, std::vector<std::int64_t>> by_size;
     for (const ShardSize& size : sizes) {
         if (size.chunks >= LARGE_SHARD_CHUNKS) continue;
@@ -106,8 +87,16 @@ void keep_shards_few(Database& db) {
         by_size[power].push_back(size.id);
     }
     for (const auto& [power, shards] : by_size) {
-        if (shards.size() > MAX_OF_A_SIZE) return make_anew(db, shards);
+        if (shards.size() > MAX_OF_A_SIZE) return make_anew(db, shards, Blocks::TILED);
     }
+}
+
+void remake_shards(Database& db) {
+    const ShardList list = listed_shards(db);
+    std::vector<std::int64_t> all;
+    all.reserve(list.shards.size());
+    for (const ShardSize& shard : list.shards) all.push_back(shard.id);
+    make_anew(db, all, list.blocks);
 }
 
 }  // namespace codetext::chunk_store

@@ -12,4 +12,7 @@ namespace codetext::chunk_store {
 /// DatabaseError.
 void keep_shards_few(Database& db);
 
+/// Makes all shards anew, for the upgrade from schema 3.2.0.
+void remake_shards(Database& db);
+
 }  // namespace codetext::chunk_store

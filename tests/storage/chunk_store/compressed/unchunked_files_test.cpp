@@ -21,9 +21,12 @@ TEST(UnchunkedFiles, lead_to_what_looking_at_every_file_finds) {
         return row.is_null(0) ? "" : row.text(0);
     };
     const std::vector<std::string> changes = {
-        "INSERT OR REPLACE INTO files VALUES ({0}, 'p{1}', '', 0, 0, 0, {2})",
-        "INSERT OR IGNORE INTO files VALUES ({0}, 'p{1}', '', 0, 0, 0, {2})",
-        "INSERT OR REPLACE INTO files VALUES ({0}, 'p{1}', '', 0, 0, 0, 0)",
+        "INSERT OR REPLACE INTO files(id, path, language, size, mtime_ns, content_hash, "
+        "text_on_disk) VALUES ({0}, 'p{1}', '', 0, 0, 0, {2})",
+        "INSERT OR IGNORE INTO files(id, path, language, size, mtime_ns, content_hash, "
+        "text_on_disk) VALUES ({0}, 'p{1}', '', 0, 0, 0, {2})",
+        "INSERT OR REPLACE INTO files(id, path, language, size, mtime_ns, content_hash, "
+        "text_on_disk) VALUES ({0}, 'p{1}', '', 0, 0, 0, 0)",
         "UPDATE files SET text_on_disk = {2} WHERE id = {0}",
         "UPDATE OR REPLACE files SET id = {1} WHERE id = {0}",
         "DELETE FROM files WHERE id = {0}",
