@@ -201,6 +201,9 @@ constexpr Methods METHODS = {2,
 
 int open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* given) noexcept {
     sqlite3_vfs* const vfs = default_vfs();
+    // A journal names a super-journal where a transaction wrote to several databases; ours never
+    // do. SQLite would read the file of that name and remove it, whatever it is.
+    if ((flags & SQLITE_OPEN_SUPER_JOURNAL) != 0) return SQLITE_CANTOPEN;
     if ((flags & (SQLITE_OPEN_MAIN_DB | SQLITE_OPEN_WAL)) == 0) {
         return vfs->xOpen(vfs, name, file, flags, given);
     }

@@ -87,6 +87,15 @@ void check_stands_alone(const std::filesystem::path& path) {
     }
 }
 
+int first_read(sqlite3* db) {
+    return sqlite3_exec(db, "SELECT 1 FROM sqlite_master LIMIT 1", nullptr, nullptr, nullptr);
+}
+
+bool needs_immutable(int result) {
+    return (result & 0xFF) == SQLITE_READONLY || (result & 0xFF) == SQLITE_CANTOPEN ||
+           result == SQLITE_IOERR_SHMOPEN || result == SQLITE_IOERR_SHMSIZE;
+}
+
 /// SQLite's message, or for damage what to do about it.
 std::string message_of(sqlite3* db) {
     const int code = sqlite3_extended_errcode(db);
@@ -116,15 +125,8 @@ Database::Connection::Connection(const std::filesystem::path& path, Access acces
     if (path.native().find('\0') != std::string::npos) {
         throw std::invalid_argument("a database path with an embedded NUL");
     }
-    const int flags = open_flags(access);
-    _open(uri_of(_path), flags);
-    _distrust_content(access);
-    if (access == Access::READ_ONLY && _needs_immutable()) {
-        sqlite3_close_v2(_db);
-        check_stands_alone(path);
-        _open(uri_of(_path) + "?immutable=1", flags);
-        _distrust_content(access);
-    }
+    _open(uri_of(_path), access);
+    if (access == Access::READ_ONLY) _make_readable();
     if (access == Access::CREATE) reserve_checksums();
     sqlite3_busy_timeout(_db, BUSY_TIMEOUT_MS);
     sqlite3_rollback_hook(
@@ -199,8 +201,10 @@ void Database::Connection::reserve_checksums() {
     sqlite3_file_control(_db, "main", SQLITE_FCNTL_RESERVE_BYTES, &bytes);
 }
 
-void Database::Connection::_open(const std::string& uri, int flags) {
-    if (sqlite3_open_v2(uri.c_str(), &_db, flags, checksum_vfs()) == SQLITE_OK) return;
+void Database::Connection::_open(const std::string& uri, Access access) {
+    if (sqlite3_open_v2(uri.c_str(), &_db, open_flags(access), checksum_vfs()) == SQLITE_OK) {
+        return _distrust_content(access);
+    }
     const DatabaseError error(sqlite3_extended_errcode(_db),
                               fmt::format("cannot open {}: {}", _path.string(), message_of(_db)),
                               "");
@@ -250,13 +254,23 @@ std::int64_t Database::Connection::_database_bytes() const {
     return bytes;
 }
 
-// A reader makes files beside a WAL database. A user who may not write there, or has no room on the
-// disk, cannot.
-bool Database::Connection::_needs_immutable() const {
-    const int result =
-        sqlite3_exec(_db, "SELECT 1 FROM sqlite_master LIMIT 1", nullptr, nullptr, nullptr);
-    return (result & 0xFF) == SQLITE_READONLY || (result & 0xFF) == SQLITE_CANTOPEN ||
-           result == SQLITE_IOERR_SHMOPEN || result == SQLITE_IOERR_SHMSIZE;
+// Only a writer can take back a change that was cut short. And a reader makes files beside a WAL
+// database; a user who may not write there, or has no room on the disk, cannot.
+void Database::Connection::_make_readable() {
+    int result = first_read(_db);
+    if (result == SQLITE_READONLY_ROLLBACK) {
+        sqlite3_close_v2(_db);
+        _open(uri_of(_path), Access::READ_WRITE);
+        sqlite3_busy_timeout(_db, BUSY_TIMEOUT_MS);
+        first_read(_db);
+        sqlite3_close_v2(_db);
+        _open(uri_of(_path), Access::READ_ONLY);
+        result = first_read(_db);
+    }
+    if (!needs_immutable(result)) return;
+    sqlite3_close_v2(_db);
+    check_stands_alone(_path);
+    _open(uri_of(_path) + "?immutable=1", Access::READ_ONLY);
 }
 
 }  // namespace codetext

@@ -52,9 +52,9 @@ class Database::Connection {
 
   private:
     sqlite3_stmt* _prepared(std::string_view sql);
-    void _open(const std::string& uri, int flags);
+    void _open(const std::string& uri, Access access);
+    void _make_readable();
     void _distrust_content(Access access);
-    bool _needs_immutable() const;
     bool _is_without_end();
     std::int64_t _database_bytes() const;
 
