@@ -13,7 +13,6 @@
 #include "utils/descriptor.hpp"
 #include "utils/fsio_read.hpp"
 #include "utils/open_below.hpp"
-#include "utils/platform.hpp"
 
 namespace codetext::fsio {
 namespace {
@@ -58,7 +57,7 @@ FileContent read_opened(const Descriptor& opened, const std::string& doing) {
     if (!opened) throw_error(errno, doing);
     const struct stat status = regular_file_status(opened.number(), doing);
     std::string bytes = _read_to_end(opened.number(), status.st_size, doing);
-    return {std::move(bytes), status.st_size, platform::modification_time_ns(status)};
+    return {std::move(bytes), stamp_of(status)};
 }
 
 }  // namespace

@@ -11,14 +11,14 @@
 #include <string_view>
 
 #include "utils/descriptor.hpp"
+#include "utils/file_stamp.hpp"
 
 namespace codetext::fsio {
 
-/// A regular file's content with the size and modification time that its open descriptor gave.
+/// A regular file's content, with what its open descriptor said before the read.
 struct FileContent {
     std::string bytes;
-    std::int64_t size_bytes = 0;  ///< as the descriptor gave it before the read
-    std::int64_t mtime_ns = 0;    ///< nanoseconds since the epoch
+    FileStamp stamp;
 };
 
 /// The whole content of the regular file at `path`.

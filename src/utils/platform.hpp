@@ -32,17 +32,30 @@ inline constexpr int OPEN_FOR_LOOKUP = O_SEARCH;
 inline constexpr int OPEN_FOR_LOOKUP = O_RDONLY;  // takes that permission
 #endif
 
-/// When the file was changed last, in nanoseconds since the epoch. It wraps around for a time that
-/// 64 bits cannot hold (from the year 2262 on): it is compared for equality, never shown.
-inline std::int64_t modification_time_ns(const struct stat& status) {
-#if defined(__APPLE__)
-    const struct timespec& time = status.st_mtimespec;
-#else
-    const struct timespec& time = status.st_mtim;
-#endif
+/// In nanoseconds since the epoch. It wraps around for a time that 64 bits cannot hold (from the
+/// year 2262 on): it is compared for equality, never shown.
+inline std::int64_t nanoseconds_of(const struct timespec& time) {
     constexpr std::uint64_t NANOSECONDS = 1'000'000'000;
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(time.tv_sec) * NANOSECONDS +
                                      static_cast<std::uint64_t>(time.tv_nsec));
+}
+
+/// When the file's content was changed last, as nanoseconds_of gives it.
+inline std::int64_t modification_time_ns(const struct stat& status) {
+#if defined(__APPLE__)
+    return nanoseconds_of(status.st_mtimespec);
+#else
+    return nanoseconds_of(status.st_mtim);
+#endif
+}
+
+/// When the file's content, or what the file system says of it, was changed last, likewise.
+inline std::int64_t change_time_ns(const struct stat& status) {
+#if defined(__APPLE__)
+    return nanoseconds_of(status.st_ctimespec);
+#else
+    return nanoseconds_of(status.st_ctim);
+#endif
 }
 
 /// A file that has no name and goes with its last descriptor; no descriptor, and errno, on failure.

@@ -40,8 +40,8 @@ TEST(fsio, gives_the_bytes_the_size_and_the_time) {
     ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
     const fsio::FileContent content = fsio::read_file_no_follow(path);
     EXPECT_TRUE(content.bytes == bytes);
-    EXPECT_EQ(content.size_bytes, 300000);
-    EXPECT_EQ(content.mtime_ns, 1700000000123456789);
+    EXPECT_EQ(content.stamp.size, 300000);
+    EXPECT_EQ(content.stamp.mtime_ns, 1700000000123456789);
 }
 
 // A FIFO without a writer would block; /dev/zero would never end, nor would a sparse file soon.

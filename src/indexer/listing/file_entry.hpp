@@ -2,15 +2,15 @@
 
 // A regular file as a directory listing knows it.
 
-#include <cstdint>
 #include <string>
+
+#include "utils/file_stamp.hpp"
 
 namespace codetext::indexer {
 
 struct FileEntry {
-    std::string path;       ///< relative to the repository's root, with "/"
-    std::int64_t size = 0;  ///< bytes
-    std::int64_t mtime_ns = 0;
+    std::string path;  ///< relative to the repository's root, with "/"
+    FileStamp stamp;
     friend bool operator==(const FileEntry&, const FileEntry&) = default;
 };
 

@@ -74,7 +74,7 @@ void look_at(DirectoryCursor& cursor, const std::string& path, PathStatuses& fou
         found.warnings.push_back("cannot look at " + path + ": " +
                                  std::system_category().message(errno));
     } else if (S_ISREG(status.st_mode)) {
-        found.files.push_back({path, status.st_size, platform::modification_time_ns(status)});
+        found.files.push_back({path, stamp_of(status)});
     } else if (S_ISDIR(status.st_mode)) {
         found.directories.push_back(path);
     }

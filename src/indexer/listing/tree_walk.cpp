@@ -28,8 +28,7 @@ struct Directory;
 
 struct Entry {
     std::string name;  ///< with a final "/" for a directory, so that names sort as paths do
-    std::int64_t size = 0;
-    std::int64_t mtime_ns = 0;
+    FileStamp stamp;   ///< of a file
     std::unique_ptr<Directory> directory;
 };
 
@@ -71,8 +70,7 @@ std::optional<Entry> look_at(int number, const dirent& found, Directory& directo
             warn(directory, "cannot look at " + entry.name + " in ", errno);
             return std::nullopt;
         }
-        entry.size = status.st_size;
-        entry.mtime_ns = platform::modification_time_ns(status);
+        entry.stamp = stamp_of(status);
         if (S_ISREG(status.st_mode)) return entry;
         if (!S_ISDIR(status.st_mode)) return std::nullopt;
     }
@@ -174,7 +172,7 @@ void gather(Directory& directory, TreeWalk& walk) {
         if (entry.directory) {
             gather(*entry.directory, walk);
         } else {
-            walk.files.push_back({directory.path + entry.name, entry.size, entry.mtime_ns});
+            walk.files.push_back({directory.path + entry.name, entry.stamp});
         }
     }
 }

@@ -37,8 +37,12 @@ class PathFinder {
     std::size_t _next = 0;
 };
 
-bool is_unchanged(const FileEntry& file, std::int64_t size, std::int64_t mtime_ns) {
-    return file.size == size && file.mtime_ns == mtime_ns;
+/// The stamp in the columns from `column` on: size, mtime_ns, ctime_ns, inode.
+FileStamp stamp_in(const RowView& row, int column) {
+    return {.size = row.integer(column),
+            .mtime_ns = row.integer(column + 1),
+            .ctime_ns = row.integer(column + 2),
+            .inode = row.integer(column + 3)};
 }
 
 class Planner {
@@ -61,7 +65,9 @@ class Planner {
     void _compare_files() {
         PathFinder finder(_files);
         _db.each(
-            "SELECT id, path, language, size, mtime_ns, content_hash, text_on_disk FROM files "
+            "SELECT id, path, language, content_hash, text_on_disk, size, mtime_ns, ctime_ns, "
+            "inode "
+            "FROM files "
             "ORDER BY id",
             {}, [&](const RowView& row) {
                 const std::optional<std::size_t> index = finder.find(row.text(1));
@@ -77,14 +83,13 @@ class Planner {
     void _compare(std::size_t index, const RowView& row) {
         _seen[index] = true;
         KnownFile known{.id = row.integer(0),
-                        .size = row.integer(3),
-                        .mtime_ns = row.integer(4),
-                        .content_hash = row.integer(5),
-                        .text_on_disk = row.integer(6) != 0};
+                        .stamp = stamp_in(row, 5),
+                        .content_hash = row.integer(3),
+                        .text_on_disk = row.integer(4) != 0};
         known.text_is_stored = !std::ranges::binary_search(_without_chunks, known.id);
         known.language_is_current = row.text(2) == language_of(_files[index].path);
         if (known.text_is_stored && known.language_is_current &&
-            is_unchanged(_files[index], known.size, known.mtime_ns)) {
+            _files[index].stamp == known.stamp) {
             ++_result.unchanged;
             _result.unchanged_kept_on_disk += known.text_on_disk ? 1 : 0;
         } else {
@@ -95,24 +100,23 @@ class Planner {
     void _compare_skipped() {
         PathFinder finder(_files);
         chunk_store::DatabaseLimit size(_db);
-        _db.each("SELECT path, reason, size, mtime_ns FROM skipped_files ORDER BY path", {},
-                 [&](const RowView& row) {
-                     size.take(row.text(0).size());
-                     const std::optional<std::size_t> index = finder.find(row.text(0));
-                     if (index && !_seen[*index]) {
-                         _compare_skipped(
-                             *index, {std::string(row.text(1)), row.integer(2), row.integer(3)});
-                     } else {
-                         _result.gone_skipped.emplace_back(row.text(0));
-                     }
-                     return Visit::CONTINUE;
-                 });
+        _db.each(
+            "SELECT path, reason, size, mtime_ns, ctime_ns, inode FROM skipped_files ORDER BY path",
+            {}, [&](const RowView& row) {
+                size.take(row.text(0).size());
+                const std::optional<std::size_t> index = finder.find(row.text(0));
+                if (index && !_seen[*index]) {
+                    _compare_skipped(*index, {std::string(row.text(1)), stamp_in(row, 2)});
+                } else {
+                    _result.gone_skipped.emplace_back(row.text(0));
+                }
+                return Visit::CONTINUE;
+            });
     }
 
     void _compare_skipped(std::size_t index, SkippedFile skipped) {
         _seen[index] = true;
-        if (skipped.reason == SKIPPED_BINARY &&
-            is_unchanged(_files[index], skipped.size, skipped.mtime_ns)) {
+        if (skipped.reason == SKIPPED_BINARY && _files[index].stamp == skipped.stamp) {
             ++_result.unchanged_binary;
         } else {
             _plan(index, std::nullopt, std::move(skipped));

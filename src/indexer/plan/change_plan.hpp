@@ -1,8 +1,9 @@
 #pragma once
 
-// What a run has to do: the files of the repository are compared with those of the index, by size
-// and modification time. No file is read.
+// What a run has to do: the files of the repository are compared with those of the index by their
+// stamps (size, times, inode). No file is read.
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -24,17 +25,22 @@ inline constexpr std::int64_t UNSETTLED_MTIME_NS = std::numeric_limits<std::int6
 /// every few milliseconds.
 inline constexpr std::int64_t SETTLING_NS = 2'000'000'000;
 
-/// The time to remember for a file that was read at `read_at_ns`: its own, or UNSETTLED_MTIME_NS
-/// when that is within SETTLING_NS of the read, or after it.
-constexpr std::int64_t remembered_mtime_ns(std::int64_t mtime_ns, std::int64_t read_at_ns) {
-    return mtime_ns < read_at_ns - SETTLING_NS ? mtime_ns : UNSETTLED_MTIME_NS;
+/// The stamp to remember for a file that was read at `read_at_ns`: its own, with UNSETTLED_MTIME_NS
+/// when one of its times is within SETTLING_NS of the read, or after it.
+constexpr FileStamp remembered(FileStamp stamp, std::int64_t read_at_ns) {
+    if (std::max(stamp.mtime_ns, stamp.ctime_ns) >= read_at_ns - SETTLING_NS) {
+        stamp.mtime_ns = UNSETTLED_MTIME_NS;
+    }
+    return stamp;
 }
+
+/// The stamp of a file that was never read.
+inline constexpr FileStamp UNSETTLED = {.mtime_ns = UNSETTLED_MTIME_NS};
 
 /// A row of `files`.
 struct KnownFile {
     std::int64_t id = 0;
-    std::int64_t size = 0;
-    std::int64_t mtime_ns = UNSETTLED_MTIME_NS;
+    FileStamp stamp = UNSETTLED;
     std::int64_t content_hash = 0;
     bool text_on_disk = false;
     bool text_is_stored = false;       ///< in chunks, or kept on disk on purpose
@@ -44,8 +50,7 @@ struct KnownFile {
 /// A row of `skipped_files`: a file that the index does not hold, and why.
 struct SkippedFile {
     std::string reason;
-    std::int64_t size = 0;
-    std::int64_t mtime_ns = UNSETTLED_MTIME_NS;
+    FileStamp stamp = UNSETTLED;
     friend bool operator==(const SkippedFile&, const SkippedFile&) = default;
 };
 inline constexpr std::string_view SKIPPED_BINARY = "binary";

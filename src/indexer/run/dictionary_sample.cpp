@@ -21,8 +21,8 @@ constexpr std::size_t MAX_SAMPLED_FILES = 1024;
 constexpr std::int64_t MAX_SAMPLED_FILE_BYTES = 4 << 20;
 
 bool is_sampled(const PlannedFile& file) {
-    return file.entry.size <= MAX_SAMPLED_FILE_BYTES &&
-           !code_text::text_kept_on_disk(file.language, file.entry.size);
+    return file.entry.stamp.size <= MAX_SAMPLED_FILE_BYTES &&
+           !code_text::text_kept_on_disk(file.language, file.entry.stamp.size);
 }
 
 std::vector<Chunk> chunks_of(const Descriptor& root, const std::string& path) {
@@ -60,7 +60,7 @@ std::vector<std::string> sample_chunks(const Descriptor& root, std::span<const P
     }
     const auto total = std::accumulate(
         candidates.begin(), candidates.end(), std::int64_t{0},
-        [](std::int64_t sum, const PlannedFile* file) { return sum + file->entry.size; });
+        [](std::int64_t sum, const PlannedFile* file) { return sum + file->entry.stamp.size; });
     if (total < static_cast<std::int64_t>(chunk_store::DICTIONARY_MIN_BYTES)) return {};
 
     const std::size_t sampled = std::min(candidates.size(), MAX_SAMPLED_FILES);

@@ -10,7 +10,7 @@ bool gets_row(const PlannedFile& file) { return !file.known && !file.skipped; }
 
 SkippedFile skipped_as(const ParsedFile& parsed) {
     if (parsed.outcome == Outcome::UNREADABLE) return {std::string(SKIPPED_UNREADABLE)};
-    return {std::string(SKIPPED_BINARY), parsed.size, parsed.mtime_ns};
+    return {std::string(SKIPPED_BINARY), parsed.stamp};
 }
 
 }  // namespace
@@ -72,7 +72,7 @@ std::int64_t IndexStore::_insert(const PlannedFile& file) {
     _db.execute(
         "INSERT OR FAIL INTO files(path, language, size, mtime_ns, content_hash, text_on_disk) "
         "VALUES (?, ?, ?, ?, 0, 0)",
-        {file.entry.path, file.language, file.entry.size, UNSETTLED_MTIME_NS});
+        {file.entry.path, file.language, file.entry.stamp.size, UNSETTLED_MTIME_NS});
     return _db.last_insert_rowid();
 }
 
@@ -85,20 +85,22 @@ void IndexStore::_put_text(const PlannedFile& file, const ParsedFile& parsed) {
         _writer().put(id, parsed.packed);
     }
     _db.execute(
-        "UPDATE OR FAIL files SET language = ?, size = ?, mtime_ns = ?, content_hash = ?, "
-        "text_on_disk = ? WHERE id = ?",
-        {file.language, parsed.size, parsed.mtime_ns, parsed.content_hash, kept_on_disk ? 1 : 0,
-         id});
+        "UPDATE OR FAIL files SET language = ?, size = ?, mtime_ns = ?, ctime_ns = ?, inode = ?, "
+        "content_hash = ?, text_on_disk = ? WHERE id = ?",
+        {file.language, parsed.stamp.size, parsed.stamp.mtime_ns, parsed.stamp.ctime_ns,
+         parsed.stamp.inode, parsed.content_hash, kept_on_disk ? 1 : 0, id});
     if (file.skipped) {
         _db.execute("DELETE FROM skipped_files WHERE path = ?", {file.entry.path});
     }
 }
 
 void IndexStore::_put_same_text(const KnownFile& known, const ParsedFile& parsed) {
-    if (known.size == parsed.size && known.mtime_ns == parsed.mtime_ns) return;
+    if (known.stamp == parsed.stamp) return;
     _writer();
-    _db.execute("UPDATE OR FAIL files SET size = ?, mtime_ns = ? WHERE id = ?",
-                {parsed.size, parsed.mtime_ns, known.id});
+    const FileStamp& stamp = parsed.stamp;
+    _db.execute(
+        "UPDATE OR FAIL files SET size = ?, mtime_ns = ?, ctime_ns = ?, inode = ? WHERE id = ?",
+        {stamp.size, stamp.mtime_ns, stamp.ctime_ns, stamp.inode, known.id});
 }
 
 void IndexStore::_skip(const PlannedFile& file, const ParsedFile& parsed) {
@@ -110,8 +112,10 @@ void IndexStore::_skip(const PlannedFile& file, const ParsedFile& parsed) {
     }
     _writer();
     _db.execute(
-        "INSERT OR REPLACE INTO skipped_files(path, reason, size, mtime_ns) VALUES (?, ?, ?, ?)",
-        {file.entry.path, skipped.reason, skipped.size, skipped.mtime_ns});
+        "INSERT OR REPLACE INTO skipped_files(path, reason, size, mtime_ns, ctime_ns, inode) "
+        "VALUES (?, ?, ?, ?, ?, ?)",
+        {file.entry.path, skipped.reason, skipped.stamp.size, skipped.stamp.mtime_ns,
+         skipped.stamp.ctime_ns, skipped.stamp.inode});
 }
 
 }  // namespace codetext::indexer

@@ -71,8 +71,7 @@ ParsedFile parse_file(const Descriptor& root, const PlannedFile& file,
         parsed.error = error.code().message();
         return parsed;
     }
-    parsed.size = content.size_bytes;
-    parsed.mtime_ns = remembered_mtime_ns(content.mtime_ns, read_at_ns);
+    parsed.stamp = remembered(content.stamp, read_at_ns);
     parsed.content_hash = hash_of(content.bytes);
     if (is_binary(content.bytes)) {
         parsed.outcome = Outcome::BINARY;

@@ -30,11 +30,10 @@ enum class Outcome {
 
 struct ParsedFile {
     Outcome outcome = Outcome::UNREADABLE;
-    std::int64_t size = 0;
-    std::int64_t mtime_ns = UNSETTLED_MTIME_NS;  ///< what the index is to remember
-    std::int64_t content_hash = 0;               ///< XXH3, 64 bits, of the file's bytes
-    chunk_store::PackedFile packed;              ///< for CHUNKS
-    std::string error;                           ///< for UNREADABLE: why
+    FileStamp stamp = UNSETTLED;     ///< what the index is to remember
+    std::int64_t content_hash = 0;   ///< XXH3, 64 bits, of the file's bytes
+    chunk_store::PackedFile packed;  ///< for CHUNKS
+    std::string error;               ///< for UNREADABLE: why
 };
 
 bool is_binary(std::string_view bytes);

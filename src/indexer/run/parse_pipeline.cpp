@@ -26,7 +26,7 @@ ParsePipeline parse_files(const Descriptor& root, std::span<const PlannedFile> f
     };
     const auto result_bytes = [](const ParsedFile& parsed) { return parsed.packed.size_bytes(); };
     const auto expected_bytes = [files](std::size_t item) {
-        return static_cast<std::size_t>(files[item].entry.size);
+        return static_cast<std::size_t>(files[item].entry.stamp.size);
     };
     return ParsePipeline(
         {files.size(), make_worker, result_bytes, expected_bytes},
