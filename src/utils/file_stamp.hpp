@@ -1,8 +1,6 @@
 #pragma once
 
 // What the file system says of a file, by which a changed file is told from an unchanged one.
-//
-//   if (stamp_of(status) != remembered) parse_again(path);
 
 #include <sys/stat.h>
 

@@ -7,6 +7,8 @@
 #include <fstream>
 
 #include "cli/program.hpp"
+#include "storage/database/checksum_vfs.hpp"
+#include "storage/database/page_checksum.hpp"
 #include "storage/schema.hpp"
 
 namespace codetext::test {
@@ -17,10 +19,11 @@ using namespace std::string_literals;
 
 const std::string LAYOUTS[] = {"compressed", "code_chunks"};
 
-/// Runs SQL as any program may, with nothing switched off.
+/// Runs SQL as any program may that knows of the pages' checksums, with nothing switched off.
 void change(const fs::path& database, const std::string& sql) {
     sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(database.c_str(), &db), SQLITE_OK);
+    constexpr int FLAGS = SQLITE_OPEN_READWRITE;
+    ASSERT_EQ(sqlite3_open_v2(database.c_str(), &db, FLAGS, checksum_vfs()), SQLITE_OK);
     char* error = nullptr;
     sqlite3_exec(db, ("PRAGMA journal_mode = DELETE; " + sql).c_str(), nullptr, nullptr, &error);
     EXPECT_EQ(error, nullptr) << sql << ": " << (error ? error : "");
@@ -155,6 +158,7 @@ void put_number(std::string& bytes, std::size_t at, std::size_t size, std::uint6
 /// Gives the tree of a table five levels of pages, each of which names the next 200 times.
 void make_endless(const fs::path& database, const std::string& table) {
     constexpr std::size_t LEVELS = 5, CHILDREN = 200, PAGE = 32768, CELL = 5, HEAD = 12;
+    constexpr std::size_t CONTENT = PAGE - page_checksum::BYTES;
     const std::int64_t root =
         Database(database, Access::READ_ONLY)
             .fetchone("SELECT rootpage FROM sqlite_master WHERE name = ?", {table})
@@ -167,10 +171,10 @@ void make_endless(const fs::path& database, const std::string& table) {
         std::string page(PAGE, '\0');
         page[0] = 5;  // an inner page of a table
         put_number(page, 3, 2, CHILDREN);
-        put_number(page, 5, 2, PAGE - CHILDREN * CELL);
+        put_number(page, 5, 2, CONTENT - CHILDREN * CELL);
         put_number(page, 8, 4, child);
         for (std::size_t i = 0; i < CHILDREN; ++i) {
-            const std::size_t cell = PAGE - (i + 1) * CELL;
+            const std::size_t cell = CONTENT - (i + 1) * CELL;
             put_number(page, HEAD + 2 * i, 2, cell);
             put_number(page, cell, 4, child);
             page[cell + 4] = 1;
@@ -183,6 +187,10 @@ void make_endless(const fs::path& database, const std::string& table) {
         }
     }
     put_number(bytes, 28, 4, bytes.size() / PAGE);
+    for (std::size_t at = 0; at < bytes.size(); at += PAGE) {
+        page_checksum::put(std::span(bytes).subspan(at, PAGE),
+                           static_cast<std::int64_t>(at / PAGE) + 1);
+    }
     std::ofstream(database, std::ios::trunc) << bytes;
 }
 

@@ -215,7 +215,7 @@ TEST_F(ChunkStore, verify_tells_of_every_damage_that_it_meets) {
         {"DELETE FROM chunks WHERE id = 2097152; DELETE FROM unchunked_files",
          "1 files without chunks are not listed"},
         {"UPDATE files SET text_on_disk = 1 WHERE id = 2", "f2: kept on disk, and has chunks"},
-        {"DELETE FROM chunk_frames WHERE id = 2097152", "f2: has no chunks yet"},
+        {"DELETE FROM chunk_frames WHERE id = 2097152", "f2: damaged index: chunk row 2097152 has no frame"},
         {"DELETE FROM chunks WHERE id = 2097153", "f2: its chunk rows and frames differ"},
         {"UPDATE chunks SET end_line = 101 WHERE id = 2097153", "f2: its chunk rows and frames"},
         {"UPDATE chunk_frames SET id = id + 8 WHERE id = 2097152", "f2: damaged chunk frame"}};
