@@ -57,13 +57,6 @@ indexer::IndexOptions options_of(const IndexArguments& arguments, schema::Owners
     return options;
 }
 
-void report_problems(const indexer::IndexReport& result) {
-    for (const std::string& warning : result.warnings) report(warning);
-    for (const indexer::UnreadableFile& file : result.unreadable) {
-        report(fmt::format("cannot read {}: {}", file.path, file.reason));
-    }
-}
-
 void print_summary(const indexer::IndexReport& report, Clock::duration elapsed) {
     for (const schema::UpgradeStep& step : report.upgrade_steps) {
         print_line(fmt::format("upgraded {} to {}: {}", step.from, step.to, step.what));
@@ -92,6 +85,13 @@ Command index_command(IndexArguments& arguments) {
          Number{&arguments.jobs, 1, MAX_JOBS}},
     };
     return command;
+}
+
+void report_problems(const indexer::IndexReport& result) {
+    for (const std::string& warning : result.warnings) report(warning);
+    for (const indexer::UnreadableFile& file : result.unreadable) {
+        report(fmt::format("cannot read {}: {}", file.path, file.reason));
+    }
 }
 
 int index_main(const IndexArguments& arguments, schema::Owners owners) {

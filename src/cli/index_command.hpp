@@ -7,6 +7,7 @@
 
 #include "cli/options.hpp"
 #include "cli/repository_arguments.hpp"
+#include "indexer/run/index_run.hpp"
 #include "storage/index_directory.hpp"
 
 namespace codetext::cli {
@@ -19,6 +20,9 @@ struct IndexArguments {
 
 /// The command's table. `arguments` must outlive it.
 Command index_command(IndexArguments& arguments);
+
+/// Reports, on standard error, what a run left out or put off.
+void report_problems(const indexer::IndexReport& result);
 
 /// Makes or refreshes the index; returns exit status 0. Reports a file that cannot be read on
 /// standard error and goes on. Throws whatever ends the run.

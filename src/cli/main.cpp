@@ -111,7 +111,9 @@ int guarded_run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     codetext::cli::keep_freed_memory();
-    // Output::write notices a reader that went away.
+    // Output::write notices a reader that went away, and a write past the limit of a file's size
+    // fails with a message.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     return codetext::cli::guarded_run(argc, argv);
 }

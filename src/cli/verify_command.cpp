@@ -7,8 +7,11 @@
 #include <vector>
 
 #include "cli/existing_index.hpp"
+#include "cli/exit_status.hpp"
+#include "cli/index_command.hpp"
 #include "cli/output.hpp"
 #include "cli/repository.hpp"
+#include "indexer/run/repair.hpp"
 #include "storage/schema.hpp"
 #include "storage/verify.hpp"
 
@@ -27,6 +30,27 @@ std::vector<std::string> verify_quickly(const std::filesystem::path& path) {
     return schema::page_problems(check);
 }
 
+int repair(const std::filesystem::path& root, schema::Owners owners) {
+    indexer::IndexOptions options;
+    options.owners = owners;
+    const indexer::RepairReport report = indexer::repair_index(root, options);
+    for (const std::string& problem : report.problems) print_line(problem);
+    switch (report.mended) {
+        case indexer::Mended::NOTHING:
+            print_line("the index is whole");
+            break;
+        case indexer::Mended::FILES:
+            print_line(fmt::format("read {} file(s) again; the index is whole now",
+                                   report.index.new_files + report.index.changed_files));
+            break;
+        case indexer::Mended::INDEX:
+            print_line(fmt::format("made the index anew from {} file(s)", report.index.files));
+            break;
+    }
+    report_problems(report.index);
+    return SUCCESS;
+}
+
 }  // namespace
 
 Command verify_command(VerifyArguments& arguments) {
@@ -34,20 +58,26 @@ Command verify_command(VerifyArguments& arguments) {
         repository_command("verify", "Check that the index is undamaged", arguments.repository);
     command.options.push_back({0, "quick", "", "Checks",
                                "Check the checksum of each page, and nothing else",
-                               Flag{&arguments.quick}});
-    command.notes = "Exit status: 0 for a whole index, 1 for a damaged one, 2 for an error.";
+                               Flag{&arguments.quick, {&arguments.repair}}});
+    command.options.push_back({0, "repair", "", "Checks",
+                               "Rebuild what is damaged from the files on disk",
+                               Flag{&arguments.repair, {&arguments.quick}}});
+    command.notes =
+        "Exit status: 0 for an index that is whole, or that --repair made whole, 1 for a damaged "
+        "one, 2 for an error.";
     return command;
 }
 
 int verify_main(const VerifyArguments& arguments, schema::Owners owners) {
     const std::filesystem::path root = find_root(arguments.repository.path());
     check_index(root, owners);
+    if (arguments.repair) return repair(root, owners);
     const std::filesystem::path path = schema::index_path(root);
     const std::vector<std::string> problems =
         arguments.quick ? verify_quickly(path) : schema::verify_file(path);
     for (const std::string& problem : problems) print_line(problem);
     if (problems.empty()) print_line("the index is whole");
-    return problems.empty() ? 0 : 1;
+    return problems.empty() ? SUCCESS : NOTHING;
 }
 
 }  // namespace codetext::cli

@@ -6,7 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -86,8 +88,6 @@ Descriptor open_root_directory(const fs::path& root) {
     return opened;
 }
 
-bool is_ours(std::string_view name) { return name.starts_with(DATABASE) || name == "lock"; }
-
 void remove(const Descriptor& directory, const char* name, int flags, const fs::path& path) {
     if (::unlinkat(directory.number(), name, flags) == 0) return;
     if (errno == ENOENT || errno == ENOTEMPTY || errno == EEXIST) return;
@@ -101,6 +101,16 @@ std::vector<std::string> names_in(const Descriptor& directory, const fs::path& p
     while (const dirent* entry = ::readdir(stream)) names.emplace_back(entry->d_name);
     ::closedir(stream);
     return names;
+}
+
+/// Removes the files whose names begin with one of `beginnings`.
+void remove_files(const Descriptor& directory, const fs::path& path,
+                  std::initializer_list<std::string_view> beginnings) {
+    for (const std::string& name : names_in(directory, path)) {
+        const bool is_meant = std::ranges::any_of(
+            beginnings, [&](std::string_view beginning) { return name.starts_with(beginning); });
+        if (is_meant) remove(directory, name.c_str(), 0, path / name);
+    }
 }
 
 }  // namespace
@@ -135,15 +145,18 @@ void check_database_files(const fs::path& path) {
     for (const std::string_view suffix : SIDE_FILES) check(path.string() + std::string(suffix));
 }
 
+void remove_database(const fs::path& root, Owners owners) {
+    const Descriptor directory = open_index_directory(root, owners);
+    if (directory) remove_files(directory, index_path(root).parent_path(), {DATABASE});
+}
+
 void remove_index(const fs::path& root, Owners owners) {
     const fs::path path = root / INDEX_DIRECTORY;
     const Descriptor top = open_root_directory(root);
     const Descriptor outer = open_directory(top.number(), path.filename().c_str(), path, owners);
     if (!outer) return;
     if (const Descriptor inner = open_directory(outer.number(), INDEX, path / INDEX, owners)) {
-        for (const std::string& name : names_in(inner, path / INDEX)) {
-            if (is_ours(name)) remove(inner, name.c_str(), 0, path / INDEX / name);
-        }
+        remove_files(inner, path / INDEX, {DATABASE, "lock"});
     }
     remove(outer, INDEX, AT_REMOVEDIR, path / INDEX);
     remove(outer, IGNORE, 0, path / IGNORE);

@@ -38,6 +38,10 @@ Descriptor make_index_directory(const std::filesystem::path& root, Owners owners
 /// there and is no regular file: a symbolic link may lead anywhere, and a FIFO would be waited for.
 void check_database_files(const std::filesystem::path& path);
 
+/// Removes the database and what SQLite keeps beside it, and leaves the directories. REQUIRES:
+/// nobody else writes the index. Throws std::system_error when something cannot be removed.
+void remove_database(const std::filesystem::path& root, Owners owners);
+
 /// Removes the index and what belongs to it. Files in its directories that codetext has not made
 /// stay there, and so do the directories then. REQUIRES: nobody writes the index. Throws
 /// std::system_error when something cannot be removed.

@@ -33,29 +33,34 @@ class Verification {
   public:
     explicit Verification(const Database& db) : _db(db) {}
 
-    std::vector<std::string> run() {
+    Findings run() {
+        _check_all();
+        return {std::move(_problems), std::move(_hurt_files), _reported > _reported_of_files};
+    }
+
+  private:
+    void _check_all() {
         _guard("the index", [&] { _check_database(); });
-        const bool is_damaged = !_problems.empty();
+        const bool is_damaged = _reported > 0;
         if (is_damaged) _guard("the schema", [&] { _name_tables(); });
         std::optional<Layout> layout;
         _guard("the schema", [&] { layout = chunk_store::layout(_db); });
-        if (!layout) return std::move(_problems);
+        if (!layout) return;
         _guard("files", [&] { _check_files(*layout); });
         // Where SQLite finds damage, comparing tables tells nothing reliable.
-        if (is_damaged) return std::move(_problems);
+        if (is_damaged) return;
         _guard("the chunks", [&] { _check_strays(*layout); });
-        if (*layout != COMPRESSED) return std::move(_problems);
+        if (*layout != COMPRESSED) return;
         _guard("unchunked_files", [&] { _check_unchunked(); });
         _guard("the trigram index", [&] {
             chunk_store::check_shards(_db);
             _compare_samples();
         });
-        return std::move(_problems);
     }
 
-  private:
     template <typename... Parts>
     void _report(fmt::format_string<Parts...> format, Parts&&... parts) {
+        ++_reported;
         if (_problems.size() < MAX_PROBLEMS) {
             _problems.push_back(fmt::format(format, std::forward<Parts>(parts)...));
         }
@@ -101,10 +106,13 @@ class Verification {
         _db.each(
             "SELECT id, path, text_on_disk FROM files ORDER BY id", {}, [&](const RowView& row) {
                 order.take(row.integer(0));
+                const std::int64_t reported = _reported;
                 const std::string path = _checked_path(row.integer(0), row.text(1));
                 _guard(path,
                        [&] { _check_file(layout, row.integer(0), path, row.integer(2) == 1); });
-                return _problems.size() < MAX_PROBLEMS ? Visit::CONTINUE : Visit::STOP;
+                if (_reported > reported) _hurt_files.push_back(row.integer(0));
+                _reported_of_files += _reported - reported;
+                return Visit::CONTINUE;
             });
     }
 
@@ -194,6 +202,9 @@ class Verification {
     const Database& _db;
     chunk_store::DictionariesHandle _dictionaries = chunk_store::make_dictionaries();
     std::vector<std::string> _problems;
+    std::vector<std::int64_t> _hurt_files;
+    std::int64_t _reported = 0;           ///< problems, those past MAX_PROBLEMS too
+    std::int64_t _reported_of_files = 0;  ///< of these, those of files' own rows
     TrigramCollector _collector;
     std::unordered_map<std::int64_t, std::vector<std::uint32_t>> _samples;
     std::size_t _sample_bytes_left = 8 << 20;  ///< chunks are some kilobytes each
@@ -202,7 +213,9 @@ class Verification {
 
 }  // namespace
 
-std::vector<std::string> verify(const Database& db) { return Verification(db).run(); }
+Findings find_damage(const Database& db) { return Verification(db).run(); }
+
+std::vector<std::string> verify(const Database& db) { return find_damage(db).problems; }
 
 std::vector<std::string> page_problems(const PageCheck& check) {
     std::vector<std::string> problems;
@@ -217,13 +230,19 @@ std::vector<std::string> page_problems(const PageCheck& check) {
 }
 
 std::vector<std::string> verify_file(const std::filesystem::path& path) {
+    return find_damage_in_file(path).problems;
+}
+
+Findings find_damage_in_file(const std::filesystem::path& path) {
     check_database_files(path);
     std::vector<std::string> problems = page_problems(check_pages(path));
     try {
         const Database db = open_index(path, Access::READ_ONLY);
         check_filled(db);
-        const std::vector<std::string> more = verify(db);
-        problems.insert(problems.end(), more.begin(), more.end());
+        Findings found = find_damage(db);
+        found.is_beyond_files = found.is_beyond_files || !problems.empty();
+        found.problems.insert(found.problems.begin(), problems.begin(), problems.end());
+        return found;
     } catch (const DatabaseError& error) {
         const bool is_damage = error.kind() == DatabaseError::Kind::DAMAGED ||
                                error.kind() == DatabaseError::Kind::DAMAGED_PAGE;
@@ -233,7 +252,7 @@ std::vector<std::string> verify_file(const std::filesystem::path& path) {
         if (problems.empty()) throw;
         problems.emplace_back(unusable.what());
     }
-    return problems;
+    return {std::move(problems), {}, true};
 }
 
 }  // namespace codetext::schema

@@ -169,6 +169,45 @@ TEST(program, writes_progress_colors_and_headings_to_a_terminal) {
     EXPECT_EQ(shown("TERM=xterm NO_COLOR=1", "search code --no-heading foo"), "a.c:1:foo\r\n");
 }
 
+TEST(index_command, repairs_what_is_damaged_and_a_search_reads_the_disk_meanwhile) {
+    const struct {
+        std::string damage, repaired;
+    } CASES[] = {
+        {"", "the index is whole"},
+        {"DELETE FROM chunk_frames WHERE id / 1048576 = (SELECT id FROM files WHERE path = 'b.c')",
+         "read 1 file(s) again; the index is whole now"},
+        {"DELETE FROM trigram_segments", "made the index anew from 3 file(s)"},
+        {"a bit", "made the index anew from 3 file(s)"}};
+    for (const auto& [damage, repaired] : CASES) {
+        if (chunk_store::default_layout() != chunk_store::COMPRESSED) GTEST_SKIP();
+        const TempFolder repository;
+        const fs::path root = repository.path();
+        for (const char* name : {"a.c", "b.c", "c.c"}) {
+            repository.write(name, "needle " + std::string(name));
+        }
+        ASSERT_EQ(run({"index"}, root).status, 0);
+        const std::string all = "a.c:1:needle a.c\nb.c:1:needle b.c\nc.c:1:needle c.c\n";
+        if (damage == "a bit") {
+            const std::string name = ".codetext/index/code.db";
+            std::string bytes = repository.read(name);
+            bytes[bytes.find("needle")] ^= 4;
+            repository.write(name, bytes);
+        } else if (!damage.empty()) {
+            tamper(repository, damage);
+        }
+        SCOPED_TRACE(damage);
+        const Outcome meanwhile = search({"needle"}, root);
+        EXPECT_EQ(meanwhile.output, all);
+        EXPECT_EQ(meanwhile.errors.find("verify --repair") != std::string::npos, damage != "");
+        EXPECT_EQ(search({"needle", "--source", "index"}, root).status, damage.empty() ? 0 : 2);
+        const Outcome repair = run({"verify", "--repair"}, root);
+        EXPECT_EQ(repair.status, 0) << repair.errors;
+        EXPECT_THAT(repair.output, HasSubstr(repaired + "\n"));
+        EXPECT_EQ(run({"verify"}, root).status, 0);
+        EXPECT_EQ(search({"needle", "--source", "index"}, root).output, all);
+    }
+}
+
 TEST(index_command, refuses_clearly) {
     const TempFolder empty, blocked, no_database, no_file, no_table, loop, newer, broken_git, blank;
     empty.write("file", "");

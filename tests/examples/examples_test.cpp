@@ -10,6 +10,7 @@
 
 #include "indexer/plan/language.hpp"
 #include "indexer/run/index_run.hpp"
+#include "indexer/run/repair.hpp"
 #include "indexer/status.hpp"
 #include "search/run/search_run.hpp"
 #include "storage/temp_index.hpp"
@@ -240,7 +241,9 @@ TEST_F(Examples, indexer) {
 #include "example_of/indexer/plan/language.hpp"
 #include "example_of/indexer/run/index_run.hpp"
 #include "example_of/indexer/status.hpp"
-    EXPECT_EQ(taken(), "2:0:2,2:2,");
+    {
+#include "example_of/indexer/run/repair.hpp"
+    } EXPECT_EQ(taken(), "2:0:2,2:2,");
 }
 
 }  // namespace indexer

@@ -13,6 +13,7 @@
 #include "indexer/run/dictionary_sample.hpp"
 #include "indexer/run/index_lock.hpp"
 #include "indexer/run/index_store.hpp"
+#include "indexer/run/locked_run.hpp"
 #include "indexer/run/parse_pipeline.hpp"
 #include "utils/open_below.hpp"
 
@@ -143,6 +144,10 @@ std::optional<std::string> checkpoint(Database& db) {
 
 IndexReport index_repository(const std::filesystem::path& root, const IndexOptions& options) {
     const IndexLock lock(root, options.owners);
+    return index_under_lock(root, options);
+}
+
+IndexReport index_under_lock(const std::filesystem::path& root, const IndexOptions& options) {
     IndexReport report;
     Database db = open_or_create(root, options, report);
     const chunk_store::Layout layout = layout_of(db, options);

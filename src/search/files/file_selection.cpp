@@ -28,9 +28,7 @@ constexpr std::size_t MAX_LANGUAGE_BYTES = 256;
 [[noreturn]] void throw_damage(std::int64_t id, std::string_view detail) {
     throw DatabaseError(
         DatabaseError::Kind::DAMAGED,
-        fmt::format("damaged index: file {} {}; remove .codetext and run `codetext index`", id,
-                    detail),
-        "");
+        fmt::format("damaged index: file {} {}; run `codetext verify --repair`", id, detail), "");
 }
 
 /// Bytes that a row of `files` takes at least, beside its path.

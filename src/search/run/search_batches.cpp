@@ -19,9 +19,9 @@ constexpr std::size_t GROWTH = 4;
 
 }  // namespace
 
-SearchBatches::SearchBatches(const Database& db, const SearchOptions& options)
-    : _db(&db), _options(&options), _reader(code_text::repository_root(db)) {
-    if (options.source != SourceWanted::DISK) _layout = chunk_store::layout(db);
+SearchBatches::SearchBatches(const Database& db, const SearchOptions& options, SourceWanted source)
+    : _db(&db), _options(&options), _source(source), _reader(code_text::repository_root(db)) {
+    if (source != SourceWanted::DISK) _layout = chunk_store::layout(db);
     if (_layout && chunk_store::asks_before_reading(*_layout)) {
         _candidates = chunks_worth_searching(db, options.query);
     }
@@ -52,7 +52,7 @@ std::optional<SearchBatch> SearchBatches::next() {
     code_text::SourceChoice chosen = _choose(files);
     if (chosen.reason && !_reason) {
         _reason = std::move(chosen.reason);
-        if (_options->source == SourceWanted::INDEX) {
+        if (_source == SourceWanted::INDEX) {
             throw IndexCannotAnswer("the index cannot answer this search, which would be " +
                                     *_reason);
         }
@@ -92,7 +92,7 @@ std::vector<FileRow> SearchBatches::_next_files() {
 
 code_text::SourceChoice SearchBatches::_choose(const std::vector<FileRow>& files) const {
     const Query& query = _options->query;
-    if (_options->source == SourceWanted::DISK) {
+    if (_source == SourceWanted::DISK) {
         // A pattern is tried on every line, so that nothing but the pattern decides.
         code_text::SourceChoice disk = code_text::text_source(
             *_db, {}, query.pattern ? std::nullopt : query.needle, query.case_sensitive,

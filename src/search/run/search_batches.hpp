@@ -28,7 +28,8 @@ struct SearchBatch {
 /// database and the options must outlive it.
 class SearchBatches {
   public:
-    SearchBatches(const Database& db, const SearchOptions& options);
+    /// `source` counts in place of that of the options.
+    SearchBatches(const Database& db, const SearchOptions& options, SourceWanted source);
     // Not copied: _in_order reads _narrowed where it stands.
     SearchBatches(const SearchBatches&) = delete;
     SearchBatches& operator=(const SearchBatches&) = delete;
@@ -51,6 +52,7 @@ class SearchBatches {
 
     const Database* _db;
     const SearchOptions* _options;
+    SourceWanted _source;
     TreeReader _reader;
     std::optional<chunk_store::Layout> _layout;
     std::optional<chunk_store::Candidates> _candidates;  ///< none: the index narrows nothing

@@ -141,11 +141,13 @@ class BatchSearch {
 
 }  // namespace
 
-SearchResult run_search(Database& db, const SearchOptions& options, const Render& render,
-                        const Emit& emit) {
+namespace {
+
+SearchResult search_once(Database& db, const SearchOptions& options, SourceWanted source,
+                         const Render& render, const Emit& emit) {
     const Transaction snapshot(db, Transaction::Kind::READ);
     SearchResult result;
-    SearchBatches batches(db, options);
+    SearchBatches batches(db, options, source);
     bool goes_on = true;
     while (goes_on) {
         std::optional<SearchBatch> batch = batches.next();
@@ -156,6 +158,36 @@ SearchResult run_search(Database& db, const SearchOptions& options, const Render
     }
     result.reason = batches.reason();
     result.unread = batches.unread();
+    return result;
+}
+
+bool is_damage(const DatabaseError& error) {
+    return error.kind() == DatabaseError::Kind::DAMAGED ||
+           error.kind() == DatabaseError::Kind::DAMAGED_PAGE;
+}
+
+constexpr const char* DAMAGED =
+    "read from the files on disk: the index is damaged; run `codetext verify --repair`";
+
+}  // namespace
+
+SearchResult run_search(Database& db, const SearchOptions& options, const Render& render,
+                        const Emit& emit) {
+    bool has_emitted = false;
+    const Emit noting_emit = [&](std::string_view out) {
+        has_emitted = true;
+        return emit(out);
+    };
+    const auto may_read_disk = [&] { return options.source == SourceWanted::AUTO && !has_emitted; };
+    try {
+        return search_once(db, options, options.source, render, noting_emit);
+    } catch (const DatabaseError& error) {
+        if (!is_damage(error) || !may_read_disk()) throw;
+    } catch (const chunk_store::DamagedChunk&) {
+        if (!may_read_disk()) throw;
+    }
+    SearchResult result = search_once(db, options, SourceWanted::DISK, render, emit);
+    result.reason = DAMAGED;
     return result;
 }
 

@@ -62,9 +62,11 @@ class IndexCannotAnswer : public std::runtime_error {
 };
 
 /// Runs the search in one read transaction on `db`, which must not be inside one. `emit` gets what
-/// `render` makes of each file that has a result, an empty text included. Throws IndexCannotAnswer;
-/// passes on what `render` and `emit` throw, every failure of the index, and std::runtime_error
-/// when the machine fails while files are read from disk (is_machine_failure).
+/// `render` makes of each file that has a result, an empty text included. With SourceWanted::AUTO,
+/// an index that turns out to be damaged before the first call of `emit` is not used: the files
+/// that it names are read from disk. Throws IndexCannotAnswer; passes on what `render` and `emit`
+/// throw, every failure of the index, and std::runtime_error when the machine fails while files are
+/// read from disk (is_machine_failure).
 SearchResult run_search(Database& db, const SearchOptions& options, const Render& render,
                         const Emit& emit);
 

@@ -24,10 +24,9 @@ void DatabaseLimit::_look() {
                               _db->fetchone("PRAGMA page_size")->integer(0);
     _limit_bytes = std::max(_limit_bytes, static_cast<std::size_t>(size));
     if (_bytes <= _limit_bytes) return;
-    throw DatabaseError(DatabaseError::Kind::DAMAGED,
-                        "damaged index: it gives more than it holds; remove .codetext and run "
-                        "`codetext index`",
-                        "");
+    throw DatabaseError(
+        DatabaseError::Kind::DAMAGED,
+        "damaged index: it gives more than it holds; run `codetext verify --repair`", "");
 }
 
 void check_lines(std::int64_t rowid, std::int64_t start_line, std::int64_t end_line) {

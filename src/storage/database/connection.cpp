@@ -104,7 +104,7 @@ std::string message_of(sqlite3* db) {
                                        : sqlite3_errmsg(db);
     const bool is_damage = code == SQLITE_IOERR_DATA || (code & 0xFF) == SQLITE_CORRUPT;
     if (!is_damage) return std::string(fault);
-    return fmt::format("the index is damaged ({}); `codetext verify` tells what is hurt", fault);
+    return fmt::format("the index is damaged ({}); run `codetext verify --repair`", fault);
 }
 
 }  // namespace

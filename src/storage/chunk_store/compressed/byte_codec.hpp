@@ -82,9 +82,8 @@ class ByteReader {
     std::string_view rest() const { return _rest; }
     bool at_end() const { return _rest.empty(); }
     [[noreturn]] void damaged(std::string_view detail) const {
-        throw DamagedChunk(
-            fmt::format("damaged {} at row {}: {}; remove .codetext and run `codetext index`",
-                        _what, _rowid, detail));
+        throw DamagedChunk(fmt::format("damaged {} at row {}: {}; run `codetext verify --repair`",
+                                       _what, _rowid, detail));
     }
 
   private:

@@ -81,8 +81,7 @@ void check_no_chunk(const Database& db, std::int64_t first, std::int64_t end) {
         db.fetchone("SELECT id FROM chunks WHERE id >= ? AND id < ? LIMIT 1", {first, end});
     if (!row) return;
     throw DamagedChunk(
-        fmt::format("damaged index: chunk row {} has no frame; remove .codetext and run "
-                    "`codetext index`",
+        fmt::format("damaged index: chunk row {} has no frame; run `codetext verify --repair`",
                     row->integer(0)));
 }
 

@@ -20,7 +20,7 @@ constexpr std::string_view VERSION_WITHOUT_LIST = "3.2.0";
 
 [[noreturn]] void damaged(const std::string& fault) {
     throw DamagedChunk(
-        fmt::format("damaged trigram index: {}; remove .codetext and run `codetext index`", fault));
+        fmt::format("damaged trigram index: {}; run `codetext verify --repair`", fault));
 }
 
 std::vector<ShardList::Shard> stored_shards(const Database& db) {
