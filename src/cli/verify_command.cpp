@@ -63,8 +63,8 @@ Command verify_command(VerifyArguments& arguments) {
                                "Rebuild what is damaged from the files on disk",
                                Flag{&arguments.repair, {&arguments.quick}}});
     command.notes =
-        "Exit status: 0 for an index that is whole, or that --repair made whole, 1 for a damaged "
-        "one, 2 for an error.";
+        "Exit status: 0 for an index that is whole, or that --repair made whole,\n"
+        "1 for a damaged one, 2 for an error.";
     return command;
 }
 

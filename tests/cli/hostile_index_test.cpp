@@ -139,8 +139,9 @@ TEST(hostile_index, values_that_no_run_writes_are_damage) {
             const HostileIndex index(layout, sql);
             if (!in_search.empty()) {
                 for (const std::string more : {"--limit=9", "--context=1"}) {
-                    EXPECT_THAT(index.answer({"search", "code", "needle", more}, 2),
-                                testing::HasSubstr(in_search));
+                    EXPECT_THAT(
+                        index.answer({"search", "code", "needle", "--source=index", more}, 2),
+                        testing::HasSubstr(in_search));
                 }
             }
             if (in_verify.empty()) continue;
@@ -199,8 +200,8 @@ TEST(hostile_index, a_table_without_end_ends) {
         std::string layout, table;
         std::vector<Arguments> commands;
     } CASES[] = {
-        {"compressed", "files", {{"search", "code", "e"}}},
-        {"compressed", "trigram_segments", {{"search", "code", "needle"}}},
+        {"compressed", "files", {{"search", "code", "e", "--source=index"}}},
+        {"compressed", "trigram_segments", {{"search", "code", "needle", "--source=index"}}},
         {"code_chunks", "code_chunks_docsize", {{"status"}}},
     };
     for (const auto& [layout, table, commands] : CASES) {

@@ -174,7 +174,7 @@ TEST(index_command, repairs_what_is_damaged_and_a_search_reads_the_disk_meanwhil
         std::string damage, repaired;
     } CASES[] = {
         {"", "the index is whole"},
-        {"DELETE FROM chunk_frames WHERE id / 1048576 = (SELECT id FROM files WHERE path = 'b.c')",
+        {"DELETE FROM chunk_frames WHERE id / 1048576 = (SELECT id FROM files WHERE path = 'a.c')",
          "read 1 file(s) again; the index is whole now"},
         {"DELETE FROM trigram_segments", "made the index anew from 3 file(s)"},
         {"a bit", "made the index anew from 3 file(s)"}};

@@ -43,7 +43,7 @@ class PageChecksum : public ::testing::Test {
             return content(path);
         } catch (const DatabaseError& error) {
             if (error.kind() == Kind::DAMAGED_PAGE) {
-                EXPECT_THAT(error.what(), testing::HasSubstr("`codetext verify`"));
+                EXPECT_THAT(error.what(), testing::HasSubstr("`codetext verify --repair`"));
             }
             return error.kind();
         }
