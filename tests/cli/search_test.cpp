@@ -232,6 +232,9 @@ TEST_F(SearchCode, says_why_it_read_the_disk) {
     EXPECT_THAT(
         search({"--json", "import"}, root).output,
         HasSubstr("\"source\":\"disk\",\"reason\":\"" + reason + "\",\"unreadable\":0}}\n"));
+    // The next run finds out that it is binary, and it has no match until then.
+    repository.write("new.c", std::string("import\n\0", 8));
+    EXPECT_EQ(search({"import"}, root).output, C_PY);
     outcome = search({"--source", "index", "import"}, root);
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.errors, HasSubstr(reason));

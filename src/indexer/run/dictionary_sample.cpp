@@ -8,6 +8,7 @@
 #include "indexer/run/parse_file.hpp"
 #include "storage/code_text/chunk_rows.hpp"
 #include "storage/code_text/chunking.hpp"
+#include "utils/binary.hpp"
 #include "utils/fsio.hpp"
 #include "utils/unicode.hpp"
 

@@ -10,6 +10,7 @@
 
 #include "storage/code_text/chunk_rows.hpp"
 #include "storage/code_text/chunking.hpp"
+#include "utils/binary.hpp"
 #include "utils/fsio.hpp"
 #include "utils/unicode.hpp"
 
@@ -54,10 +55,6 @@ void parse_text(const PlannedFile& file, std::string bytes, chunk_store::Packer&
 }
 
 }  // namespace
-
-bool is_binary(std::string_view bytes) {
-    return bytes.substr(0, BINARY_TEST_BYTES).find('\0') != std::string_view::npos;
-}
 
 ParsedFile parse_file(const Descriptor& root, const PlannedFile& file,
                       chunk_store::Packer& packer) {

@@ -13,8 +13,6 @@
 
 namespace codetext::indexer {
 
-/// A file with a NUL among its first bytes, this many, is binary.
-inline constexpr std::size_t BINARY_TEST_BYTES = 8000;
 /// A larger file keeps its text on disk, and so does one whose text is larger (each wrong byte
 /// becomes the three of U+FFFD): packing takes several times its size in memory, and a
 /// chunk of very long lines might not fit into a database row.
@@ -35,8 +33,6 @@ struct ParsedFile {
     chunk_store::PackedFile packed;  ///< for CHUNKS
     std::string error;               ///< for UNREADABLE: why
 };
-
-bool is_binary(std::string_view bytes);
 
 /// Reads the file below `root` and does all that storing it needs. A file that cannot be read is
 /// UNREADABLE. Throws std::system_error when the machine fails (is_machine_failure).

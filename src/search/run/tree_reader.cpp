@@ -7,13 +7,14 @@
 #include <system_error>
 #include <utility>
 
+#include "utils/binary.hpp"
 #include "utils/fsio.hpp"
 #include "utils/open_below.hpp"
 
 namespace codetext::search {
 namespace {
 
-/// Whether the error says that there is no such file, or that it is no regular file.
+/// Whether the error says that there is no such file, or that it is no regular file or binary.
 bool is_no_file(int error) {
     return says_nothing_is_there(error) || error == EISDIR || error == EINVAL || error == ENXIO;
 }
@@ -28,7 +29,9 @@ class TreeReader::State {
         std::call_once(_is_open, [this] { _open(); });
         const std::string_view path = _below(location.native());
         try {
-            return fsio::read_file_below(_opened, path).bytes;
+            std::string bytes = fsio::read_file_below(_opened, path).bytes;
+            if (is_binary(bytes)) throw std::system_error(EINVAL, std::generic_category());
+            return bytes;
         } catch (const std::system_error& error) {
             const int code = error.code().value();
             if (is_machine_failure(code)) throw std::runtime_error(error.what());

@@ -14,7 +14,7 @@
 namespace codetext::search {
 
 /// Files that are there and could not be read. What has gone since it was indexed, or is no regular
-/// file any more, merely has no match.
+/// file of text any more, merely has no match.
 struct UnreadFiles {
     std::int64_t count = 0;
     std::string first;  ///< "PATH: REASON" of one of them

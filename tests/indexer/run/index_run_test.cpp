@@ -16,6 +16,7 @@
 #include "indexer/status.hpp"
 #include "storage/temp_index.hpp"
 #include "storage/verify.hpp"
+#include "utils/binary.hpp"
 
 namespace codetext::indexer {
 namespace {

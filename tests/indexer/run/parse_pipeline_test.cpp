@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "storage/temp_index.hpp"
+#include "utils/binary.hpp"
 #include "utils/open_below.hpp"
 
 namespace codetext::indexer {
