@@ -9,7 +9,7 @@ LIMIT_S = 60
 
 def shrunk(case, fields, fails):
     """The smallest case found that fails. `fields` name the lists of the dataclass `case` that may
-    lose elements; `fails(case)` tells whether a case fails."""
+    lose elements, all but one; `fails(case)` tells whether a case fails."""
     end = time.monotonic() + LIMIT_S
     for field in fields:
         piece = len(getattr(case, field)) // 2
