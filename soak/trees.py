@@ -90,8 +90,12 @@ def scan(files, needle):
     return {path: matches for path, matches in found.items() if matches}
 
 
+def is_binary(text):
+    return b"\0" in text[:BINARY_TEST_BYTES]
+
+
 def matching_lines(text, needle):
-    if b"\0" in text[:BINARY_TEST_BYTES]:
+    if is_binary(text):
         return []
     decoded = text.removeprefix(b"\xef\xbb\xbf").decode(errors="replace")
     return [(number, line) for number, line in enumerate(decoded.splitlines(), 1)
