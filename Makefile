@@ -1,5 +1,5 @@
 # Everything a developer types. Each target installs what it misses first (scripts/setup says what).
-.PHONY: build demo test bench microbench format clean
+.PHONY: build demo test soak bench microbench format clean
 
 build: setup
 	cmake --preset release
@@ -12,6 +12,15 @@ test: setup
 	cmake --preset debug
 	cmake --build --preset debug
 	ctest --preset debug
+
+# Power cuts, kills and load, for SECONDS= (300 unless given). SEED= does the same cases again;
+# CORPUS=/some/tree kills runs on copies of that tree.
+soak: build
+	cmake --preset debug
+	cmake --build --preset debug --target power_tests
+	CODETEXT_CUTS=200 $(if $(SEED),CODETEXT_SEED=$(SEED)) build/debug/tests/power_tests
+	scripts/soak $(if $(SECONDS),--seconds $(SECONDS)) $(if $(SEED),--seed $(SEED)) \
+	    $(if $(CORPUS),--corpus "$(CORPUS)")
 
 # CORPUS=/some/tree measures a copy of that tree and leaves docs/ as it is.
 bench: build
