@@ -105,6 +105,19 @@ void sync(Disk& disk) {
     disk.changes.clear();
 }
 
+/// What a sync of the directory does: what was made is there, and what was removed is not.
+void sync_names() {
+    for (auto& [path, disk] : disks) {
+        const auto last =
+            std::find_if(disk.changes.rbegin(), disk.changes.rend(), [](const Change& change) {
+                return change.kind == Kind::MAKE || change.kind == Kind::REMOVE;
+            });
+        if (last == disk.changes.rend()) continue;
+        disk.durable = last->kind == Kind::MAKE ? std::optional<std::string>("") : std::nullopt;
+        disk.changes.erase(disk.changes.begin(), last.base());
+    }
+}
+
 void cut() {
     dark = true;
     const bool keeps_order = random_bits() % 3 == 0;
@@ -174,7 +187,12 @@ int sync(sqlite3_file* file, int) {
     if (!armed) return SQLITE_OK;
     if (!dark && ++count == cut_at) cut();
     if (dark) return SQLITE_IOERR_FSYNC;
-    sync(disks[path_of(file)]);
+    Disk& disk = disks[path_of(file)];
+    // With a new log or journal, the VFS below syncs the directory too.
+    const bool is_new = std::any_of(disk.changes.begin(), disk.changes.end(),
+                                    [](const Change& change) { return change.kind == Kind::MAKE; });
+    sync(disk);
+    if (is_new && !path_of(file).ends_with(".db")) sync_names();
     return SQLITE_OK;
 }
 
@@ -217,7 +235,7 @@ int remove(sqlite3_vfs*, const char* name, int sync_directory) {
     if (fs::exists(name) && !goes_through(name, {Kind::REMOVE, 0, 0, ""})) {
         return SQLITE_IOERR_DELETE;
     }
-    if (armed && sync_directory != 0) sync(disks[name]);
+    if (armed && sync_directory != 0) sync_names();
     return real_vfs->xDelete(real_vfs, name, sync_directory);
 }
 
