@@ -1,5 +1,5 @@
 # Everything a developer types. Each target installs what it misses first (scripts/setup says what).
-.PHONY: build demo test soak bench microbench format clean
+.PHONY: build demo test soak bench microbench fuzz format clean
 
 build: setup
 	cmake --preset release
@@ -32,6 +32,13 @@ microbench: setup
 	cmake --preset bench
 	cmake --build --preset bench
 	$(if $(INPUT),CODETEXT_BENCH_INPUT="$(INPUT)") build/bench/bench/codetext_benchmarks
+
+# FUZZ_SECONDS=600 gives each target so long, not a minute.
+fuzz:
+	scripts/setup --fuzz
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+	fuzz/run
 
 format:
 	git ls-files '*.cpp' '*.hpp' | xargs clang-format -i

@@ -1,12 +1,9 @@
-#include "search/query/pattern.hpp"
-
 #include <gmock/gmock.h>
 #include <re2/re2.h>
 
 #include <numeric>
 
-#include "utils/reference.hpp"
-#include "utils/unicode.hpp"
+#include "search/query/reference_pattern.hpp"
 
 namespace codetext::search {
 namespace {
@@ -14,40 +11,13 @@ namespace {
 using namespace std::string_view_literals;
 using reference::words;
 
-using Found = std::pair<std::size_t, std::int64_t>;  // where its line starts, and its column
-
-std::vector<Found> line_by_line(const Pattern& pattern, const std::string& text) {
-    std::vector<Found> found;
-    for (std::size_t start = 0; start <= text.size();) {
-        const std::size_t end = std::min(text.find('\n', start), text.size());
-        if (auto column = pattern.search(std::string(text, start, end - start))) {
-            found.emplace_back(start, *column);
-        }
-        start = end + 1;
-    }
-    return found;
-}
-
-// Goes on behind the line of each match, as code_text::line_matches does.
-std::vector<Found> through_the_text(const Pattern& pattern, const std::string& text) {
-    std::vector<Found> found;
-    for (std::size_t from = 0; from <= text.size();) {
-        const auto match = pattern.search_text(text, from);
-        if (!match) break;
-        const std::size_t start = *match == 0 ? 0 : text.rfind('\n', *match - 1) + 1;
-        found.emplace_back(start, unicode::code_points(text.substr(start, *match - start)));
-        from = std::min(text.find('\n', *match), text.size()) + 1;
-    }
-    return found;
-}
-
 void expect_alike(const Pattern& pattern, const Pattern& plain, const std::string& name) {
     static reference::RandomTexts random(words(
         "\n,\n,a,b,A, ,_,-,k,s,\u00e9,\u212a,\u017f,\u0130,\u03c3,\U0001f600,e\u0301,\0,ab,\t"sv,
         ','));
     for (int round = 0; round < 300; ++round) {
         const std::string text = random.text(23);
-        ASSERT_EQ(through_the_text(pattern, text), line_by_line(plain, text))
+        ASSERT_EQ(reference::through_the_text(pattern, text), reference::line_by_line(plain, text))
             << name << " on " << testing::PrintToString(text) << ", seed " << random.SEED;
     }
 }
