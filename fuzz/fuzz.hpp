@@ -1,6 +1,6 @@
 #pragma once
 
-// What the fuzz targets share. Each has a file that defines `target`; docs in CONTRIBUTING.md.
+// What the fuzz targets share. Each has a file that defines `target`.
 
 #include <cstdint>
 #include <cstdio>
