@@ -16,7 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 int main(int count, char** arguments) {
     int files = 0;
     for (int i = 1; i < count; ++i) {
-        for (const auto& file : std::filesystem::directory_iterator(arguments[i])) {
+        for (const auto& file : std::filesystem::recursive_directory_iterator(arguments[i])) {
+            if (!file.is_regular_file()) continue;
             std::ifstream stream(file.path(), std::ios::binary);
             const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
             std::printf("%s\n", file.path().c_str());

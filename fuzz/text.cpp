@@ -1,6 +1,7 @@
 // Decoding, lines, lower case and code points against ICU and the slow references, and finding
 // against the standard library's.
 
+#include <unicode/locid.h>
 #include <unicode/unistr.h>
 
 #include "fuzz.hpp"
