@@ -51,6 +51,17 @@ TEST_F(DatabaseTest, leaves_no_statement_open_on_failure) {
     EXPECT_NO_THROW(db.execute("DROP TABLE t"));
 }
 
+TEST_F(DatabaseTest, ends_what_takes_too_many_steps_and_counts_them_for_each_call) {
+    const auto count = [&](std::int64_t rows) {
+        const std::string sql =
+            "WITH n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < ?) SELECT count(*) "
+            "FROM n";
+        return db.fetchone(sql, {rows})->integer(0);
+    };
+    for (int call = 0; call < 9; ++call) EXPECT_EQ(count(150'000), 150'000);
+    EXPECT_THROW(count(20'000'000), DatabaseError);
+}
+
 TEST_F(DatabaseTest, a_log_that_cannot_be_read_is_not_passed_over) {
     const auto beside = [this](const char* name) { return folder.path() / name; };
     db.fetchone("PRAGMA journal_mode = WAL");
