@@ -17,6 +17,7 @@
 #include "storage/temp_index.hpp"
 #include "storage/verify.hpp"
 #include "utils/binary.hpp"
+#include "utils/open_below.hpp"
 
 namespace codetext::indexer {
 namespace {
@@ -278,17 +279,32 @@ TEST_P(IndexRunTest, refuses_what_it_cannot_do) {
 INSTANTIATE_TEST_SUITE_P(layouts, IndexRunTest, ::testing::ValuesIn(test_support::layouts()),
                          [](const auto& test) { return std::string(test.param.name); });
 
+TEST(index_run, keeps_a_file_on_disk_that_is_too_large_or_has_too_many_lines) {
+    const TempFolder folder;
+    const std::int64_t most_lines = chunk_store::MAX_FILE_CHUNKS * 64;
+    folder.write("large", std::string(BINARY_TEST_BYTES, 'x'));  // and NULs, which take no disk
+    fs::resize_file(folder.path() / "large", MAX_CHUNKED_FILE_BYTES + 1);
+    folder.write("lines", std::string(most_lines + 1, '\n'));
+    for (const char* path : {"large", "lines"}) {
+        chunk_store::Packer packer(chunk_store::CODE_CHUNKS, nullptr);
+        const PlannedFile file{{path, 0, 0}, "", std::nullopt, std::nullopt};
+        EXPECT_EQ(parse_file(open_root(folder.path()), file, packer).outcome, Outcome::KEPT_ON_DISK)
+            << path;
+    }
+}
+
 TEST(index_run, trains_a_dictionary_where_there_is_enough_text) {
     if (chunk_store::default_layout() != chunk_store::COMPRESSED) {
         GTEST_SKIP() << "this SQLite has no compressed layout";
     }
-    for (const int files : {40, 400}) {
+    for (const int files : {40, 400, 401}) {  // one thread reads two dictionaries
         TempFolder folder;
         // The second run leaves file 0 its frames, which only the dictionary unpacks.
         for (const std::string prefix : {"    value = lookup(", "other"}) {
             for (int file = prefix == "other" ? 1 : 0; file < files; ++file) {
                 const std::string name = std::to_string(file) + ".c";
-                folder.write(name, test_support::numbered_lines(300, prefix + name));
+                folder.write(
+                    name, test_support::numbered_lines(300, prefix + std::to_string(files) + name));
             }
             std::int64_t last = 0;
             index_repository(folder.path(), {.layout = {}, .progress = [&](auto done, auto total) {
@@ -298,7 +314,7 @@ TEST(index_run, trains_a_dictionary_where_there_is_enough_text) {
             EXPECT_GT(last, 0);
         }
         Database db = schema::open_index(schema::index_path(folder.path()), Access::READ_WRITE);
-        EXPECT_EQ(chunk_store::load_dictionary(db) != nullptr, files == 400);
+        EXPECT_EQ(chunk_store::load_dictionary(db) != nullptr, files >= 400);
         EXPECT_THAT(schema::verify(db), IsEmpty());
         db.execute("DELETE FROM chunk_dictionaries");
         EXPECT_EQ(schema::verify(db).empty(), files == 40);
