@@ -10,7 +10,6 @@ namespace codetext::test {
 namespace {
 
 namespace fs = std::filesystem;
-using ::testing::AnyOf;
 using ::testing::HasSubstr;
 
 /// A repository with an index, and beside it what it must not reach.
@@ -24,9 +23,6 @@ struct Tree {
         folder.write("outside/data.json", "needle secret" + std::string(40000, 'j'));
         folder.write("outside/file", "untouched");
         EXPECT_EQ(run({"index"}, root).status, 0);
-    }
-    Outcome limited(const std::string& limit, const std::string& arguments) const {
-        return run_command({"sh", "-c", limit + "; exec " CODETEXT_PROGRAM " " + arguments}, root);
     }
 };
 

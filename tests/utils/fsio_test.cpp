@@ -30,20 +30,6 @@ int error_of(Read read) {
     return 0;
 }
 
-TEST(fsio, gives_the_bytes_the_size_and_the_time) {
-    const TempFolder folder;
-    const fs::path path = folder.path() / "file";
-    const timespec times[2] = {{1, 0}, {1700000000, 123456789}};
-    std::string bytes;
-    while (bytes.size() < 300000) bytes += static_cast<char>(bytes.size() * 31 >> 3);
-    folder.write("file", bytes);
-    ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
-    const fsio::FileContent content = fsio::read_file_no_follow(path);
-    EXPECT_TRUE(content.bytes == bytes);
-    EXPECT_EQ(content.stamp.size, 300000);
-    EXPECT_EQ(content.stamp.mtime_ns, 1700000000123456789);
-}
-
 // A FIFO without a writer would block; /dev/zero would never end, nor would a sparse file soon.
 TEST(fsio, refuses_all_but_regular_files_and_leaks_no_descriptor) {
     const TempFolder folder;

@@ -1,7 +1,6 @@
 #include "utils/ordered_pool.hpp"
 
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <atomic>
 #include <string>
@@ -118,30 +117,6 @@ TEST(ordered_pool, begins_as_much_as_the_window_holds) {
         EXPECT_LE(most_ahead, c.most_ahead) << &c - CASES;
     }
 }
-
-#ifdef __GLIBC__
-// A thread cannot be made when its stack would be larger than the address space.
-TEST(ordered_pool, goes_on_with_the_threads_that_can_be_made) {
-    pthread_attr_t before, huge;
-    ::pthread_getattr_default_np(&before);
-    ::pthread_attr_init(&huge);
-    ::pthread_attr_setstacksize(&huge, std::size_t{1} << 50);
-    for (const std::size_t can_be_made : {0U, 1U, 3U}) {
-        std::size_t workers = 0;
-        const auto make_worker = [&]() -> Pool::Worker {
-            if (workers++ == can_be_made) ::pthread_setattr_default_np(&huge);
-            return text_of;
-        };
-        Pool pool({100, make_worker, [](const std::string& text) { return text.size(); }},
-                  {.threads = 5});
-        ::pthread_setattr_default_np(&before);
-        EXPECT_EQ(workers, can_be_made + 1);
-        expect_texts(pool, 100);
-    }
-    ::pthread_attr_destroy(&huge);
-    ::pthread_attr_destroy(&before);
-}
-#endif
 
 }  // namespace
 }  // namespace codetext

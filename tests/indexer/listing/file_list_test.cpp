@@ -54,8 +54,12 @@ std::vector<std::string> paths(const fs::path& root, unsigned threads = 2) {
 
 void make_fifo(const fs::path& path) { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); }
 
-TEST(file_list, outside_git_is_every_regular_file_in_path_order) {
+class FileListTest : public ::testing::Test {
+  protected:
     TempFolder folder;
+};
+
+TEST_F(FileListTest, outside_git_is_every_regular_file_in_path_order) {
     write(folder, {"a/b.c", "a.c", "a0", "a/.hidden", "a/b/c/d", "two\nlines", "z/\xC3\xA9",
                    ".git/config", ".codetext/index/code.db", "a/.codetext/x", "a/.git/x"});
     fs::create_symlink("a.c", folder.path() / "link");
@@ -84,8 +88,7 @@ TEST(file_list, has_size_and_time_and_reports_paths_that_are_no_utf8) {
     }
 }
 
-TEST(file_list, in_git_is_what_git_names_and_is_a_regular_file) {
-    TempFolder folder;
+TEST_F(FileListTest, in_git_is_what_git_names_and_is_a_regular_file) {
     make_repository(folder, "",
                     ".gitignore sub/kept.log gone now_link now_fifo now_directory behind/a_link "
                     "src/main.c .codetext/forced folder/x");
@@ -105,6 +108,7 @@ TEST(file_list, in_git_is_what_git_names_and_is_a_regular_file) {
     EXPECT_THAT(paths(folder.path()), ElementsAre(".gitignore", "elsewhere/a_link", "folder", "new",
                                                   "src/main.c", "src/two\nlines", "sub/kept.log"));
     EXPECT_THAT(list_files(folder.path(), 2).warnings, IsEmpty());
+    fs::create_directories(folder.path() / "src/.git");  // that of no repository: it has no HEAD
     EXPECT_THAT(paths(folder.path() / "src"), ElementsAre("main.c", "two\nlines"));
     const std::vector<std::string> too_long = {"new", std::string(300, 'x')};
     const std::vector<std::string> outside = {"../" + folder.path().filename().string() + "/new"};
@@ -114,8 +118,7 @@ TEST(file_list, in_git_is_what_git_names_and_is_a_regular_file) {
                 ElementsAre(HasSubstr("File name too long")));
 }
 
-TEST(file_list, repositories_inside_follow_their_own_rules) {
-    TempFolder folder;
+TEST_F(FileListTest, repositories_inside_follow_their_own_rules) {
     const fs::path root = folder.path(), module = root / "module";
     make_repository(folder, "module/", "m.c");
     make_repository(folder, "top/", "t.c");
@@ -140,8 +143,7 @@ TEST(file_list, repositories_inside_follow_their_own_rules) {
     EXPECT_EQ(paths(root), all) << "from a directory that is no work tree";
 }
 
-TEST(file_list, a_broken_repository_inside_is_left_out_with_a_warning) {
-    TempFolder folder;
+TEST_F(FileListTest, a_broken_repository_inside_is_left_out_with_a_warning) {
     EXPECT_TRUE(list_files(folder.path(), 2).files.empty());
     EXPECT_THROW(list_files(folder.path() / "none", 2), std::runtime_error);
     write(folder, {"a", "broken/.git/HEAD", "broken/b"});
@@ -151,18 +153,7 @@ TEST(file_list, a_broken_repository_inside_is_left_out_with_a_warning) {
     EXPECT_THROW(list_files(folder.path() / "broken", 2), std::runtime_error);
 }
 
-TEST(file_list, of_a_directory_inside_follows_the_nearest_repository) {
-    TempFolder folder;
-    make_repository(folder, "", ".gitignore");
-    folder.write(".gitignore", "*.o\n");
-    write(folder, {"deep/er/a", "deep/er/ignored.o"});
-    fs::create_directories(folder.path() /
-                           "deep/er/.git");  // that of no repository: it has no HEAD
-    EXPECT_THAT(paths(folder.path() / "deep/er"), ElementsAre("a"));
-}
-
-TEST(file_list, warns_of_a_directory_that_it_cannot_read) {
-    TempFolder folder;
+TEST_F(FileListTest, warns_of_a_directory_that_it_cannot_read) {
     write(folder, {"a"});
     // The path of the last directory is longer than any that the system takes.
     std::string path;
@@ -179,8 +170,7 @@ TEST(file_list, warns_of_a_directory_that_it_cannot_read) {
                 ElementsAre("cannot read the directory " + path + ": File name too long"));
 }
 
-TEST(file_list, passes_on_what_each_listing_of_git_warns_of) {
-    TempFolder folder;
+TEST_F(FileListTest, passes_on_what_each_listing_of_git_warns_of) {
     make_repository(folder, "repository/", "");
     const std::string path = ::getenv("PATH"), log = folder.path() / "log";
     folder.write("git", "#!/bin/sh\ncase \"$*\" in *ls-files*) echo $$ | tee -a " + log +
@@ -195,8 +185,7 @@ TEST(file_list, passes_on_what_each_listing_of_git_warns_of) {
     EXPECT_THAT(list.warnings, ::testing::UnorderedElementsAreArray(lines));
 }
 
-TEST(file_list, names_a_path_in_conflict_once) {
-    TempFolder folder;
+TEST_F(FileListTest, names_a_path_in_conflict_once) {
     make_repository(folder, "", "both");
     for (const std::string branch : {"left", "right"}) {
         git(folder.path(), "checkout -q -b " + branch + " main");
@@ -229,34 +218,15 @@ TEST(file_list, is_what_git_names_in_repositories_of_other_shapes) {
 std::string config_that_runs(const std::string& script) {
     std::string config =
         "[core]\nrepositoryFormatVersion = 1\n[extensions]\npartialClone = evil\n"
-        "[remote \"evil\"]\nurl = ext::" +
-        script +
-        "\npromisor = true\n"
-        "[protocol]\nallow = always\n";
-    for (const char* key : {"core.fsmonitor",
-                            "core.sshCommand",
-                            "core.gitProxy",
-                            "core.editor",
-                            "core.pager",
-                            "core.askPass",
-                            "core.alternateRefsCommand",
-                            "credential.helper",
-                            "diff.external",
-                            "diff.x.command",
-                            "diff.x.textconv",
-                            "filter.x.clean",
-                            "filter.x.smudge",
-                            "filter.x.process",
-                            "merge.x.driver",
-                            "gpg.program",
-                            "interactive.diffFilter",
-                            "pager.ls-files",
-                            "alias.ls-files",
-                            "remote.evil.uploadpack",
-                            "remote.evil.vcs",
-                            "uploadpack.packObjectsHook",
-                            "sequence.editor",
-                            "trailer.x.command"}) {
+        "[protocol]\nallow = always\n[remote \"evil\"]\npromisor = true\nurl = ext::" +
+        script + "\n";
+    for (const std::string& key : reference::words(
+             "core.fsmonitor core.sshCommand core.gitProxy core.editor core.pager core.askPass "
+             "core.alternateRefsCommand credential.helper diff.external diff.x.command "
+             "diff.x.textconv filter.x.clean filter.x.smudge filter.x.process merge.x.driver "
+             "gpg.program interactive.diffFilter pager.ls-files alias.ls-files "
+             "remote.evil.uploadpack remote.evil.vcs uploadpack.packObjectsHook sequence.editor "
+             "trailer.x.command")) {
         const std::string_view name = key;
         config += "[" + std::string(name.substr(0, name.find('.')));
         if (const auto inner = name.substr(name.find('.') + 1); inner.find('.') != inner.npos) {
@@ -267,8 +237,7 @@ std::string config_that_runs(const std::string& script) {
     return config;
 }
 
-TEST(file_list, runs_no_program_that_a_repository_names) {
-    TempFolder folder;
+TEST_F(FileListTest, runs_no_program_that_a_repository_names) {
     const fs::path script = folder.path() / "script", ran = folder.path() / "ran";
     folder.write("script", "#!/bin/sh\necho \"$0 $*\" >> " + ran.string() + "\nexit 1\n");
     fs::permissions(script, fs::perms::owner_all);
@@ -296,9 +265,8 @@ TEST(file_list, runs_no_program_that_a_repository_names) {
     EXPECT_THAT(folder.read("ran"), HasSubstr("script")) << "the trap works on plain git";
 }
 
-TEST(file_list, another_user_s_repository_is_refused_as_git_refuses_it) {
+TEST_F(FileListTest, another_user_s_repository_is_refused_as_git_refuses_it) {
     if (::geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
-    TempFolder folder;
     make_repository(folder, "", "a.c");
     ASSERT_EQ(::chown((folder.path() / ".git").c_str(), 12345, 12345), 0);
     const auto message = [&]() -> std::string {
@@ -318,8 +286,7 @@ TEST(file_list, another_user_s_repository_is_refused_as_git_refuses_it) {
     ::unsetenv("GIT_CONFIG_GLOBAL");
 }
 
-TEST(file_list, follows_the_user_s_configuration_and_is_not_redirected_by_the_environment) {
-    TempFolder folder;
+TEST_F(FileListTest, follows_the_user_s_configuration_and_is_not_redirected_by_the_environment) {
     make_repository(folder, "here/", "here.c forced.o");
     make_repository(folder, "there/", "there.c");
     write(folder, {"here/skip.o", "here/skip.mine"});

@@ -124,28 +124,6 @@ TEST_F(ChunkStore, notices_every_flipped_bit_of_the_trigram_index) {
     }
 }
 
-TEST_F(ChunkStore, notices_damage_that_hides_a_chunk) {
-    constexpr std::size_t HEAD = 0, FIRST_LINES = 3;
-    const struct {
-        const char* what;
-        int lines;
-        std::size_t offset_bytes;
-        char byte;
-    } CASES[] = {{"64 lines become none", 64, FIRST_LINES, 0},
-                 {"one empty line becomes none", 0, FIRST_LINES, 0},
-                 {"seven chunks become three", 448, HEAD, 7}};
-    for (const auto& [what, lines, offset_bytes, byte] : CASES) {
-        const std::string text = lines == 0 ? "\n" : numbered_lines(lines, "needle ");
-        const std::vector<code_text::FileRow> files = {index.put(1, "f", text)};
-        std::string body = frame();
-        body[offset_bytes] = byte;
-        index.db.execute("UPDATE chunk_frames SET body = ?", {BlobView{body}});
-        const std::string needle = lines == 0 ? "" : "needle " + std::to_string(lines);
-        auto choice = code_text::text_source(index.db, files, needle, true, COMPRESSED);
-        EXPECT_THROW(code_text::segments(choice.source, 1, "f"), DamagedChunk) << what;
-    }
-}
-
 TEST_F(ChunkStore, notices_rows_that_were_lost_or_moved) {
     std::mt19937 random(5);
     std::vector<code_text::FileRow> files;
@@ -166,21 +144,22 @@ TEST_F(ChunkStore, notices_rows_that_were_lost_or_moved) {
     };
     const std::string all = search(std::nullopt), found = search("needle 5");
     int failures = 0;
-    const std::string swap =
-        "UPDATE {0} SET {1} = (SELECT o.{1} FROM {0} o "
-        "WHERE o.id <> {0}.id ORDER BY "
-        "o.id > {0}.id DESC, o.id LIMIT 1)";
-    for (const std::string& change :
-         {std::string("DELETE FROM trigram_segments WHERE id = 2"),
-          std::string("UPDATE trigram_segments SET chunks = chunks + 1 WHERE id = 1"),
-          std::string("DELETE FROM trigram_lists WHERE id IN (SELECT max(id) "
-                      "FROM trigram_lists)"),
-          std::string("DELETE FROM trigram_lists"), std::string("DELETE FROM chunk_frames"),
-          std::string("DELETE FROM chunk_frames WHERE id = 2 * 1048576 + 8"),
-          std::string("DELETE FROM meta WHERE key = 'trigram_shards'"),
-          fmt::format(fmt::runtime(swap), "trigram_segments", "files"),
-          fmt::format(fmt::runtime(swap), "trigram_lists", "body"),
-          fmt::format(fmt::runtime(swap), "chunk_frames", "body")}) {
+    const auto swapped = [](const char* table, const char* column) {
+        return fmt::format(
+            "UPDATE {0} SET {1} = (SELECT o.{1} FROM {0} o WHERE o.id <> {0}.id "
+            "ORDER BY o.id > {0}.id DESC, o.id LIMIT 1)",
+            table, column);
+    };
+    for (const std::string& change : reference::words(
+             "DELETE FROM trigram_segments WHERE id = 2;DELETE FROM trigram_lists;"
+             "UPDATE trigram_segments SET chunks = chunks + 1 WHERE id = 1;DELETE FROM "
+             "chunk_frames;"
+             "DELETE FROM trigram_lists WHERE id IN (SELECT max(id) FROM trigram_lists);"
+             "DELETE FROM chunk_frames WHERE id = 2 * 1048576 + 8;"
+             "DELETE FROM meta WHERE key = 'trigram_shards';" +
+                 swapped("trigram_segments", "files") + ";" + swapped("trigram_lists", "body") +
+                 ";" + swapped("chunk_frames", "body"),
+             ';')) {
         SCOPED_TRACE(change);
         Transaction transaction(index.db, Transaction::Kind::WRITE);
         index.db.execute(change);
@@ -215,7 +194,8 @@ TEST_F(ChunkStore, verify_tells_of_every_damage_that_it_meets) {
         {"DELETE FROM chunks WHERE id = 2097152; DELETE FROM unchunked_files",
          "1 files without chunks are not listed"},
         {"UPDATE files SET text_on_disk = 1 WHERE id = 2", "f2: kept on disk, and has chunks"},
-        {"DELETE FROM chunk_frames WHERE id = 2097152", "f2: damaged index: chunk row 2097152 has no frame"},
+        {"DELETE FROM chunk_frames WHERE id = 2097152",
+         "f2: damaged index: chunk row 2097152 has no frame"},
         {"DELETE FROM chunks WHERE id = 2097153", "f2: its chunk rows and frames differ"},
         {"UPDATE chunks SET end_line = 101 WHERE id = 2097153", "f2: its chunk rows and frames"},
         {"UPDATE chunk_frames SET id = id + 8 WHERE id = 2097152", "f2: damaged chunk frame"}};

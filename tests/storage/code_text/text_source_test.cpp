@@ -182,20 +182,6 @@ TEST_P(TextSourceTest, a_search_after_a_rollback_finds_what_was_there_before) {
     EXPECT_EQ(found("needle"), "1:1$ 2:1$ 3:1$ 4:1$ ");
 }
 
-TEST_P(TextSourceTest, a_read_that_fails_leaves_the_lines_that_are_held) {
-    put(1, "a", "one\n");
-    put(2, "b", "two\n");
-    SourceChoice choice = choose(std::nullopt);
-    const Lines a = lines(choice.source, 1, "a");
-    const std::string table =
-        index.layout == chunk_store::COMPRESSED ? "chunk_frames" : "code_chunks";
-    index.db.execute_script("ALTER TABLE " + table + " RENAME TO away");
-    for (int again = 0; again < 2; ++again) {
-        EXPECT_THROW(lines(choice.source, 2, "b"), DatabaseError) << "no empty list is held";
-        EXPECT_TRUE(lines(choice.source, 1, "a").same_list(a));
-    }
-}
-
 // For ThreadSanitizer: what two sources hand out may be one list, and its text and its line starts
 // are made by whoever looks first.
 TEST_P(TextSourceTest, threads_may_share_what_copies_of_a_source_hand_out) {

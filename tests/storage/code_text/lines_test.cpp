@@ -1,16 +1,99 @@
-#include "storage/code_text/line_matches.hpp"
+// Chunks, files on disk, and the matches and the context in their lines.
 
 #include <gtest/gtest.h>
 
+#include <new>
+#include <system_error>
+
+#include "storage/code_text/chunking.hpp"
 #include "storage/code_text/context.hpp"
+#include "storage/code_text/disk_text.hpp"
+#include "storage/code_text/file_text.hpp"
+#include "storage/code_text/line_matches.hpp"
 #include "storage/temp_index.hpp"
 #include "utils/unicode.hpp"
 
 namespace codetext::code_text {
 namespace {
 
-using Matches = std::vector<std::pair<std::int64_t, std::int64_t>>;
 using Strings = std::vector<std::string>;
+
+Strings chunk_lines(const Chunk& chunk) {
+    return test_support::strings(
+        _chunk_lines(chunk.start_line, chunk.end_line, chunk_store::StoredText(chunk.text)));
+}
+
+TEST(chunking, measures_and_reads_what_no_run_writes) {
+    EXPECT_EQ(stored_text_bytes("\xED\xA0\x80"), 1) << "a lone surrogate";
+    EXPECT_EQ(stored_text_bytes("\xED\x9F\xBF"), 3) << "U+D7FF is none";
+    EXPECT_EQ(chunk_lines({1, 64, "a\rb\n"}), (Strings{"a\rb", ""}));
+    EXPECT_EQ(chunk_lines({3, 2, "x"}), Strings{});
+}
+
+TEST(chunking, reads_back_the_lines_of_any_text) {
+    std::mt19937 random(5);
+    for (int round = 0; round < 3000; ++round) {
+        const std::string text = unicode::decode(test_support::nasty_text(
+            random, static_cast<int>(random() % (round % 10 == 0 ? 700 : 12))));
+        Strings read;
+        std::int64_t next = 1, bytes = -1;
+        for (const Chunk& chunk : code_chunks(text)) {
+            EXPECT_EQ(chunk.start_line, next);
+            const Strings lines = chunk_lines(chunk);
+            EXPECT_EQ(std::ssize(lines), chunk.end_line - chunk.start_line + 1);
+            EXPECT_LE(lines.size(), 64u);
+            read.insert(read.end(), lines.begin(), lines.end());
+            bytes += std::ssize(chunk.text) + 1;
+            next = chunk.end_line + 1;
+        }
+        ASSERT_EQ(read, reference::reference_lines(text)) << ::testing::PrintToString(text);
+        EXPECT_EQ(stored_text_bytes(text), bytes);
+    }
+}
+
+TEST(disk_text, holds_the_last_answer_alone) {
+    const test_support::TempFolder folder;
+    folder.write("a", "old");
+    folder.write("b", "b");
+    DiskText disk(folder.path(), std::nullopt, true);
+    const Lines a = disk.lines(1, "a");
+    folder.write("a", "new");
+    EXPECT_TRUE(disk.lines(1, "another path is not looked at").same_list(a));
+    disk.lines(2, "b");
+    EXPECT_EQ(test_support::strings(disk.lines(1, "a")), Strings{"new"});
+    // A file that was not there stays so, until another one is read.
+    EXPECT_TRUE(disk.segments(3, "later").empty());
+    folder.write("later", "x");
+    EXPECT_TRUE(disk.lines(3, "later").empty());
+    EXPECT_EQ(disk.segments(1, "a").size(), 1u);
+    EXPECT_EQ(disk.segments(3, "later").size(), 1u);
+}
+
+TEST(disk_text, absorbs_what_is_wrong_with_a_file_and_nothing_else) {
+    const auto failing = [](auto error) {
+        return DiskText("/", std::nullopt, true, [error](const std::filesystem::path& path) {
+            return path.filename() == "good" ? std::string("text") : throw error;
+        });
+    };
+    EXPECT_TRUE(failing(std::system_error(EIO, std::generic_category())).segments(1, "f").empty());
+    EXPECT_TRUE(failing(std::invalid_argument("no such path")).lines(1, "f").empty());
+    DiskText broken = failing(std::bad_alloc());
+    const Lines good = broken.lines(1, "good");
+    EXPECT_THROW(broken.segments(2, "f"), std::bad_alloc);
+    EXPECT_TRUE(broken.lines(1, "?").same_list(good)) << "a failed read replaces nothing";
+    EXPECT_THROW(broken.lines(2, "f"), std::bad_alloc);
+    // Neither a link, nor a folder, nor a path that no file can have; but any absolute path.
+    const test_support::TempFolder folder;
+    folder.write("real", "x");
+    std::filesystem::create_symlink("real", folder.path() / "link");
+    DiskText disk(folder.path(), "x", true), elsewhere("/nowhere", "x", true);
+    for (const std::string& path :
+         {std::string("link"), std::string("."), std::string("re\0al", 5)})
+        EXPECT_TRUE(disk.segments(std::ssize(path), path).empty()) << path;
+    EXPECT_EQ(elsewhere.segments(4, folder.path() / "real").size(), 1u);
+}
+
+using Matches = std::vector<std::pair<std::int64_t, std::int64_t>>;
 
 /// A pattern that finds a text.
 struct FirstOf {
