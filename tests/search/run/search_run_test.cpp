@@ -26,8 +26,14 @@ constexpr SourceWanted SOURCES[] = {SourceWanted::INDEX, SourceWanted::DISK};
 class IndexedFiles : public test_support::TempFolder {
   public:
     IndexedFiles(const Files& files, chunk_store::Layout layout) {
-        for (const auto& [name, bytes] : files) write(name, bytes);
-        indexer::index_repository(path(), {.layout = layout, .progress = {}});
+        for (const bool second : {false, true}) {  // ids that are not in the order of the paths
+            bool is_even = false;
+            for (const auto& [name, bytes] : files) {
+                is_even = !is_even;
+                if (is_even == second) write(name, bytes);
+            }
+            indexer::index_repository(path(), {.layout = layout, .progress = {}});
+        }
     }
     Database open(Access access = Access::READ_ONLY) const {
         return schema::open_index(schema::index_path(path()), access);
