@@ -64,7 +64,8 @@ class Runs {
             text = test_support::numbered_lines(1 + static_cast<int>(_random() % 400),
                                                 std::to_string(_random()) + " ");
             store.put(file, {.outcome = indexer::Outcome::CHUNKS,
-                             .size = std::ssize(text),
+                             .stamp = {.size = std::ssize(text)},
+                             .content_hash = 0,
                              .packed = packer.pack(code_text::code_chunks(text)),
                              .error = ""});
             if (_random() % 4 > 0) continue;
