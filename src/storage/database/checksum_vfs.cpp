@@ -25,8 +25,13 @@ namespace {
 
 using page_checksum::Header;
 
+/// Throws std::bad_alloc when SQLite has no memory to begin with; the next call tries again.
 sqlite3_vfs* default_vfs() {
-    static sqlite3_vfs* const VFS = sqlite3_vfs_find(nullptr);
+    static sqlite3_vfs* const VFS = [] {
+        sqlite3_vfs* vfs = sqlite3_vfs_find(nullptr);
+        if (vfs == nullptr) throw std::bad_alloc();
+        return vfs;
+    }();
     return VFS;
 }
 
