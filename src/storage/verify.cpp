@@ -219,7 +219,7 @@ std::vector<std::string> verify(const Database& db) { return find_damage(db).pro
 
 std::vector<std::string> page_problems(const PageCheck& check) {
     std::vector<std::string> problems;
-    if (check.is_cut) problems.push_back("the file is shorter than its header says");
+    if (check.is_cut) problems.emplace_back("the file is shorter than its header says");
     for (const std::int64_t page : check.damaged) {
         problems.push_back(
             fmt::format("page {} of {} does not match its checksum", page, check.pages));

@@ -84,7 +84,7 @@ std::string found_on_path(const std::string& program) {
     while (!rest.empty()) {
         const std::string_view directory = rest.substr(0, rest.find(':'));
         rest.remove_prefix(std::min(directory.size() + 1, rest.size()));
-        const std::string file = std::string(directory) + '/' + program;
+        std::string file = std::string(directory) + '/' + program;
         if (directory.starts_with('/') && ::access(file.c_str(), X_OK) == 0) return file;
     }
     errno = ENOENT;

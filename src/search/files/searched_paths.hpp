@@ -5,9 +5,9 @@
 
 #include <initializer_list>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 namespace codetext::search {
@@ -32,11 +32,8 @@ class SearchedPaths {
     /// The one of them that `path` lies in.
     std::optional<std::string_view> _above(std::string_view path) const;
 
-    struct Hash : std::hash<std::string_view> {
-        using is_transparent = void;
-    };
     std::vector<std::string> _outermost;
-    std::unordered_set<std::string, Hash, std::equal_to<>> _lookup;  ///< the same paths
+    std::set<std::string, std::less<>> _lookup;  ///< the same paths
 };
 
 }  // namespace codetext::search

@@ -29,7 +29,7 @@ constexpr int STEPS_A_CHECK = 1 << 20;
 /// Steps that a statement may take for each byte of the database, and besides. A row has six bytes
 /// or more, and no statement of ours takes fifty steps for one.
 constexpr std::int64_t STEPS_A_BYTE = 8;
-constexpr std::int64_t MORE_STEPS = 4 * STEPS_A_CHECK;
+constexpr std::int64_t MORE_STEPS = std::int64_t{4} * STEPS_A_CHECK;
 /// Most bytes of an SQL text, ours and those of the tables.
 constexpr int MAX_SQL_BYTES = 1 << 20;
 
