@@ -26,6 +26,14 @@ inline Arguments operator+(Arguments left, const Arguments& right) {
     return left;
 }
 
+/// Whether the program watches itself for errors. That takes descriptors and memory, and fails
+/// where a test takes these away.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool IS_SANITIZED = true;
+#else
+inline constexpr bool IS_SANITIZED = false;
+#endif
+
 /// Runs any program that the PATH has, in the directory `cwd` and the test's own environment.
 inline Outcome run_command(const Arguments& command, const std::filesystem::path& cwd) {
     Arguments environment;

@@ -83,6 +83,7 @@ class Faults : public ::testing::Test {
 };
 
 TEST_F(Faults, a_search_is_right_or_says_that_it_failed) {
+    if (IS_SANITIZED) GTEST_SKIP();
     ASSERT_EQ(good("index").status, 0);
     const std::string all = good(AUTO).output;
     ASSERT_NE(all, "");
@@ -98,6 +99,7 @@ TEST_F(Faults, a_search_is_right_or_says_that_it_failed) {
 }
 
 TEST_F(Faults, a_run_leaves_a_whole_index_and_the_next_one_does_the_rest) {
+    if (IS_SANITIZED) GTEST_SKIP();
     for (const bool is_refresh : {false, true}) {
         if (is_refresh) {
             ASSERT_EQ(good("index").status, 0);
