@@ -1,18 +1,15 @@
-// An upgrade that changes every page builds a new file beside the old one,
-// which stands until the new one takes its name:
+// An upgrade that changes every page builds a new file beside the old one, which stands until the
+// new one takes its name:
 //
-// 1. Copy the old database to the new file, and change that. Searches read the
-// old one meanwhile.
-// 2. Sync the new file. Take the old one out of the mode with a log. SQLite
-// does that only when
-//    nobody else has it open, and no log is left that would be applied to the
-//    new file.
-// 3. Lock the old one, so that nobody begins a journal, which has a name of its
-// own too.
+// 1. Copy the old database to the new file, and change that. Searches read the old one meanwhile.
+// 2. Sync the new file. Take the old one out of the mode with a log. SQLite does that only when
+// nobody
+//    else has it open, and no log is left that would be applied to the new file.
+// 3. Lock the old one, so that nobody begins a journal, which has a name of its own too.
 // 4. Rename, and sync the directory.
 //
-// A kill leaves the old file under its name until step 4, and the new file from
-// then on. What a killed upgrade left beside is removed by the next.
+// A kill leaves the old file under its name until step 4, and the new file from then on. What a
+// killed upgrade left beside is removed by the next.
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -54,8 +51,7 @@ class FileBeside {
     }
     void put_in_place() const {
         const std::filesystem::path directory = _target.parent_path();
-        _sync(directory,
-              O_RDONLY | O_DIRECTORY);  // the old log is gone before the rename
+        _sync(directory, O_RDONLY | O_DIRECTORY);  // the old log is gone before the rename
         std::filesystem::rename(_path, _target);
         _sync(directory, O_RDONLY | O_DIRECTORY);
     }
@@ -101,8 +97,7 @@ void change(const std::filesystem::path& path) {
     db.fetchone("PRAGMA wal_checkpoint(TRUNCATE)");
 }
 
-/// Takes the database out of the mode with a log, once nobody else reads it,
-/// and locks it.
+/// Takes the database out of the mode with a log, once nobody else reads it, and locks it.
 void take_alone(Database& db) {
     const auto end = steady_clock::now() + SEARCHES_END_WITHIN;
     while (true) {
