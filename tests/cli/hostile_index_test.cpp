@@ -196,6 +196,7 @@ void make_endless(const fs::path& database, const std::string& table) {
 }
 
 TEST(hostile_index, a_table_without_end_ends) {
+    if (IS_SANITIZED) GTEST_SKIP() << "it takes minutes";
     for (const std::string one : {"compressed files search code e --source=index",
                                   "compressed trigram_segments search code needle --source=index",
                                   "code_chunks code_chunks_docsize status"}) {
