@@ -26,7 +26,7 @@ class TreeReader::State {
     explicit State(std::filesystem::path root) : _root(std::move(root)) {}
 
     std::string read(const std::filesystem::path& location) {
-        std::call_once(_is_open, [this] { _open(); });
+        _open();
         const std::string_view path = _below(location.native());
         try {
             std::string bytes = fsio::read_file_below(_opened, path).bytes;
@@ -46,7 +46,10 @@ class TreeReader::State {
     }
 
   private:
+    // Not std::call_once: some C++ libraries wait for ever after a call that threw.
     void _open() {
+        const std::lock_guard lock(_mutex);
+        if (_opened) return;
         try {
             _opened = open_root(_root);
         } catch (const std::system_error& error) {
@@ -69,7 +72,6 @@ class TreeReader::State {
     }
 
     std::filesystem::path _root;
-    std::once_flag _is_open;
     Descriptor _opened;  ///< the root
     mutable std::mutex _mutex;
     UnreadFiles _unread;
