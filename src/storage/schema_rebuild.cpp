@@ -15,6 +15,7 @@
 #include <fmt/format.h>
 
 #include <chrono>
+#include <new>
 #include <thread>
 
 #include "storage/chunk_store/compressed/shard_list.hpp"
@@ -64,11 +65,14 @@ class FileBeside {
         }
     }
     void _remove() const noexcept {
-        for (const char* suffix : {"", "-wal", "-shm", "-journal"}) {
-            std::filesystem::path path = _path;
-            path += suffix;
-            std::error_code ignored;
-            std::filesystem::remove(path, ignored);
+        try {
+            for (const char* suffix : {"", "-wal", "-shm", "-journal"}) {
+                std::filesystem::path path = _path;
+                path += suffix;
+                std::error_code ignored;
+                std::filesystem::remove(path, ignored);
+            }
+        } catch (const std::bad_alloc&) {  // the next upgrade removes what is left
         }
     }
     std::filesystem::path _target, _path;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <new>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
@@ -86,8 +87,11 @@ GitView::GitView(const GitRepository& repository) : _directory(temporary_directo
 GitView::~GitView() { _remove(); }
 
 void GitView::_remove() const {
-    std::error_code ignored;
-    fs::remove_all(_directory, ignored);
+    try {
+        std::error_code ignored;
+        fs::remove_all(_directory, ignored);
+    } catch (const std::bad_alloc&) {  // it stays, among the temporary files
+    }
 }
 
 std::vector<std::string> GitView::environment() const {
