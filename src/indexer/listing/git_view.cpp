@@ -1,9 +1,12 @@
 #include "indexer/listing/git_view.hpp"
 
+#include <dirent.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <fstream>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <string_view>
@@ -42,6 +45,18 @@ std::string bytes_of(const fs::path& file) {
     std::error_code missing;
     const fs::path target = fs::canonical(file, missing);
     return missing ? "" : fsio::read_bytes_no_follow(target);
+}
+
+/// Without std::filesystem::directory_iterator: libstdc++'s ends the program when it lacks memory.
+std::vector<std::string> names_in(const fs::path& directory) {
+    const auto close = [](DIR* stream) { ::closedir(stream); };
+    const std::unique_ptr<DIR, decltype(close)> stream(::opendir(directory.c_str()), close);
+    if (!stream) throw_system_error("cannot read " + directory.string());
+    std::vector<std::string> names;
+    while (const dirent* entry = ::readdir(stream.get())) {
+        names.emplace_back(static_cast<const char*>(entry->d_name));
+    }
+    return names;
 }
 
 /// Our own settings. On macOS names are compared as its file systems do.
@@ -88,8 +103,14 @@ GitView::~GitView() { _remove(); }
 
 void GitView::_remove() const {
     try {
-        std::error_code ignored;
-        fs::remove_all(_directory, ignored);
+        const std::string directory = _directory.string() + '/';
+        for (const char* name : {"HEAD", "config", "info/exclude"}) {
+            ::unlink((directory + name).c_str());
+        }
+        for (const std::string& name : _links) ::unlink((directory + name).c_str());
+        for (const char* name : {"refs", "objects", "info", ""}) {
+            ::rmdir((directory + name).c_str());
+        }
     } catch (const std::bad_alloc&) {  // it stays, among the temporary files
     }
 }
@@ -100,17 +121,18 @@ std::vector<std::string> GitView::environment() const {
     return result;
 }
 
-void GitView::_fill(const GitRepository& repository) const {
+void GitView::_fill(const GitRepository& repository) {
     for (const char* name : {"refs", "objects", "info"}) fs::create_directory(_directory / name);
     write(_directory / "HEAD", "ref: refs/heads/main\n");
     write(_directory / "info/exclude", bytes_of(repository.common_directory / "info/exclude"));
     write(_directory / "config", CONFIG);
     _set_object_format(repository);
     // An index may be split: what is shared of it lies beside it.
-    for (const fs::directory_entry& entry : fs::directory_iterator(repository.git_directory)) {
-        const fs::path name = entry.path().filename();
-        if (!name.native().starts_with("sharedindex.") || !entry.is_regular_file()) continue;
-        fs::create_symlink(entry.path(), _directory / name);
+    for (const std::string& name : names_in(repository.git_directory)) {
+        const fs::path shared = repository.git_directory / name;
+        if (!name.starts_with("sharedindex.") || !fs::is_regular_file(shared)) continue;
+        _links.push_back(name);
+        fs::create_symlink(shared, _directory / name);
     }
 }
 

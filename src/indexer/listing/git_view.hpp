@@ -27,11 +27,12 @@ class GitView {
 
   private:
     void _remove() const;
-    void _fill(const GitRepository& repository) const;
+    void _fill(const GitRepository& repository);
     /// What the repository's configuration says about its format, in the view's configuration.
     void _set_object_format(const GitRepository& repository) const;
 
     std::filesystem::path _directory;
+    std::vector<std::string> _links;      ///< names in it of links to parts of a split index
     std::vector<std::string> _locations;  ///< GIT_ variables
 };
 
