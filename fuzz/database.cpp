@@ -2,6 +2,7 @@
 // shows no line that does not match. The pages get their checksums, which would hide the rest.
 
 #include "fuzz.hpp"
+#include "search/run/line_renderer.hpp"
 #include "search/run/search_run.hpp"
 #include "storage/database/page_checksum.hpp"
 #include "storage/schema.hpp"
@@ -27,14 +28,13 @@ void search_all(Database& db, const std::string& pattern) {
                                         .filter = {},
                                         .wants = {.before = 1, .after = 1},
                                         .threads = 1};
-    const auto render = [&](const search::FileResult& result, std::string&) -> std::int64_t {
-        for (const search::ResultLine& line : result.lines) {
-            const bool matches = !search::match_spans(options.query, line.text).empty();
-            require(matches == line.is_match(), "the lines shown as matches are those that match");
-        }
-        return 0;
+    const auto check = [&](const code_text::FileRow&, const search::ResultLine& line) {
+        const bool matches = !search::match_spans(options.query, line.text).empty();
+        require(matches == line.is_match(), "the lines shown as matches are those that match");
+        return std::string();
     };
-    search::run_search(db, options, render, [](std::string_view) { return true; });
+    search::run_search(db, options, test_support::renderer(check),
+                       [](std::string_view, bool) { return true; });
 }
 
 template <typename Use>

@@ -66,19 +66,23 @@ void target(Input input) {
     static const cli::SearchPaths paths({"/"});
     const code_text::FileRow file{1, unicode::decode(path), "", std::nullopt};
     const std::vector<std::string> lines = reference::words(text, '\n');
-    search::FileResult result;
-    result.file = &file;
-    for (const std::string& line : lines) {
-        result.lines.push_back(
-            {std::ssize(result.lines) + 1, std::ssize(result.lines) % 3 - 1, line});
-    }
-    std::string out;
+    std::string json;
+    search::OutputBuffer out(text.size() % 100 + 1, [&](std::string_view part) { json += part; });
     try {
-        cli::render_json(result, search::make_query({.patterns = {pattern}}), paths, out);
+        const search::Query query = search::make_query({.patterns = {pattern}});
+        const auto renderer = cli::make_json_renderer(query, paths);
+        renderer->begin(file, out);
+        std::int64_t number = 0;
+        for (const std::string& line : lines) {
+            const std::int64_t column = number % 3 - 1;
+            renderer->line({++number, column, line}, out);
+        }
+        renderer->end({}, out);
+        out.hand_on();
     } catch (const std::invalid_argument&) {
         return;
     }
-    const std::vector<std::string> objects = reference::words(out, '\n');
+    const std::vector<std::string> objects = reference::words(json, '\n');
     require(objects.size() == lines.size() + 3, "JSON has a line for each, begin and end");
     for (std::size_t i = 0; i + 1 < objects.size(); ++i) {
         rapidjson::Document object;

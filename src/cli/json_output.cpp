@@ -1,23 +1,52 @@
 #include "cli/json_output.hpp"
 
 #include <fmt/format.h>
-#include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
+
+#include <limits>
+#include <string_view>
+#include <utility>
 
 #include "search/query/match_span.hpp"
 #include "utils/unicode.hpp"
 
 namespace codetext::cli {
 
-using search::FileResult;
 using search::MatchSpan;
+using search::OutputBuffer;
 using search::ResultLine;
 
 namespace {
 
 constexpr std::int64_t NS_PER_SECOND = 1'000'000'000;
 
-using Json = rapidjson::Writer<rapidjson::StringBuffer>;
+// What RapidJSON writes to: it goes on to an OutputBuffer in parts.
+class JsonStream {
+  public:
+    using Ch = char;
+    explicit JsonStream(OutputBuffer& out) : _out(&out) {}
+    JsonStream(const JsonStream&) = delete;
+    JsonStream& operator=(const JsonStream&) = delete;
+
+    void Put(char c) {
+        if (_size == sizeof _part) _hand_over();
+        _part[_size++] = c;
+    }
+    /// Called by RapidJSON at the end of each object.
+    void Flush() { _hand_over(); }
+
+  private:
+    void _hand_over() {
+        _out->text().append(_part, _size);
+        _size = 0;
+        _out->hand_on_if_large();
+    }
+    OutputBuffer* _out;
+    std::size_t _size = 0;
+    char _part[4096];
+};
+
+using Json = rapidjson::Writer<JsonStream>;
 
 void text(Json& json, std::string_view value) {
     json.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
@@ -40,28 +69,21 @@ void wrapped_text(Json& json, std::string_view name, std::string_view value) {
     json.EndObject();
 }
 
-// The objects of one output, a line each.
-class Objects {
-  public:
-    template <typename WriteData>
-    void add(std::string_view type, const WriteData& write_data) {
-        _json.Reset(_buffer);
-        _json.StartObject();
-        key(_json, "type");
-        text(_json, type);
-        key(_json, "data");
-        _json.StartObject();
-        write_data(_json);
-        _json.EndObject();
-        _json.EndObject();
-        _buffer.Put('\n');
-    }
-    std::string_view view() const { return {_buffer.GetString(), _buffer.GetSize()}; }
-
-  private:
-    rapidjson::StringBuffer _buffer;
-    Json _json{_buffer};
-};
+// Writes one object, and the line feed after it.
+template <typename WriteData>
+void add_object(OutputBuffer& out, std::string_view type, const WriteData& write_data) {
+    JsonStream stream(out);
+    Json json(stream);
+    json.StartObject();
+    key(json, "type");
+    text(json, type);
+    key(json, "data");
+    json.StartObject();
+    write_data(json);
+    json.EndObject();
+    json.EndObject();
+    out.text() += '\n';
+}
 
 void elapsed(Json& json, std::string_view name, std::int64_t elapsed_ns) {
     key(json, name);
@@ -88,10 +110,56 @@ void stats(Json& json, const search::Stats& stats, std::int64_t bytes_printed) {
     json.EndObject();
 }
 
-void submatches(Json& json, const std::vector<MatchSpan>& spans, std::string_view line) {
-    key(json, "submatches");
-    json.StartArray();
-    for (const MatchSpan& span : spans) {
+class JsonRenderer : public search::Renderer {
+  public:
+    JsonRenderer(const search::Query& query, const SearchPaths& paths)
+        : _query(&query), _paths(&paths) {}
+
+    void begin(const code_text::FileRow& file, OutputBuffer& out) override {
+        // A directory above the repository may have a name that is not UTF-8.
+        _path = unicode::decode(_paths->shown(file.path));
+        _matches = 0;
+        add_object(out, "begin", [&](Json& json) { wrapped_text(json, "path", _path); });
+    }
+
+    void line(const ResultLine& line, OutputBuffer& out) override {
+        add_object(out, line.is_match() ? "match" : "context", [&](Json& json) {
+            wrapped_text(json, "path", _path);
+            wrapped_text(json, "lines", std::string(line.text) + '\n');
+            number(json, "line_number", line.number);
+            if (line.is_match()) number(json, "column", line.column);
+            _submatches(json, line);
+        });
+    }
+
+    std::int64_t end(const search::Stats& of_file, OutputBuffer& out) override {
+        const auto bytes_printed = static_cast<std::int64_t>(out.size());
+        search::Stats shown = of_file;
+        shown.matches += _matches;
+        add_object(out, "end", [&](Json& json) {
+            wrapped_text(json, "path", _path);
+            key(json, "binary_offset");
+            json.Null();
+            stats(json, shown, bytes_printed);
+        });
+        return _matches;
+    }
+
+  private:
+    void _submatches(Json& json, const ResultLine& line) {
+        key(json, "submatches");
+        json.StartArray();
+        if (line.is_match()) {
+            search::each_match_span(*_query, line.text, [&](MatchSpan span) {
+                _submatch(json, line.text, span);
+                ++_matches;
+                return true;
+            });
+        }
+        json.EndArray();
+    }
+
+    static void _submatch(Json& json, std::string_view line, MatchSpan span) {
         json.StartObject();
         // A pattern can match one byte of a character (\C); JSON strings are UTF-8 all the same.
         wrapped_text(json, "match",
@@ -100,49 +168,24 @@ void submatches(Json& json, const std::vector<MatchSpan>& spans, std::string_vie
         number(json, "end", static_cast<std::int64_t>(span.end));
         json.EndObject();
     }
-    json.EndArray();
-}
 
-void line_data(Json& json, const ResultLine& line, const std::vector<MatchSpan>& spans,
-               std::string_view path) {
-    wrapped_text(json, "path", path);
-    wrapped_text(json, "lines", std::string(line.text) + '\n');
-    number(json, "line_number", line.number);
-    if (line.is_match()) number(json, "column", line.column);
-    submatches(json, spans, line.text);
-}
+    const search::Query* _query;
+    const SearchPaths* _paths;
+    std::string _path;          ///< of the file, as it is shown
+    std::int64_t _matches = 0;  ///< written for the file
+};
 
 }  // namespace
 
-std::int64_t render_json(const FileResult& result, const search::Query& query,
-                         const SearchPaths& paths, std::string& out) {
-    // A directory above the repository may have a name that is not UTF-8.
-    const std::string path = unicode::decode(paths.shown(result.file->path));
-    search::Stats shown = result.stats;
-    Objects objects;
-    objects.add("begin", [&](Json& json) { wrapped_text(json, "path", path); });
-    for (const ResultLine& line : result.lines) {
-        std::vector<MatchSpan> spans;
-        if (line.is_match()) spans = search::match_spans(query, line.text);
-        shown.matches += static_cast<std::int64_t>(spans.size());
-        objects.add(line.is_match() ? "match" : "context",
-                    [&](Json& json) { line_data(json, line, spans, path); });
-    }
-    const auto bytes_printed = static_cast<std::int64_t>(objects.view().size());
-    objects.add("end", [&](Json& json) {
-        wrapped_text(json, "path", path);
-        key(json, "binary_offset");
-        json.Null();
-        stats(json, shown, bytes_printed);
-    });
-    out.append(objects.view());
-    return shown.matches;
+std::unique_ptr<search::Renderer> make_json_renderer(const search::Query& query,
+                                                     const SearchPaths& paths) {
+    return std::make_unique<JsonRenderer>(query, paths);
 }
 
 std::string json_summary(const search::SearchResult& result, std::int64_t elapsed_ns,
                          std::int64_t bytes_printed) {
-    Objects objects;
-    objects.add("summary", [&](Json& json) {
+    OutputBuffer out(std::numeric_limits<std::size_t>::max(), nullptr);
+    add_object(out, "summary", [&](Json& json) {
         elapsed(json, "elapsed_total", elapsed_ns);
         stats(json, result.stats, bytes_printed);
         key(json, "source");
@@ -152,7 +195,7 @@ std::string json_summary(const search::SearchResult& result, std::int64_t elapse
         key(json, "unreadable");
         json.Int64(result.unread.count);
     });
-    return std::string(objects.view());
+    return out.text();
 }
 
 }  // namespace codetext::cli

@@ -13,7 +13,7 @@
 // The summary also has `source` and `reason`. There is no `absolute_offset`, because the index does
 // not know how many bytes ended each line.
 
-#include <optional>
+#include <memory>
 #include <string>
 
 #include "cli/search_paths.hpp"
@@ -21,9 +21,9 @@
 
 namespace codetext::cli {
 
-/// Appends the objects for one file with a match; returns the number of matches that it wrote.
-std::int64_t render_json(const search::FileResult& result, const search::Query& query,
-                         const SearchPaths& paths, std::string& out);
+/// Writes the objects for each file with a match. The query and the paths must outlive it.
+std::unique_ptr<search::Renderer> make_json_renderer(const search::Query& query,
+                                                     const SearchPaths& paths);
 
 /// The summary line. `elapsed_ns` is the time of the whole search.
 std::string json_summary(const search::SearchResult& result, std::int64_t elapsed_ns,

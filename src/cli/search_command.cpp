@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <memory>
 #include <stdexcept>
 #include <utility>
 
@@ -141,9 +142,7 @@ class SearchCommand {
 
     int run() {
         Database db = open_existing_index(_paths.root(), _owners);
-        const SearchResult result = search::run_search(
-            db, _options, [this](const auto& file, std::string& out) { return _render(file, out); },
-            [this](std::string_view out) { return _emit(out); });
+        const SearchResult result = _search(db);
         _finish(result);
         if (result.results == 0) _report_unknown_paths(db);
         return _exit_status(result);
@@ -152,19 +151,30 @@ class SearchCommand {
   private:
     bool _has_context() const { return _options.wants.before > 0 || _options.wants.after > 0; }
 
-    std::int64_t _render(const search::FileResult& file, std::string& out) const {
-        if (_arguments.quiet) return 0;
-        if (_arguments.json) return render_json(file, _options.query, _paths, out);
-        render_text(file, _format, _has_context(), out);
-        return 0;
+    SearchResult _search(Database& db) {
+        try {
+            return search::run_search(
+                db, _options, [this] { return _make_renderer(); },
+                [this](std::string_view part, bool begins_file) {
+                    return _emit(part, begins_file);
+                });
+        } catch (const std::exception&) {
+            _out.flush();  // what was found stands, and the error is told after it
+            throw;
+        }
     }
 
-    bool _emit(std::string_view out) {
+    std::unique_ptr<search::Renderer> _make_renderer() const {
+        if (_arguments.json) return make_json_renderer(_options.query, _paths);
+        return make_text_renderer(_format, _has_context());
+    }
+
+    bool _emit(std::string_view part, bool begins_file) {
         if (_arguments.quiet) return true;
-        if (_bytes_printed > 0 && !_arguments.json)
+        if (begins_file && _bytes_printed > 0 && !_arguments.json)
             _out.write(file_separator(_format, _has_context()));
-        _bytes_printed += static_cast<std::int64_t>(out.size());
-        return _out.write(out);
+        _bytes_printed += static_cast<std::int64_t>(part.size());
+        return _out.write(part);
     }
 
     void _finish(const SearchResult& result) {

@@ -2,16 +2,17 @@
 
 #include <fmt/format.h>
 
+#include <optional>
+#include <string>
 #include <utility>
-#include <vector>
 
 #include "cli/escaped.hpp"
 #include "search/query/match_span.hpp"
 
 namespace codetext::cli {
 
-using search::FileResult;
 using search::MatchSpan;
+using search::OutputBuffer;
 using search::ResultLine;
 
 namespace {
@@ -30,105 +31,105 @@ void append_text(std::string& out, const TextFormat& format, std::string_view te
     out.append(text);
 }
 
-// Writes the lines of one file.
-class LineWriter {
+class TextRenderer : public search::Renderer {
   public:
-    LineWriter(const TextFormat& format, std::string_view path, std::string& out)
+    TextRenderer(const TextFormat& format, bool context)
         : _format(format),
-          _out(&out),
-          _needs_spans(format.column || format.each_match || !format.colors.match.empty()) {
-        if (!format.heading) append_path(_path, format, path);
+          _has_context(context),
+          _shows_columns(format.column || format.each_match),
+          _colors_matches(!format.colors.match.empty()) {}
+
+    void begin(const code_text::FileRow& file, OutputBuffer& out) override {
+        std::string path = _format.paths->shown(file.path);
+        if (!_format.null || _format.to_terminal) path = quoted_path(std::move(path));
+        _path.clear();
+        append_path(_path, _format, path);
+        _follows = 0;
+        if (!_shows_lines() || _format.heading) out.text() += _path;
+        if (_shows_lines() && _format.heading) out.text() += _format.null ? '\0' : '\n';
     }
 
-    void write(const ResultLine& line) {
-        if (!line.is_match() || !_needs_spans) return _write(line, {}, 0);
-        const std::vector<MatchSpan> spans = search::match_spans(*_format.query, line.text);
-        const std::size_t lines = _format.each_match ? spans.size() : 1;
-        for (std::size_t i = 0; i < lines; ++i) _write(line, spans, i);
+    void line(const ResultLine& line, OutputBuffer& out) override {
+        if (_has_context && _follows != 0 && line.number != _follows) out.text() += "--\n";
+        _follows = line.number + 1;
+        if (!line.is_match()) return _write(line, std::nullopt, out);
+        if (!_format.each_match) return _write_match(line, out);
+        search::each_match_span(*_format.query, line.text, [&](MatchSpan span) {
+            _write(line, span, out);
+            out.hand_on_if_large();
+            return true;
+        });
+    }
+
+    std::int64_t end(const search::Stats& stats, OutputBuffer& out) override {
+        if (_shows_lines()) return 0;
+        const bool counts = _format.shows == TextFormat::Shows::COUNTS;
+        out.text() += _format.null ? '\0' : counts ? ':' : '\n';
+        if (!counts) return 0;
+        append_number(out.text(), stats.matched_lines);
+        out.text() += '\n';
+        return 0;
     }
 
   private:
-    void _write(const ResultLine& line, const std::vector<MatchSpan>& spans, std::size_t first) {
+    bool _shows_lines() const { return _format.shows == TextFormat::Shows::LINES; }
+
+    void _write_match(const ResultLine& line, OutputBuffer& out) const {
+        std::optional<MatchSpan> first;
+        if (_shows_columns) first = search::first_match_span(*_format.query, line.text);
+        _write(line, first, out);
+    }
+
+    // `match` is the one whose column is shown.
+    void _write(const ResultLine& line, const std::optional<MatchSpan>& match,
+                OutputBuffer& out) const {
         const char separator = line.is_match() ? ':' : '-';
+        std::string& text = out.text();
         if (!_format.heading) {
-            _out->append(_path);
-            *_out += _format.null ? '\0' : separator;
+            text += _path;
+            text += _format.null ? '\0' : separator;
         }
-        _out->append(_format.colors.line_number);
-        append_number(*_out, line.number);
-        _out->append(_format.colors.reset);
-        *_out += separator;
-        if ((_format.column || _format.each_match) && !spans.empty()) {
-            append_number(*_out, static_cast<std::int64_t>(spans[first].start) + 1);
-            *_out += separator;
+        text += _format.colors.line_number;
+        append_number(text, line.number);
+        text += _format.colors.reset;
+        text += separator;
+        if (match && _shows_columns) {
+            append_number(text, static_cast<std::int64_t>(match->start) + 1);
+            text += separator;
         }
-        _write_text(line.text, spans);
-        *_out += '\n';
+        _write_text(line, out);
+        out.text() += '\n';
     }
 
-    void _write_text(std::string_view text, const std::vector<MatchSpan>& spans) {
+    void _write_text(const ResultLine& line, OutputBuffer& out) const {
         std::size_t written = 0;
-        if (!_format.colors.match.empty()) {
-            for (const MatchSpan& span : spans) {
-                if (span.start == span.end) continue;
-                append_text(*_out, _format, text.substr(written, span.start - written));
-                _out->append(_format.colors.match);
-                append_text(*_out, _format, text.substr(span.start, span.end - span.start));
-                _out->append(_format.colors.reset);
+        if (line.is_match() && _colors_matches) {
+            search::each_match_span(*_format.query, line.text, [&](MatchSpan span) {
+                if (span.start == span.end) return true;
+                const std::string_view between = line.text.substr(written, span.start - written);
+                append_text(out.text(), _format, between);
+                out.text() += _format.colors.match;
+                append_text(out.text(), _format,
+                            line.text.substr(span.start, span.end - span.start));
+                out.text() += _format.colors.reset;
+                out.hand_on_if_large();
                 written = span.end;
-            }
+                return true;
+            });
         }
-        append_text(*_out, _format, text.substr(written));
+        append_text(out.text(), _format, line.text.substr(written));
     }
 
-    const TextFormat& _format;
-    std::string* _out;
-    bool _needs_spans;
-    std::string _path;
+    TextFormat _format;
+    bool _has_context, _shows_columns, _colors_matches;
+    std::string _path;          ///< of the file, as it is shown
+    std::int64_t _follows = 0;  ///< number of the line after the last one; 0 before the first
 };
-
-/// About the size of the lines as text. A string that grows while it is written would take twice
-/// the memory for the output of a large file.
-std::size_t size_of_lines(const FileResult& result, const TextFormat& format,
-                          std::string_view path) {
-    constexpr std::size_t NUMBERS_AND_MARKS = 12;
-    const std::size_t before = NUMBERS_AND_MARKS + (format.heading ? 0 : path.size());
-    std::size_t size = result.lines.size() * before;
-    for (const ResultLine& line : result.lines) size += line.text.size();
-    return size;
-}
-
-void render_lines(const FileResult& result, const TextFormat& format, std::string_view path,
-                  bool context, std::string& out) {
-    out.reserve(size_of_lines(result, format, path));
-    if (format.heading) {
-        append_path(out, format, path);
-        out += format.null ? '\0' : '\n';
-    }
-    LineWriter writer(format, path, out);
-    std::int64_t follows = 0;
-    for (const ResultLine& line : result.lines) {
-        if (context && follows != 0 && line.number != follows) out.append("--\n");
-        writer.write(line);
-        follows = line.number + 1;
-    }
-}
 
 }  // namespace
 
-void render_text(const FileResult& result, const TextFormat& format, bool context,
-                 std::string& out) {
-    std::string path = format.paths->shown(result.file->path);
-    if (!format.null || format.to_terminal) path = quoted_path(std::move(path));
-    if (format.shows == TextFormat::Shows::LINES) {
-        return render_lines(result, format, path, context, out);
-    }
-    append_path(out, format, path);
-    const bool counts = format.shows == TextFormat::Shows::COUNTS;
-    out += format.null ? '\0' : counts ? ':' : '\n';
-    if (!counts) return;
-    append_number(out, result.stats.matched_lines);
-    out += '\n';
+std::unique_ptr<search::Renderer> make_text_renderer(const TextFormat& format, bool context) {
+    return std::make_unique<TextRenderer>(format, context);
 }
 
 std::string_view file_separator(const TextFormat& format, bool context) {

@@ -4,11 +4,12 @@
 // written as quoted_path gives it, so that no name forges a line. What a line holds is written as
 // it is, or escaped for a terminal.
 
-#include <string>
+#include <memory>
+#include <string_view>
 
 #include "cli/color.hpp"
 #include "cli/search_paths.hpp"
-#include "search/run/file_search.hpp"
+#include "search/run/search_run.hpp"
 
 namespace codetext::cli {
 
@@ -26,11 +27,10 @@ struct TextFormat {
     Colors colors = NO_COLORS;
 };
 
-/// Appends what `format` shows of one file: its lines, its path, or its path with the number of
+/// Writes what `format` shows of each file: its lines, its path, or its path with the number of
 /// matching lines. `context` says whether the search has context lines; then a "--" marks each gap
-/// between lines.
-void render_text(const search::FileResult& result, const TextFormat& format, bool context,
-                 std::string& out);
+/// between lines. The format must outlive it.
+std::unique_ptr<search::Renderer> make_text_renderer(const TextFormat& format, bool context);
 
 /// The text between the outputs for two files.
 std::string_view file_separator(const TextFormat& format, bool context);

@@ -53,10 +53,11 @@ std::size_t read_once(int descriptor, std::string& bytes, std::size_t filled,
     return static_cast<std::size_t>(got);
 }
 
-FileContent read_opened(const Descriptor& opened, const std::string& doing) {
+FileContent read_opened(const Descriptor& opened, const std::string& doing,
+                        std::size_t most_bytes = MAX_FILE_BYTES) {
     if (!opened) throw_error(errno, doing);
     const struct stat status = regular_file_status(opened.number(), doing);
-    std::string bytes = _read_to_end(opened.number(), status.st_size, doing);
+    std::string bytes = _read_to_end(opened.number(), status.st_size, doing, most_bytes);
     return {std::move(bytes), stamp_of(status)};
 }
 
@@ -92,12 +93,12 @@ FileContent read_file_no_follow(const std::filesystem::path& path) {
         Descriptor(uninterrupted([&] { return ::open(path.c_str(), OPEN_TO_READ); })), doing);
 }
 
-FileContent read_file_below(const Descriptor& root, std::string_view path) {
+FileContent read_file_below(const Descriptor& root, std::string_view path, std::size_t most_bytes) {
     Descriptor opened;
     do {
         opened = open_below(root, path, OPEN_TO_READ);
     } while (!opened && errno == EINTR);
-    return read_opened(opened, "cannot read " + std::string(path));
+    return read_opened(opened, "cannot read " + std::string(path), most_bytes);
 }
 
 std::string read_bytes_no_follow(const std::filesystem::path& path) {

@@ -15,6 +15,11 @@
 
 namespace codetext::fsio {
 
+/// The most bytes that are read; a longer file fails with EFBIG. Files without an end and sparse
+/// files of terabytes fail here, before memory is short. Later steps (lower case, storing) count
+/// bytes in 32 bits.
+inline constexpr std::size_t MAX_FILE_BYTES = std::size_t{1} << 31;
+
 /// A regular file's content, with what its open descriptor said before the read.
 struct FileContent {
     std::string bytes;
@@ -36,6 +41,8 @@ FileContent read_file_no_follow(const std::filesystem::path& path);
 
 /// As read_file_no_follow, for `path` below the open directory `root`: no component may be a
 /// symbolic link, or lead out of the directory (EINVAL).
-FileContent read_file_below(const Descriptor& root, std::string_view path);
+/// EFBIG for a file of more than `most_bytes`, of which nothing is read where it tells its size.
+FileContent read_file_below(const Descriptor& root, std::string_view path,
+                            std::size_t most_bytes = MAX_FILE_BYTES);
 
 }  // namespace codetext::fsio

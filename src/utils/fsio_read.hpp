@@ -6,12 +6,9 @@
 #include <cstdint>
 #include <string>
 
-namespace codetext::fsio {
+#include "utils/fsio.hpp"
 
-/// The most bytes that are read; a longer file fails with EFBIG. Files without an end and sparse
-/// files of terabytes fail here, before memory is short. Later steps (lower case, storing) count
-/// bytes in 32 bits.
-inline constexpr std::size_t MAX_FILE_BYTES = std::size_t{1} << 31;
+namespace codetext::fsio {
 
 /// Reads `descriptor` from its position to its end. `expected_bytes` is the size that fstat gave:
 /// when it is right, one read is enough; when it is wrong, the result is still right (files of

@@ -12,6 +12,7 @@
 #include "indexer/run/index_run.hpp"
 #include "indexer/run/repair.hpp"
 #include "indexer/status.hpp"
+#include "search/run/line_renderer.hpp"
 #include "search/run/search_run.hpp"
 #include "storage/temp_index.hpp"
 #include "storage/verify.hpp"
@@ -222,17 +223,19 @@ TEST_F(Examples, search) {
     const code_text::FileRow& file = files[0];
     {
 #include "example_of/search/run/file_search.hpp"
-    } EXPECT_EQ(taken(), "1:drivers/a.c,1:one,2:two spin_lock(&a);,3:three,");
-    const auto render = [](const search::FileResult& found, std::string& out) {
-        out = found.file->path;
-        return 0;
-    };
-    const auto emit = [&](std::string_view out) {
+    } EXPECT_EQ(taken(), "1:drivers/a.c,1:one,2:two spin_lock(&a);,3:three,drivers/a.c,");
+    const auto make_renderer = test_support::renderer(
+        [](const code_text::FileRow& found, const search::ResultLine&) { return found.path; });
+    const auto emit = [&](std::string_view out, bool) {
         print(out);
         return true;
     };
 #include "example_of/search/run/search_run.hpp"
     EXPECT_EQ(taken(), "drivers/a.c,");
+    const auto write = [&](std::string_view part) { print(part.size()); };
+#include "example_of/search/run/output_buffer.hpp"
+    out.hand_on();
+    EXPECT_EQ(taken(), "7,");
 }
 
 namespace indexer {

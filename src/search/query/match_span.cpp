@@ -1,6 +1,5 @@
 #include "search/query/match_span.hpp"
 
-#include <algorithm>
 #include <string>
 
 #include "utils/text_find.hpp"
@@ -13,53 +12,60 @@ namespace {
 bool continues_code_point(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
 
 template <typename Find>
-std::vector<MatchSpan> occurrences(std::string_view text, std::size_t needle_bytes, Find find) {
-    std::vector<MatchSpan> spans;
+void each_occurrence(std::string_view text, std::size_t needle_bytes, const VisitSpan& visit,
+                     Find find) {
     std::size_t from = 0;
     while (from <= text.size()) {
         const std::size_t start = find(from);
-        if (start == text_find::NOT_FOUND) break;
-        spans.push_back({start, start + needle_bytes});
+        if (start == text_find::NOT_FOUND || !visit({start, start + needle_bytes})) break;
         from = needle_bytes > 0 ? start + needle_bytes : next_code_point(text, start);
     }
-    return spans;
 }
 
-// For each code point of `line`, and for its end, the offset at which it begins in the line and in
-// the line's lower-case form. A code point lower-cases to the same number of bytes wherever it
-// stands: only the form of a capital sigma depends on its neighbours, and both of its forms take
-// two bytes.
-struct CaseMap {
-    std::vector<std::size_t> starts, lowered_starts;
+// A code point of `line`: the offsets at which it begins in the line and in the line's lower-case
+// form. A code point lower-cases to the same number of bytes wherever it stands: only the form of a
+// capital sigma depends on its neighbours, and both of its forms take two bytes.
+class LoweredPosition {
+  public:
+    explicit LoweredPosition(std::string_view line) : _line(line) { _measure(); }
 
-    explicit CaseMap(std::string_view line) {
-        std::size_t lowered = 0;
-        for (std::size_t at = 0; at < line.size();) {
-            const std::size_t next = next_code_point(line, at);
-            starts.push_back(at);
-            lowered_starts.push_back(lowered);
-            lowered += unicode::lower(line.substr(at, next - at)).size();
-            at = next;
-        }
-        starts.push_back(line.size());
-        lowered_starts.push_back(lowered);
+    std::size_t offset() const { return _at; }
+    /// Goes to the code point whose lower-case form holds byte `lowered_offset`, or to the end.
+    void go_to_holder_of(std::size_t lowered_offset) {
+        while (_at < _line.size() && _lowered_end <= lowered_offset) _step();
+    }
+    /// Goes to the first code point whose lower-case form begins at `lowered_offset` or after it.
+    void go_to_first_from(std::size_t lowered_offset) {
+        while (_at < _line.size() && _lowered_at < lowered_offset) _step();
     }
 
-    MatchSpan original(MatchSpan span) const {
-        const auto begin = lowered_starts.begin();
-        const auto start = std::upper_bound(begin, lowered_starts.end(), span.start) - 1;
-        const auto end = std::lower_bound(begin, lowered_starts.end(), span.end);
-        return {starts[static_cast<std::size_t>(start - begin)],
-                starts[static_cast<std::size_t>(end - begin)]};
+  private:
+    void _step() {
+        _at = _next;
+        _lowered_at = _lowered_end;
+        _measure();
     }
+    void _measure() {
+        if (_at >= _line.size()) return;
+        _next = next_code_point(_line, _at);
+        _lowered_end = _lowered_at + unicode::lower(_line.substr(_at, _next - _at)).size();
+    }
+
+    std::string_view _line;
+    std::size_t _at = 0, _next = 0;
+    std::size_t _lowered_at = 0, _lowered_end = 0;
 };
 
-std::vector<MatchSpan> lowered_spans(std::string_view line, std::string_view needle) {
+// Occurrences come in order, so that one walk through the line maps them all.
+void each_lowered_span(std::string_view line, std::string_view needle, const VisitSpan& visit) {
     const std::string lowered = unicode::lower(line);
-    std::vector<MatchSpan> spans = needle_spans(lowered, needle, true);
-    const CaseMap map(line);
-    for (MatchSpan& span : spans) span = map.original(span);
-    return spans;
+    LoweredPosition start(line);
+    each_needle_span(lowered, needle, true, [&](MatchSpan span) {
+        start.go_to_holder_of(span.start);
+        LoweredPosition end = start;
+        end.go_to_first_from(span.end);
+        return visit({start.offset(), end.offset()});
+    });
 }
 
 }  // namespace
@@ -78,10 +84,10 @@ MatchSpan whole_code_points(std::string_view text, MatchSpan span) {
     return span;
 }
 
-std::vector<MatchSpan> needle_spans(std::string_view line, std::string_view needle,
-                                    bool case_sensitive) {
-    if (!case_sensitive && !unicode::is_ascii(line)) return lowered_spans(line, needle);
-    return occurrences(line, needle.size(), [&](std::size_t from) {
+void each_needle_span(std::string_view line, std::string_view needle, bool case_sensitive,
+                      const VisitSpan& visit) {
+    if (!case_sensitive && !unicode::is_ascii(line)) return each_lowered_span(line, needle, visit);
+    each_occurrence(line, needle.size(), visit, [&](std::size_t from) {
         return case_sensitive ? text_find::find(line, needle, from)
                               : text_find::find_ignoring_ascii_case(line, needle, from);
     });

@@ -2,12 +2,14 @@
 
 // Where on a line a query matches, for columns and highlighting.
 //
-//   for (search::MatchSpan span : search::needle_spans(line, "x =", true))
+//   search::each_needle_span(line, "x =", true, [&](search::MatchSpan span) {
 //       mark(span.start, span.end);
+//       return true;
+//   });
 
 #include <cstddef>
+#include <functional>
 #include <string_view>
-#include <vector>
 
 namespace codetext::search {
 
@@ -18,14 +20,17 @@ struct MatchSpan {
     friend bool operator==(const MatchSpan&, const MatchSpan&) = default;
 };
 
-/// Every occurrence of `needle` on `line` that does not overlap the one before it, leftmost first.
-/// The empty needle occurs once before each code point and at the end.
+/// Takes one span after the other, leftmost first; false ends the walk.
+using VisitSpan = std::function<bool(MatchSpan span)>;
+
+/// Every occurrence of `needle` on `line` that does not overlap the one before it. The empty needle
+/// occurs once before each code point and at the end.
 ///
 /// Unless `case_sensitive`, `needle` must be lower-cased, and the line is compared in its
 /// lower-case form. The spans are those of the line itself: one that begins or ends inside the
 /// lower-case form of one code point takes in the whole code point.
-std::vector<MatchSpan> needle_spans(std::string_view line, std::string_view needle,
-                                    bool case_sensitive);
+void each_needle_span(std::string_view line, std::string_view needle, bool case_sensitive,
+                      const VisitSpan& visit);
 
 /// The span with the whole code point that it begins or ends in, for a pattern that takes bytes
 /// apart (RE2's \C).

@@ -173,19 +173,19 @@ std::optional<std::size_t> Pattern::search_text(std::string_view text, std::size
     return std::nullopt;
 }
 
-std::vector<MatchSpan> Pattern::spans(std::string_view line) const {
-    std::vector<MatchSpan> spans;
+void Pattern::each_span(std::string_view line, const VisitSpan& visit) const {
+    std::optional<std::size_t> end_before;
     std::optional<MatchSpan> span = _impl->first_span(line);
     while (span) {
-        const bool touches =
-            span->start == span->end && !spans.empty() && spans.back().end == span->start;
-        if (!touches) spans.push_back(whole_code_points(line, *span));
+        const bool touches = span->start == span->end && end_before == span->start;
+        const MatchSpan whole = whole_code_points(line, *span);
+        if (!touches && !visit(whole)) break;
+        if (!touches) end_before = whole.end;
         const std::size_t from =
             span->start == span->end ? next_code_point(line, span->end) : span->end;
         if (from > line.size()) break;
         span = _impl->next_span(line, from);
     }
-    return spans;
 }
 
 }  // namespace codetext::search

@@ -42,7 +42,7 @@ class Pattern {
 
     /// Every match on `line` that does not overlap the one before it, leftmost first. An empty
     /// match counts unless it touches the one before it.
-    std::vector<MatchSpan> spans(std::string_view line) const;
+    void each_span(std::string_view line, const VisitSpan& visit) const;
 
     /// The longest text that every matching line is known to hold when its ASCII letters are
     /// lower-cased: ASCII of three characters or more. None when no such text is known, or a

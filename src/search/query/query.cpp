@@ -71,9 +71,27 @@ Query make_query(const QueryOptions& options) {
     return query;
 }
 
+void each_match_span(const Query& query, std::string_view line, const VisitSpan& visit) {
+    if (query.pattern) return query.pattern->each_span(line, visit);
+    each_needle_span(line, *query.needle, query.case_sensitive, visit);
+}
+
 std::vector<MatchSpan> match_spans(const Query& query, std::string_view line) {
-    return query.pattern ? query.pattern->spans(line)
-                         : needle_spans(line, *query.needle, query.case_sensitive);
+    std::vector<MatchSpan> spans;
+    each_match_span(query, line, [&](MatchSpan span) {
+        spans.push_back(span);
+        return true;
+    });
+    return spans;
+}
+
+MatchSpan first_match_span(const Query& query, std::string_view line) {
+    MatchSpan first{};
+    each_match_span(query, line, [&](MatchSpan span) {
+        first = span;
+        return false;
+    });
+    return first;
 }
 
 }  // namespace codetext::search

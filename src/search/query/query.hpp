@@ -44,6 +44,9 @@ Query make_query(const QueryOptions& options);
 
 /// Where on a matching line the query matches: at least one span. Only the first is what the search
 /// found; a later one counts if it does not overlap the one before it.
+void each_match_span(const Query& query, std::string_view line, const VisitSpan& visit);
 std::vector<MatchSpan> match_spans(const Query& query, std::string_view line);
+/// The first of them.
+MatchSpan first_match_span(const Query& query, std::string_view line);
 
 }  // namespace codetext::search

@@ -5,6 +5,8 @@
 
 namespace codetext::search {
 
+using code_text::FileRow;
+
 // A byte-order mark at a file's start is no part of what a pattern is matched with, nor of what is
 // printed: the first segment is replaced by one without it before it is searched. Only the column
 // of a match on line 1 counts the mark, for it is a column in the line as the text source has it.
@@ -37,48 +39,75 @@ code_text::SegmentList without_mark(const code_text::SegmentList& segments) {
     return code_text::SegmentList(std::move(copies));
 }
 
-std::size_t text_bytes(const code_text::SegmentList& segments) {
-    std::size_t bytes = 0;
-    for (const code_text::Segment& segment : segments) bytes += segment.lines.size_bytes();
-    return bytes;
-}
+/// Context lines that are cut out at a time.
+constexpr std::int64_t CONTEXT_LINES = 4096;
 
-// Puts the lines around each match between the matches that search_segment found.
-class ContextFiller {
+// The search of one file. Matches come in order; the lines around them are shown as soon as it is
+// known which they are: those after a match when the next match, or the end, is found.
+class FileSearch {
   public:
-    ContextFiller(code_text::TextSource& source, const FileWants& wants, FileResult& result)
-        : _source(&source), _wants(wants), _result(&result) {}
+    FileSearch(code_text::TextSource& source, const FileRow& file, const Query& query,
+               const FileWants& wants, const ShowLine& show)
+        : _source(&source), _file(&file), _query(&query), _wants(wants), _show(&show) {}
 
-    void fill() {
-        const std::vector<ResultLine> matches = std::exchange(_result->lines, {});
-        if (matches.empty()) return;
-        for (std::size_t i = 0; i < matches.size(); ++i) {
-            const ResultLine& match = matches[i];
-            _add(std::max(_next, match.number - _wants.before), match.number - 1);
-            _result->lines.push_back(match);
-            _next = match.number + 1;
-            const std::int64_t until =
-                i + 1 < matches.size() ? matches[i + 1].number - 1 : NO_LIMIT;
-            const std::int64_t last = std::min(saturated_sum(match.number, _wants.after), until);
-            _add(_next, last);
+    Stats run() {
+        _segments = code_text::segments(*_source, _file->file_id, _file->path);
+        _has_mark = !_segments.empty() && begins_with_mark(_segments[0]);
+        if (_has_mark) _segments = without_mark(_segments);
+        for (const code_text::Segment& segment : _segments) {
+            if (_stats.matched_lines >= _wants.max_matches) break;
+            _search(segment);
         }
+        if (_wanted_until > 0) _show_context(_next, _wanted_until);
+        _stats.files_searched = 1;
+        _stats.files_with_match = _stats.matched_lines > 0 ? 1 : 0;
+        return _stats;
     }
 
   private:
-    void _add(std::int64_t first, std::int64_t last) {
-        if (first > last) return;
-        const auto& [lines, start] = _run_holding(first, last);
-        for (const code_text::ContextLine& line : code_text::context(lines, first, last, start)) {
-            _result->lines.push_back({line.line, -1, line.content});
-            _next = line.line + 1;
+    void _search(const code_text::Segment& segment) {
+        const Pattern* pattern = _query->pattern ? &*_query->pattern : nullptr;
+        const std::int64_t before = _stats.matched_lines;
+        auto matches = code_text::line_matches(segment.lines, _query->needle.value_or(""), pattern,
+                                               _query->case_sensitive);
+        for (const code_text::LineMatch& match : matches) {
+            ++_stats.matched_lines;
+            if (_wants.lines) _take({segment.first + match.number - 1, match.column, match.line});
+            if (_stats.matched_lines == _wants.max_matches) break;
+        }
+        ++_stats.segments;
+        if (_stats.matched_lines == before) ++_stats.segments_without_match;
+        _stats.bytes_searched += static_cast<std::int64_t>(segment.lines.text().size());
+    }
+
+    void _take(ResultLine match) {
+        if (_has_mark && match.number == 1) ++match.column;
+        _show_context(_next, std::min(_wanted_until, match.number - 1));
+        _show_context(std::max(_next, match.number - _wants.before), match.number - 1);
+        (*_show)(match);
+        _next = match.number + 1;
+        if (_wants.after > 0) _wanted_until = saturated_sum(match.number, _wants.after);
+    }
+
+    void _show_context(std::int64_t first, std::int64_t last) {
+        while (first <= last) {
+            const auto& [lines, start] = _run_holding(first, last);
+            const std::int64_t until = std::min(last, saturated_sum(first, CONTEXT_LINES - 1));
+            const auto cut = code_text::context(lines, first, until, start);
+            for (const code_text::ContextLine& line : cut) {
+                (*_show)({line.line, -1, line.content});
+                _next = line.line + 1;
+            }
+            if (_next <= until) return;  // the file ends before
+            first = _next;
         }
     }
 
     // A run of lines that holds what the file has of the range: a segment, or else the whole file.
     std::pair<const code_text::Lines&, std::int64_t> _run_holding(std::int64_t first,
                                                                   std::int64_t last) {
-        for (; _segment < _result->segments.size(); ++_segment) {
-            const code_text::Segment& segment = _result->segments[_segment];
+        for (; _segment < _segments.size(); ++_segment) {
+            const code_text::Segment& segment = _segments[_segment];
             const auto size = static_cast<std::int64_t>(segment.lines.size());
             if (first >= segment.first + size) continue;
             if (first >= segment.first && (segment.last || last < segment.first + size)) {
@@ -87,38 +116,26 @@ class ContextFiller {
             break;
         }
         if (!_has_all_lines) {
-            _result->all_lines = without_mark(
-                code_text::lines(*_source, _result->file->file_id, _result->file->path));
+            _all_lines = without_mark(code_text::lines(*_source, _file->file_id, _file->path));
             _has_all_lines = true;
         }
-        return {_result->all_lines, 1};
+        return {_all_lines, 1};
     }
 
     code_text::TextSource* _source;
+    const FileRow* _file;
+    const Query* _query;
     FileWants _wants;
-    FileResult* _result;
-    std::int64_t _next = 1;    ///< number of the first line that is not in the result yet
-    std::size_t _segment = 0;  ///< the first one that later lines may lie in
+    const ShowLine* _show;
+    Stats _stats;
+    code_text::SegmentList _segments;
+    code_text::Lines _all_lines;  ///< of the file, once a line outside of the segments is wanted
     bool _has_all_lines = false;
+    bool _has_mark = false;
+    std::int64_t _next = 1;          ///< number of the first line that is not shown yet
+    std::int64_t _wanted_until = 0;  ///< number of the last line that is wanted after a match
+    std::size_t _segment = 0;        ///< the first one that later lines may lie in
 };
-
-void search_segment(const code_text::Segment& segment, const Query& query, const FileWants& wants,
-                    FileResult& result) {
-    const Pattern* pattern = query.pattern ? &*query.pattern : nullptr;
-    const std::int64_t before = result.stats.matched_lines;
-    auto matches = code_text::line_matches(segment.lines, query.needle.value_or(""), pattern,
-                                           query.case_sensitive);
-    for (const code_text::LineMatch& match : matches) {
-        ++result.stats.matched_lines;
-        if (wants.lines) {
-            result.lines.push_back({segment.first + match.number - 1, match.column, match.line});
-        }
-        if (result.stats.matched_lines == wants.max_matches) break;
-    }
-    ++result.stats.segments;
-    if (result.stats.matched_lines == before) ++result.stats.segments_without_match;
-    result.stats.bytes_searched += static_cast<std::int64_t>(segment.lines.text().size());
-}
 
 }  // namespace
 
@@ -134,28 +151,12 @@ Stats& Stats::operator+=(const Stats& other) {
     return *this;
 }
 
-void search_file(code_text::TextSource& source, const code_text::FileRow& file, const Query& query,
-                 const FileWants& wants, FileResult& result,
-                 const std::function<void(std::size_t text_bytes)>& begin) {
+Stats search_file(code_text::TextSource& source, const FileRow& file, const Query& query,
+                  const FileWants& wants, const ShowLine& show) {
     const std::int64_t start_ns = now_ns();
-    result.file = &file;
-    result.lines.clear();
-    result.stats = {};
-    result.segments = code_text::segments(source, file.file_id, file.path);
-    if (begin) begin(text_bytes(result.segments));
-    const bool has_mark = !result.segments.empty() && begins_with_mark(result.segments[0]);
-    if (has_mark) result.segments = without_mark(result.segments);
-    for (const code_text::Segment& segment : result.segments) {
-        if (result.stats.matched_lines >= wants.max_matches) break;
-        search_segment(segment, query, wants, result);
-    }
-    if (has_mark && !result.lines.empty() && result.lines[0].number == 1) ++result.lines[0].column;
-    if (wants.lines && (wants.before > 0 || wants.after > 0)) {
-        ContextFiller(source, wants, result).fill();
-    }
-    result.stats.files_searched = 1;
-    result.stats.files_with_match = result.stats.matched_lines > 0 ? 1 : 0;
-    result.stats.elapsed_ns = now_ns() - start_ns;
+    Stats stats = FileSearch(source, file, query, wants, show).run();
+    stats.elapsed_ns = now_ns() - start_ns;
+    return stats;
 }
 
 }  // namespace codetext::search

@@ -2,16 +2,15 @@
 
 // The search of one file: which of its lines match, with the lines around them.
 //
-//   search::FileResult result;
-//   search::search_file(source, file, query, {.before = 2, .after = 2}, result);
-//   for (const search::ResultLine& line : result.lines) show(line.number, line.text);
+//   const search::Stats stats = search::search_file(
+//       source, file, query, {.before = 2, .after = 2},
+//       [&](const search::ResultLine& line) { show(line.number, line.text); });
+//   if (stats.matched_lines > 0) show(file.path);
 
 #include <cstdint>
 #include <functional>
 #include <limits>
-#include <optional>
 #include <string_view>
-#include <vector>
 
 #include "search/query/query.hpp"
 #include "storage/code_text.hpp"
@@ -28,7 +27,7 @@ struct FileWants {
     bool lines = true;                    ///< false: the number of matches is enough
 };
 
-/// A line to show. Its text lives as long as the FileResult is not used for another file.
+/// A line to show.
 struct ResultLine {
     std::int64_t number;  ///< its number in the file, from 1
     /// Code points before the first match, a byte-order mark included; -1 for a context line.
@@ -50,22 +49,13 @@ struct Stats {
     Stats& operator+=(const Stats& other);
 };
 
-/// What the search of one file found. It can be used for one file after the other.
-struct FileResult {
-    const code_text::FileRow* file = nullptr;
-    std::vector<ResultLine> lines;  ///< matches and context, ascending by number, each line once
-    Stats stats;                    ///< of this file alone
+/// Takes the lines to show of a file: matches and context, ascending by number, each line once. The
+/// line's text is valid until the call returns. What it throws ends the search of the file.
+using ShowLine = std::function<void(const ResultLine& line)>;
 
-    /// What keeps the text of `lines`.
-    code_text::SegmentList segments;
-    code_text::Lines all_lines;
-};
-
-/// Searches one file, as if it had no byte-order mark at its start. `source` may be of any file
-/// before; `file` must outlive the result's use. `begin` is called before any text is unpacked,
-/// with the bytes that all would take. Passes every failure of the index on.
-void search_file(code_text::TextSource& source, const code_text::FileRow& file, const Query& query,
-                 const FileWants& wants, FileResult& result,
-                 const std::function<void(std::size_t text_bytes)>& begin = nullptr);
+/// Searches one file, as if it had no byte-order mark at its start. Lines are shown as they are
+/// found. `source` may be of any file before. Passes every failure of the index on.
+Stats search_file(code_text::TextSource& source, const code_text::FileRow& file, const Query& query,
+                  const FileWants& wants, const ShowLine& show);
 
 }  // namespace codetext::search

@@ -1,7 +1,7 @@
 #include "search/run/search_run.hpp"
 
 #include <algorithm>
-#include <mutex>
+#include <memory>
 #include <thread>
 #include <utility>
 
@@ -19,14 +19,26 @@ namespace {
 struct Rendered {
     std::string out;
     Stats stats;
+    /// It was given up: the file has much text, or much output. The thread that emits searches it
+    /// and hands the output on as it comes.
+    bool is_large = false;
 };
 
 constexpr std::size_t FILES_WORTH_THREADS = 32;
 /// Files that a thread takes at a time: most are searched faster than a lock is handed over.
 constexpr std::size_t BATCH_FILES = 24;
 
-/// One thread at a time searches a file with more text, so that memory holds one of them.
-constexpr std::size_t LARGE_FILE_BYTES = 16 << 20;
+/// A file with more text is large: memory holds one of them at a time.
+constexpr std::size_t LARGE_TEXT_BYTES = 16 << 20;
+/// And one with more output. It is far above what most files have, for it is made twice.
+constexpr std::size_t LARGE_OUTPUT_BYTES = 8 << 20;
+/// The parts in which a large output is handed on.
+constexpr std::size_t PART_BYTES = 1 << 16;
+
+/// Ends the search of a file that has more output than a thread keeps.
+struct OutputTooLarge {};
+/// Ends the search of a file whose output nobody reads any more.
+struct ReaderGone {};
 
 /// Ids of the files in which something can match; none: any of them.
 std::optional<std::vector<std::int64_t>> possible_files(const code_text::TextSource& source) {
@@ -41,9 +53,9 @@ bool holds(const std::vector<std::int64_t>& ids, std::int64_t id) {
 /// The search of one batch.
 class BatchSearch {
   public:
-    BatchSearch(const SearchOptions& options, const Render& render, SearchBatch batch)
+    BatchSearch(const SearchOptions& options, const MakeRenderer& make_renderer, SearchBatch batch)
         : _options(&options),
-          _render(&render),
+          _make_renderer(&make_renderer),
           _batch(std::move(batch)),
           _possible(possible_files(_batch.source)) {
         if (!_possible || options.result_kind == ResultKind::FILE_WITHOUT_MATCH) return;
@@ -60,12 +72,14 @@ class BatchSearch {
                                    _pool_options());
         for (std::size_t item = 0; item < count; ++item) {
             Rendered file = pool.next();
-            if (_results(file.stats) > _options->limit - result.results) {
-                file = _searched_up_to(item, _options->limit - result.results);
+            const std::int64_t left = _options->limit - result.results;
+            if (file.is_large || _results(file.stats) > left) {
+                file.stats = _streamed(item, left, emit, result.stopped);
+            } else if (_results(file.stats) > 0) {
+                result.stopped = !emit(file.out, true);
             }
             result.stats += file.stats;
             result.results += _results(file.stats);
-            if (_results(file.stats) > 0) result.stopped = !emit(file.out);
             if (result.stopped || result.results == _options->limit) return false;
         }
         return true;
@@ -92,51 +106,91 @@ class BatchSearch {
         return options;
     }
 
+    // What a thread has for itself.
+    struct Worker {
+        code_text::TextSource source;
+        std::unique_ptr<Renderer> renderer;
+        OutputBuffer out;
+    };
+
     OrderedPool<Rendered>::Worker _make_worker() const {
+        const auto worker = std::make_shared<Worker>(Worker{
+            _limited_source(), (*_make_renderer)(),
+            OutputBuffer(LARGE_OUTPUT_BYTES, [](std::string_view) { throw OutputTooLarge(); })});
+        return [this, worker](std::size_t item) { return _searched(item, *worker); };
+    }
+
+    code_text::TextSource _limited_source() const {
+        code_text::TextSource source = _batch.source;
+        code_text::limit_text(source, LARGE_TEXT_BYTES);
+        return source;
+    }
+
+    Rendered _searched(std::size_t item, Worker& worker) const {
+        worker.out.clear();
+        try {
+            Rendered rendered;
+            rendered.stats = _search(item, _options->limit, worker);
+            rendered.out = worker.out.text();
+            return rendered;
+        } catch (const chunk_store::TextTooLarge&) {
+        } catch (const OutputTooLarge&) {
+        }
+        worker.source = _limited_source();  // which holds no text
+        return {.out = {}, .stats = {}, .is_large = true};
+    }
+
+    // Emits the output while the file is searched, up to `most_results`.
+    Stats _streamed(std::size_t item, std::int64_t most_results, const Emit& emit,
+                    bool& stopped) const {
+        bool begins_file = true;
+        Worker worker{_batch.source, (*_make_renderer)(),
+                      OutputBuffer(PART_BYTES, [&](std::string_view part) {
+                          if (!emit(part, std::exchange(begins_file, false))) throw ReaderGone();
+                      })};
+        try {
+            Stats stats = _search(item, most_results, worker);
+            if (_results(stats) > 0) worker.out.hand_on();
+            return stats;
+        } catch (const ReaderGone&) {
+            stopped = true;
+            return {};
+        }
+    }
+
+    // The search of one file, which fills `worker.out` if it has a result.
+    Stats _search(std::size_t item, std::int64_t most_results, Worker& worker) const {
+        const FileRow& file = _batch.files[item];
         FileWants wants = _options->wants;
         if (_options->result_kind == ResultKind::MATCHING_LINE) {
-            wants.max_matches = std::min(wants.max_matches, _options->limit);
+            wants.max_matches = std::min(wants.max_matches, most_results);
+        } else if (_options->result_kind == ResultKind::FILE_WITHOUT_MATCH) {
+            wants.lines = false;
         }
-        return [this, wants, source = _batch.source, result = FileResult()](
-                   std::size_t item) mutable { return _searched(item, source, wants, result); };
-    }
-
-    Rendered _searched(std::size_t item, code_text::TextSource& source, const FileWants& wants,
-                       FileResult& result) const {
-        const FileRow& file = _batch.files[item];
-        Rendered rendered;
-        std::unique_lock<std::mutex> alone;
-        const auto begin = [&](std::size_t text_bytes) {
-            if (text_bytes > LARGE_FILE_BYTES) alone = std::unique_lock(_large_file);
+        bool has_begun = false;
+        const auto begin = [&] {
+            if (!std::exchange(has_begun, true)) worker.renderer->begin(file, worker.out);
         };
-        if (_possible && !holds(*_possible, file.file_id)) {
-            result = FileResult();
-            result.file = &file;
-        } else {
-            search_file(source, file, _options->query, wants, result, begin);
+        Stats stats;
+        if (!_possible || holds(*_possible, file.file_id)) {
+            stats = search_file(worker.source, file, _options->query, wants,
+                                [&](const ResultLine& line) {
+                                    begin();
+                                    worker.renderer->line(line, worker.out);
+                                    worker.out.hand_on_if_large();
+                                });
         }
-        rendered.stats = result.stats;
-        if (_results(result.stats) > 0) rendered.stats.matches += (*_render)(result, rendered.out);
-        if (alone) {
-            result = FileResult();
-            source = _batch.source;  // which holds no lines
+        if (_results(stats) > 0) {
+            begin();
+            stats.matches += worker.renderer->end(stats, worker.out);
         }
-        return rendered;
-    }
-
-    Rendered _searched_up_to(std::size_t item, std::int64_t max_matches) const {
-        FileWants wants = _options->wants;
-        wants.max_matches = max_matches;
-        code_text::TextSource source = _batch.source;
-        FileResult result;
-        return _searched(item, source, wants, result);
+        return stats;
     }
 
     const SearchOptions* _options;
-    const Render* _render;
+    const MakeRenderer* _make_renderer;
     SearchBatch _batch;
     std::optional<std::vector<std::int64_t>> _possible;
-    mutable std::mutex _large_file;  ///< held while one is searched
 };
 
 }  // namespace
@@ -144,7 +198,7 @@ class BatchSearch {
 namespace {
 
 SearchResult search_once(Database& db, const SearchOptions& options, SourceWanted source,
-                         const Render& render, const Emit& emit) {
+                         const MakeRenderer& make_renderer, const Emit& emit) {
     const Transaction snapshot(db, Transaction::Kind::READ);
     SearchResult result;
     SearchBatches batches(db, options, source);
@@ -153,8 +207,8 @@ SearchResult search_once(Database& db, const SearchOptions& options, SourceWante
         std::optional<SearchBatch> batch = batches.next();
         if (!batch) break;
         result.from_index = std::holds_alternative<code_text::ChunkText>(batch->source);
-        goes_on =
-            options.limit > 0 && BatchSearch(options, render, *std::move(batch)).run(emit, result);
+        goes_on = options.limit > 0 &&
+                  BatchSearch(options, make_renderer, *std::move(batch)).run(emit, result);
     }
     result.reason = batches.reason();
     result.unread = batches.unread();
@@ -171,22 +225,22 @@ constexpr const char* DAMAGED =
 
 }  // namespace
 
-SearchResult run_search(Database& db, const SearchOptions& options, const Render& render,
-                        const Emit& emit) {
+SearchResult run_search(Database& db, const SearchOptions& options,
+                        const MakeRenderer& make_renderer, const Emit& emit) {
     bool has_emitted = false;
-    const Emit noting_emit = [&](std::string_view out) {
+    const Emit noting_emit = [&](std::string_view part, bool begins_file) {
         has_emitted = true;
-        return emit(out);
+        return emit(part, begins_file);
     };
     const auto may_read_disk = [&] { return options.source == SourceWanted::AUTO && !has_emitted; };
     try {
-        return search_once(db, options, options.source, render, noting_emit);
+        return search_once(db, options, options.source, make_renderer, noting_emit);
     } catch (const DatabaseError& error) {
         if (!is_damage(error) || !may_read_disk()) throw;
     } catch (const chunk_store::DamagedChunk&) {
         if (!may_read_disk()) throw;
     }
-    SearchResult result = search_once(db, options, SourceWanted::DISK, render, emit);
+    SearchResult result = search_once(db, options, SourceWanted::DISK, make_renderer, emit);
     result.reason = DAMAGED;
     return result;
 }

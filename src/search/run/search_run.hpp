@@ -2,11 +2,12 @@
 
 // One search over an index: which files, read from where, their results in path order.
 //
-//   search::SearchResult result = search::run_search(db, {.query = query}, render, emit);
+//   search::SearchResult result = search::run_search(db, {.query = query}, make_renderer, emit);
 //   if (result.reason) report(*result.reason);
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -15,6 +16,7 @@
 #include "search/files/file_selection.hpp"
 #include "search/query/query.hpp"
 #include "search/run/file_search.hpp"
+#include "search/run/output_buffer.hpp"
 #include "search/run/tree_reader.hpp"
 #include "storage/database.hpp"
 
@@ -39,12 +41,25 @@ struct SearchOptions {
     unsigned threads = 0;           ///< 0: one a core
 };
 
-/// Appends the output for what a search found in a file, and returns the number of matches that it
-/// counted, which the search adds to the file's stats. Called by several threads at once.
-using Render = std::function<std::int64_t(const FileResult& result, std::string& out)>;
-/// Takes the output for one file, in path order, on the thread that runs the search; false when
-/// nobody reads the output any more.
-using Emit = std::function<bool(std::string_view out)>;
+/// Makes the output for one file after the other.
+class Renderer {
+  public:
+    virtual ~Renderer() = default;
+    /// A file that has a result: before its first line, or before end(). What came of the file
+    /// before it may have been given up.
+    virtual void begin(const code_text::FileRow& file, OutputBuffer& out) = 0;
+    /// A line of it to show, in order. The line's text is valid until the call returns.
+    virtual void line(const ResultLine& line, OutputBuffer& out) = 0;
+    /// The end of the file. Returns the number of matches that the output showed, which the search
+    /// adds to the file's stats.
+    virtual std::int64_t end(const Stats& stats, OutputBuffer& out) = 0;
+};
+/// Called once for each thread of a search.
+using MakeRenderer = std::function<std::unique_ptr<Renderer>()>;
+/// Takes the output for one file after the other, in path order, on the thread that runs the
+/// search: a large one in parts, of which only the first `begins_file`. False when nobody reads the
+/// output any more.
+using Emit = std::function<bool(std::string_view part, bool begins_file)>;
 
 struct SearchResult {
     Stats stats;                        ///< of the files up to the last one that was emitted
@@ -62,12 +77,12 @@ class IndexCannotAnswer : public std::runtime_error {
 };
 
 /// Runs the search in one read transaction on `db`, which must not be inside one. `emit` gets what
-/// `render` makes of each file that has a result, an empty text included. With SourceWanted::AUTO,
-/// an index that turns out to be damaged before the first call of `emit` is not used: the files
-/// that it names are read from disk. Throws IndexCannotAnswer; passes on what `render` and `emit`
-/// throw, every failure of the index, and std::runtime_error when the machine fails while files are
-/// read from disk (is_machine_failure).
-SearchResult run_search(Database& db, const SearchOptions& options, const Render& render,
-                        const Emit& emit);
+/// the renderers make of each file that has a result, an empty text included. With
+/// SourceWanted::AUTO, an index that turns out to be damaged before the first call of `emit` is not
+/// used: the files that it names are read from disk. Throws IndexCannotAnswer; passes on what
+/// renderers and `emit` throw, every failure of the index, and std::runtime_error when the machine
+/// fails while files are read from disk (is_machine_failure).
+SearchResult run_search(Database& db, const SearchOptions& options,
+                        const MakeRenderer& make_renderer, const Emit& emit);
 
 }  // namespace codetext::search

@@ -1,5 +1,6 @@
 #include "search/run/tree_reader.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <mutex>
 #include <stdexcept>
@@ -25,15 +26,19 @@ class TreeReader::State {
   public:
     explicit State(std::filesystem::path root) : _root(std::move(root)) {}
 
-    std::string read(const std::filesystem::path& location) {
+    std::string read(const std::filesystem::path& location, std::size_t most_bytes) {
         _open();
         const std::string_view path = _below(location.native());
         try {
-            std::string bytes = fsio::read_file_below(_opened, path).bytes;
+            const std::size_t most = std::min(most_bytes, fsio::MAX_FILE_BYTES);
+            std::string bytes = fsio::read_file_below(_opened, path, most).bytes;
             if (is_binary(bytes)) throw std::system_error(EINVAL, std::generic_category());
             return bytes;
         } catch (const std::system_error& error) {
             const int code = error.code().value();
+            if (code == EFBIG && most_bytes < fsio::MAX_FILE_BYTES) {
+                throw chunk_store::TextTooLarge();
+            }
             if (is_machine_failure(code)) throw std::runtime_error(error.what());
             if (!is_no_file(code)) _note(path, error.code());
             throw;
@@ -80,8 +85,9 @@ class TreeReader::State {
 TreeReader::TreeReader(const std::filesystem::path& root) : _state(std::make_shared<State>(root)) {}
 
 code_text::FileReader TreeReader::reader() const {
-    return
-        [state = _state](const std::filesystem::path& location) { return state->read(location); };
+    return [state = _state](const std::filesystem::path& location, std::size_t most_bytes) {
+        return state->read(location, most_bytes);
+    };
 }
 
 UnreadFiles TreeReader::unread() const { return _state->unread(); }

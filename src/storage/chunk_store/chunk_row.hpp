@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -20,6 +21,15 @@ class DamagedChunk : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
+
+/// A file has more text than a reader wanted to take into memory.
+class TextTooLarge : public std::runtime_error {
+  public:
+    TextTooLarge() : std::runtime_error("a file has more text than was asked for") {}
+};
+
+/// Bytes of one file's text that a reader takes, where it does not say.
+inline constexpr std::size_t ALL_TEXT = std::numeric_limits<std::size_t>::max();
 
 class PackedFrame;
 

@@ -32,9 +32,10 @@ DictionariesHandle make_dictionaries();
 /// that it was made with, which must outlive it. Copies may be read by several threads at once.
 class MatchingRows {
   public:
-    /// The rows of one file; none for a file that is not searched.
-    /// Throws IndexChanged, DamagedChunk, DatabaseError.
-    std::vector<ChunkRow> of_file(std::int64_t file_id) const;
+    /// The rows of one file; none for a file that is not searched. Throws IndexChanged,
+    /// DamagedChunk, DatabaseError, and TextTooLarge when they hold more than `most_bytes`, packed
+    /// or not.
+    std::vector<ChunkRow> of_file(std::int64_t file_id, std::size_t most_bytes = ALL_TEXT) const;
     /// The searched files that may have a row, ascending; each has one unless it is gone.
     std::vector<std::int64_t> file_ids() const;
     /// What its chunks are unpacked with.
@@ -61,9 +62,11 @@ MatchingRows matching_rows(const Database& db, const std::optional<Candidates>& 
                            std::vector<std::int64_t> searched);
 
 /// The chunk rows with row ids from `first` to before `end`, ascending. Throws DamagedChunk where
-/// one cannot be read back. Without `dictionaries` each call reads the dictionary that it needs.
+/// one cannot be read back, TextTooLarge where they hold more than `most_bytes`, packed or not.
+/// Without `dictionaries` each call reads the dictionary that it needs.
 std::vector<ChunkRow> file_rows(const Database& db, std::int64_t first, std::int64_t end,
-                                DictionariesHandle dictionaries = nullptr);
+                                DictionariesHandle dictionaries = nullptr,
+                                std::size_t most_bytes = ALL_TEXT);
 
 class MatchingRows::Iterator {
   public:

@@ -15,6 +15,10 @@ namespace {
 constexpr std::string_view EVERY_CHUNK =
     "SELECT c.rowid, c.start_line, c.end_line, coalesce(c.exact, c.text), NOT EXISTS (SELECT 1 "
     "FROM code_chunks n WHERE n.rowid = c.rowid + 1) FROM code_chunks c";
+constexpr std::string_view CHUNKS_OF_FILE =
+    "SELECT c.rowid, c.start_line, c.end_line, coalesce(c.exact, c.text), NOT EXISTS (SELECT 1 "
+    "FROM code_chunks n WHERE n.rowid = c.rowid + 1) FROM code_chunks c WHERE c.rowid >= ? AND "
+    "c.rowid < ? ORDER BY c.rowid";
 constexpr std::string_view CHUNKS_LIKE =
     "SELECT c.rowid, c.start_line, c.end_line, coalesce(c.exact, c.text), NOT EXISTS (SELECT 1 "
     "FROM code_chunks n WHERE n.rowid = c.rowid + 1) FROM code_chunks c WHERE c.text LIKE ?";
@@ -46,49 +50,115 @@ void each_code_chunk(const Database& db, const std::optional<std::string>& needl
     db.each(CHUNKS_LIKE, {"%" + *needle + "%"}, visit);
 }
 
-CandidateChunks::Entries code_chunks_entries(const Database& db,
-                                             const std::optional<std::string>& needle,
-                                             std::vector<std::int64_t> searched) {
-    std::sort(searched.begin(), searched.end());
-    std::unordered_map<std::int64_t, std::map<std::int64_t, Segment>> found;
-    chunk_store::DatabaseLimit texts(db);
-    each_code_chunk(db, needle, [&](const RowView& row) {
+/// The searched files' chunks as they come, with their texts as long as there is room for them.
+class FoundChunks {
+  public:
+    FoundChunks(const Database& db, std::size_t held_bytes)
+        : _db(&db), _limit(db), _held_bytes(held_bytes) {}
+
+    void add(const RowView& row) {
         const std::int64_t rowid = row.integer(0);
-        const std::int64_t file_id = chunk_store::file_of_row(rowid);
-        if (!std::binary_search(searched.begin(), searched.end(), file_id)) return Visit::CONTINUE;
         chunk_store::check_lines(rowid, row.integer(1), row.integer(2));
-        texts.take(row.text(3).size());
-        found[file_id].emplace(rowid, segment_of({rowid, row.integer(1), row.integer(2),
-                                                  chunk_store::StoredText(std::string(row.text(3))),
-                                                  row.integer(4) != 0}));
+        _limit.take(row.text(3).size());
+        _text_bytes += row.text(3).size();
+        _rowids.push_back(rowid);
+        if (_text_bytes > _held_bytes) {
+            _stamp = _db->content_stamp();
+            _files.clear();
+        } else {
+            _files[chunk_store::file_of_row(rowid)].emplace(rowid, segment_of(row));
+        }
+    }
+
+    static Segment segment_of(const RowView& row) {
+        return code_text::segment_of({row.integer(0), row.integer(1), row.integer(2),
+                                      chunk_store::StoredText(std::string(row.text(3))),
+                                      row.integer(4) != 0});
+    }
+
+    CandidateChunks take() {
+        if (_text_bytes > _held_bytes) {
+            std::sort(_rowids.begin(), _rowids.end());
+            return {*_db, chunk_store::Candidates(std::move(_rowids), _stamp)};
+        }
+        CandidateChunks::Entries entries;
+        for (auto& [file_id, chunks] : _files) {
+            std::vector<Segment> segments;
+            for (auto& [rowid, segment] : chunks) segments.push_back(std::move(segment));
+            entries.emplace(file_id, SegmentList(std::move(segments)));
+        }
+        return CandidateChunks(std::move(entries));
+    }
+
+  private:
+    const Database* _db;
+    chunk_store::DatabaseLimit _limit;
+    std::size_t _held_bytes;
+    std::size_t _text_bytes = 0;
+    std::vector<std::int64_t> _rowids;
+    ContentStamp _stamp;
+    std::unordered_map<std::int64_t, std::map<std::int64_t, Segment>> _files;
+};
+
+CandidateChunks code_chunks_candidates(const Database& db, const std::optional<std::string>& needle,
+                                       std::vector<std::int64_t> searched, std::size_t held_bytes) {
+    std::sort(searched.begin(), searched.end());
+    FoundChunks found(db, held_bytes);
+    each_code_chunk(db, needle, [&](const RowView& row) {
+        const std::int64_t file_id = chunk_store::file_of_row(row.integer(0));
+        if (std::binary_search(searched.begin(), searched.end(), file_id)) found.add(row);
         return Visit::CONTINUE;
     });
-    CandidateChunks::Entries entries;
-    for (auto& [file_id, chunks] : found) {
-        std::vector<Segment> segments;
-        for (auto& [rowid, segment] : chunks) segments.push_back(std::move(segment));
-        entries.emplace(file_id, SegmentList(std::move(segments)));
-    }
-    return entries;
+    return found.take();
 }
 
 }  // namespace
 
-std::optional<SegmentList> CandidateChunks::find(std::int64_t file_id) const {
+std::optional<SegmentList> CandidateChunks::find(std::int64_t file_id,
+                                                 std::size_t most_bytes) const {
+    if (_late) return _read_late(file_id, most_bytes);
+    std::vector<Segment> segments;
     if (_entries) {
         const auto found = _entries->find(file_id);
-        return found == _entries->end() ? std::nullopt : std::optional(found->second);
+        if (found == _entries->end()) return std::nullopt;
+        std::size_t bytes = 0;
+        for (const Segment& segment : found->second) bytes += segment.lines.size_bytes();
+        if (bytes > most_bytes) throw chunk_store::TextTooLarge();
+        return found->second;
     }
-    std::vector<Segment> segments;
-    for (const chunk_store::ChunkRow& row : _rows->of_file(file_id)) {
+    for (const chunk_store::ChunkRow& row : _rows->of_file(file_id, most_bytes)) {
         segments.push_back(segment_of(row));
     }
     if (segments.empty()) return std::nullopt;
     return SegmentList(std::move(segments));
 }
 
+std::optional<SegmentList> CandidateChunks::_read_late(std::int64_t file_id,
+                                                       std::size_t most_bytes) const {
+    const auto [first, end] = file_rowids(file_id);
+    const std::span<const std::int64_t> all = _late->rowids();
+    const auto own = std::lower_bound(all.begin(), all.end(), first);
+    if (own == all.end() || *own >= end) return std::nullopt;
+    chunk_store::SizeLimit texts(file_id, chunk_store::MAX_FILE_TEXT_BYTES);
+    std::size_t bytes = 0;
+    std::vector<Segment> segments;
+    _db->each(CHUNKS_OF_FILE, {first, end}, [&](const RowView& row) {
+        if (_db->content_stamp() != _late->stamp()) throw chunk_store::IndexChanged();
+        if (!std::binary_search(own, all.end(), row.integer(0))) return Visit::CONTINUE;
+        texts.take(row.text(3).size());
+        bytes += row.text(3).size();
+        if (bytes > most_bytes) throw chunk_store::TextTooLarge();
+        segments.push_back(FoundChunks::segment_of(row));
+        return Visit::CONTINUE;
+    });
+    // What the mapping promised is gone.
+    if (segments.empty()) throw chunk_store::IndexChanged();
+    return SegmentList(std::move(segments));
+}
+
 std::vector<std::int64_t> CandidateChunks::file_ids() const {
     if (_rows) return _rows->file_ids();
+    if (_late) return {_late->file_ids().begin(), _late->file_ids().end()};
     std::vector<std::int64_t> ids;
     for (const auto& [file_id, segments] : *_entries) ids.push_back(file_id);
     std::sort(ids.begin(), ids.end());
@@ -103,7 +173,8 @@ const chunk_store::DictionariesHandle& CandidateChunks::dictionaries() const {
 CandidateChunks _candidate_chunks(const Database& db, chunk_store::Layout store,
                                   std::span<const FileRow> files,
                                   const std::optional<std::string>& needle, bool case_sensitive,
-                                  const std::optional<chunk_store::Candidates>& asked) {
+                                  const std::optional<chunk_store::Candidates>& asked,
+                                  std::size_t held_bytes) {
     std::vector<std::int64_t> searched;
     searched.reserve(files.size());
     for (const FileRow& file : files) searched.push_back(file.file_id);
@@ -113,8 +184,8 @@ CandidateChunks _candidate_chunks(const Database& db, chunk_store::Layout store,
         const auto match = may_narrow ? chunk_store::trigram_query(*needle) : std::nullopt;
         return CandidateChunks(chunk_store::matching_rows(db, match, std::move(searched)));
     }
-    return CandidateChunks(code_chunks_entries(
-        db, may_narrow ? needle : std::optional<std::string>(), std::move(searched)));
+    return code_chunks_candidates(db, may_narrow ? needle : std::optional<std::string>(),
+                                  std::move(searched), held_bytes);
 }
 
 }  // namespace codetext::code_text

@@ -32,19 +32,22 @@ class JoinedChunks {
 };
 
 Lines read_lines(const Database& db, chunk_store::Layout store, std::int64_t file_id,
-                 const chunk_store::DictionariesHandle& dictionaries) {
+                 const chunk_store::DictionariesHandle& dictionaries, std::size_t most_bytes) {
     const auto [first, end] = file_rowids(file_id);
     JoinedChunks chunks;
     if (store == chunk_store::COMPRESSED) {
-        for (auto& taken : chunk_store::file_rows(db, first, end, dictionaries)) {
+        for (auto& taken : chunk_store::file_rows(db, first, end, dictionaries, most_bytes)) {
             // Frees each frame as soon as its texts are joined.
             const chunk_store::ChunkRow row = std::move(taken);
             chunks.add(row.start_line, row.end_line, row.text.view());
         }
     } else {
         chunk_store::SizeLimit texts(file_id, chunk_store::MAX_FILE_TEXT_BYTES);
+        std::size_t text_bytes = 0;
         db.each(FILE_CHUNKS, {first, end}, [&](const RowView& row) {
             texts.take(row.text(2).size() + 1);
+            text_bytes += row.text(2).size();
+            if (text_bytes > most_bytes) throw chunk_store::TextTooLarge();
             chunks.add(row.integer(0), row.integer(1), row.text(2));
             return Visit::CONTINUE;
         });
@@ -62,12 +65,17 @@ ChunkText::ChunkText(const Database& db, chunk_store::Layout store, CandidateChu
       _disk(std::move(disk)),
       _on_disk(std::move(on_disk)) {}
 
+void ChunkText::limit_text(std::size_t bytes) {
+    _most_bytes = bytes;
+    _disk.limit_text(bytes);
+}
+
 SegmentList ChunkText::segments(std::int64_t file_id, const std::string& path) {
     if (_on_disk->contains(file_id)) return _disk.segments(file_id, path);
     _forget_dropped_lists();
     auto& handed_out = _handed_out[file_id];
     if (auto held = handed_out.lock()) return SegmentList(std::move(held));
-    std::optional<SegmentList> found = _candidates.find(file_id);
+    std::optional<SegmentList> found = _candidates.find(file_id, _most_bytes);
     if (!found) {
         _handed_out.erase(file_id);
         return SegmentList();
@@ -86,7 +94,7 @@ void ChunkText::_forget_dropped_lists() {
 Lines ChunkText::lines(std::int64_t file_id, const std::string& path) {
     if (_on_disk->contains(file_id)) return _disk.lines(file_id, path);
     if (!_read || _read->first != file_id) {
-        Lines lines = read_lines(*_db, _store, file_id, _candidates.dictionaries());
+        Lines lines = read_lines(*_db, _store, file_id, _candidates.dictionaries(), _most_bytes);
         _read.emplace(file_id, std::move(lines));
     }
     return _read->second;

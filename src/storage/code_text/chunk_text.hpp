@@ -29,6 +29,10 @@ class ChunkText {
     ChunkText(const Database& db, chunk_store::Layout store, CandidateChunks candidates,
               DiskText disk, std::shared_ptr<const FileIds> on_disk);
 
+    /// From now on a file of which more than `bytes` would be read throws
+    /// chunk_store::TextTooLarge.
+    void limit_text(std::size_t bytes);
+
     /// The file's candidate chunks in line order. As long as a caller keeps the list, asking again
     /// gives that very list; afterwards it is read again. `path` matters only for a file kept on
     /// disk. Throws chunk_store::IndexChanged, chunk_store::DamagedChunk, DatabaseError.
@@ -51,6 +55,7 @@ class ChunkText {
     std::shared_ptr<const FileIds> _on_disk;
     std::optional<std::pair<std::int64_t, Lines>> _read;
     std::unordered_map<std::int64_t, std::weak_ptr<const std::vector<Segment>>> _handed_out;
+    std::size_t _most_bytes = chunk_store::ALL_TEXT;  ///< of one file's text
     std::size_t _forget_at = 64;  ///< lists at which those that no caller holds are forgotten
 };
 

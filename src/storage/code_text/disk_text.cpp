@@ -13,8 +13,10 @@ DiskText::DiskText(std::filesystem::path repo_root, std::optional<std::string> n
 
 const std::optional<Lines>& DiskText::_load(std::int64_t file_id, const std::string& path) {
     if (!_read || _read->first != file_id) {
-        std::optional<Lines> lines =
-            _lines_holding(_root / path, _needle, _case_sensitive, _read_file);
+        const auto read = [this](const std::filesystem::path& file) {
+            return _read_file(file, _most_bytes);
+        };
+        std::optional<Lines> lines = _lines_holding(_root / path, _needle, _case_sensitive, read);
         _read.emplace(file_id, std::move(lines));
     }
     return _read->second;

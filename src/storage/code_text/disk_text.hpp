@@ -24,7 +24,10 @@ class DiskText {
     /// `needle` is none for a regular-expression search, and lower-cased by the caller when the
     /// search ignores case. `read` gives the content of a file. Reads nothing.
     DiskText(std::filesystem::path repo_root, std::optional<std::string> needle,
-             bool case_sensitive, FileReader read = fsio::read_bytes_no_follow);
+             bool case_sensitive, FileReader read = read_whole_file);
+
+    /// From now on a file of more than `bytes` throws chunk_store::TextTooLarge.
+    void limit_text(std::size_t bytes) { _most_bytes = bytes; }
 
     /// None or one segment. `path` is relative to the root (an absolute one replaces it) and is not
     /// looked at when `file_id` is the file read last.
@@ -39,6 +42,7 @@ class DiskText {
     std::optional<std::string> _needle;
     bool _case_sensitive;
     FileReader _read_file;
+    std::size_t _most_bytes = chunk_store::ALL_TEXT;  ///< of one file
     std::optional<std::pair<std::int64_t, std::optional<Lines>>> _read;
 };
 

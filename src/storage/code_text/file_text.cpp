@@ -23,7 +23,13 @@ bool lower_case_holds(const std::string& text, const std::string& needle) {
 
 }  // namespace
 
-std::optional<std::string> _file_text(const std::filesystem::path& path, const FileReader& read) {
+std::string read_whole_file(const std::filesystem::path& path, std::size_t most_bytes) {
+    std::string bytes = fsio::read_bytes_no_follow(path);
+    if (bytes.size() > most_bytes) throw chunk_store::TextTooLarge();
+    return bytes;
+}
+
+std::optional<std::string> _file_text(const std::filesystem::path& path, const ReadFile& read) {
     try {
         return unicode::decode(read(path));
     } catch (const std::system_error&) {
@@ -35,7 +41,7 @@ std::optional<std::string> _file_text(const std::filesystem::path& path, const F
 
 std::optional<Lines> _lines_holding(const std::filesystem::path& path,
                                     const std::optional<std::string>& needle, bool case_sensitive,
-                                    const FileReader& read) {
+                                    const ReadFile& read) {
     std::optional<std::string> text = _file_text(path, read);
     if (!text) return std::nullopt;
     if (needle) {

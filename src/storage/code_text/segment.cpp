@@ -30,37 +30,46 @@ class Lines::List {
         const std::lock_guard lock(_mutex);
         const std::size_t end = _index_up_to(last);
         std::vector<std::string_view> lines;
-        if (first < end) lines.reserve(end - first);
+        if (first >= end) return lines;
+        lines.reserve(end - first);
         const std::string_view joined = text();
-        for (std::size_t i = first; i < end; ++i) {
-            const std::size_t begin = i == 0 ? 0 : _feeds[i - 1] + 1;
-            const std::size_t feed = i < _feeds.size() ? _feeds[i] : joined.size();
-            lines.push_back(joined.substr(begin, feed - begin));
+        std::size_t begin = _starts[first / INDEXED_LINES];
+        for (std::size_t i = first / INDEXED_LINES * INDEXED_LINES; i < end; ++i) {
+            const std::size_t feed = std::min(joined.find('\n', begin), joined.size());
+            if (i >= first) lines.push_back(joined.substr(begin, feed - begin));
+            begin = feed + 1;
         }
         return lines;
     }
 
   private:
+    /// Lines from one whose start is remembered to the next. All starts of a text of line feeds
+    /// would take eight times its bytes.
+    static constexpr std::size_t INDEXED_LINES = 64;
+
     bool _empty;
     chunk_store::StoredText _text;
-    // Finds the line feeds that end the lines up to `last`, unless they are known. Returns how many
-    // of these lines there are. REQUIRES: the lock is held.
+
+    // Looks for the line feeds that end the lines up to `last`, unless that is done. Returns how
+    // many of these lines there are. REQUIRES: the lock is held.
     std::size_t _index_up_to(std::size_t last) const {
         if (_empty) return 0;
         const std::string_view joined = text();
-        while (!_at_end && _feeds.size() <= last) {
-            const std::size_t from = _feeds.empty() ? 0 : _feeds.back() + 1;
-            const std::size_t feed = joined.find('\n', from);
+        while (!_at_end && _ended <= last) {
+            if (_ended % INDEXED_LINES == 0) _starts.push_back(_next);
+            const std::size_t feed = joined.find('\n', _next);
             _at_end = feed == joined.npos;
-            if (!_at_end) _feeds.push_back(feed);
+            _next = feed + 1;
+            ++_ended;
         }
-        const std::size_t known = _feeds.size() + (_at_end ? 1 : 0);
-        return last < known ? last + 1 : known;
+        return last < _ended ? last + 1 : _ended;
     }
 
     mutable std::mutex _mutex;
-    mutable std::vector<std::size_t> _feeds;  ///< offsets of the line feeds found so far
-    mutable bool _at_end = false;             ///< all are found
+    mutable std::vector<std::size_t> _starts;  ///< of each INDEXED_LINES-th line found so far
+    mutable std::size_t _ended = 0;            ///< lines whose end is found
+    mutable std::size_t _next = 0;             ///< where the line after them begins
+    mutable bool _at_end = false;              ///< all are found
 };
 
 Lines::Lines() : _list(std::make_shared<const List>()) {}

@@ -45,6 +45,10 @@ FileIds parse_ids(std::string_view joined) {
 
 }  // namespace
 
+void limit_text(TextSource& source, std::size_t bytes) {
+    std::visit([&](auto& text) { text.limit_text(bytes); }, source);
+}
+
 SegmentList segments(TextSource& source, std::int64_t file_id, const std::string& path) {
     return std::visit([&](auto& text) { return text.segments(file_id, path); }, source);
 }

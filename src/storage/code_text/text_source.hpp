@@ -22,6 +22,9 @@ namespace codetext::code_text {
 
 using TextSource = std::variant<DiskText, ChunkText>;
 
+/// From now on the source throws chunk_store::TextTooLarge instead of taking more than `bytes` of a
+/// file's text into memory.
+void limit_text(TextSource& source, std::size_t bytes);
 /// The file's runs of lines in which to look for matches.
 SegmentList segments(TextSource& source, std::int64_t file_id, const std::string& path);
 /// Every line of the file, line 1 first.
@@ -48,7 +51,7 @@ SourceChoice text_source(const Database& db, std::span<const FileRow> files,
                          const std::optional<std::string>& needle, bool case_sensitive,
                          std::optional<chunk_store::Layout> store,
                          const std::optional<chunk_store::Candidates>& asked = std::nullopt,
-                         FileReader read = fsio::read_bytes_no_follow);
+                         FileReader read = read_whole_file);
 
 /// The root of the repository whose index this is.
 std::filesystem::path repository_root(const Database& db);

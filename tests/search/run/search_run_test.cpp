@@ -7,6 +7,7 @@
 
 #include "indexer/run/index_run.hpp"
 #include "search/run/chunks_worth_searching.hpp"
+#include "search/run/line_renderer.hpp"
 #include "storage/temp_index.hpp"
 #include "utils/reference.hpp"
 #include "utils/unicode.hpp"
@@ -98,18 +99,16 @@ std::string scanned(const Files& files, const Query& query) {
 // Each line as path:number:column:text; column -1 is a context line.
 std::pair<std::string, SearchResult> output_of(Database& db, const SearchOptions& options) {
     std::string text;
-    const Render render = [&](const FileResult& file, std::string& out) {
-        for (const ResultLine& line : file.lines) {
-            out +=
-                fmt::format("{}:{}:{}:{}\n", file.file->path, line.number, line.column, line.text);
-            EXPECT_TRUE(!line.is_match() || !match_spans(options.query, line.text).empty()) << out;
-        }
-        return 0;
+    const auto shown = [&](const code_text::FileRow& file, const ResultLine& line) {
+        EXPECT_TRUE(!line.is_match() || !match_spans(options.query, line.text).empty())
+            << line.text;
+        return fmt::format("{}:{}:{}:{}\n", file.path, line.number, line.column, line.text);
     };
-    SearchResult result = run_search(db, options, render, [&](std::string_view out) {
-        text += out;
-        return true;
-    });
+    SearchResult result =
+        run_search(db, options, test_support::renderer(shown), [&](std::string_view part, bool) {
+            text += part;
+            return true;
+        });
     return {text, std::move(result)};
 }
 

@@ -71,9 +71,10 @@ TEST(disk_text, holds_the_last_answer_alone) {
 
 TEST(disk_text, absorbs_what_is_wrong_with_a_file_and_nothing_else) {
     const auto failing = [](auto error) {
-        return DiskText("/", std::nullopt, true, [error](const std::filesystem::path& path) {
-            return path.filename() == "good" ? std::string("text") : throw error;
-        });
+        return DiskText("/", std::nullopt, true,
+                        [error](const std::filesystem::path& path, std::size_t) {
+                            return path.filename() == "good" ? std::string("text") : throw error;
+                        });
     };
     EXPECT_TRUE(failing(std::system_error(EIO, std::generic_category())).segments(1, "f").empty());
     EXPECT_TRUE(failing(std::invalid_argument("no such path")).lines(1, "f").empty());

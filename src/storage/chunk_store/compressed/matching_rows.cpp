@@ -39,11 +39,12 @@ bool any_chunk(std::int64_t rowid, const Condition& condition) {
 template <typename Wanted>
 std::vector<ChunkRow> read_rows(const Database& db, std::int64_t first, std::int64_t end,
                                 Dictionaries& dictionaries, const ContentStamp* promised,
-                                const Wanted& wanted) {
+                                std::size_t most_bytes, const Wanted& wanted) {
     std::vector<ChunkRow> rows;
     std::vector<std::shared_ptr<PackedFrame>> doubtful;
     SizeLimit bodies(file_of_row(first), MAX_FILE_FRAME_BYTES);
     SizeLimit texts(file_of_row(first), MAX_FILE_TEXT_BYTES);
+    std::size_t packed_bytes = 0, text_bytes = 0;
     Ascending order("chunk frame");
     bool checked = promised == nullptr;
     const auto check_stamp = [&] {
@@ -63,6 +64,9 @@ std::vector<ChunkRow> read_rows(const Database& db, std::int64_t first, std::int
                 const auto frame = std::make_shared<PackedFrame>(db, dictionaries, rowid,
                                                                  std::string(row.blob(1)));
                 texts.take(frame->texts_bytes());
+                packed_bytes += row.blob(1).size();
+                text_bytes += frame->texts_bytes();
+                if (std::max(packed_bytes, text_bytes) > most_bytes) throw TextTooLarge();
                 append_rows(frame, rows, wanted);
                 const bool hides_one = any_chunk(
                     rowid, [&](std::int64_t one) { return wanted(one) && !frame->shows(one); });
@@ -153,13 +157,13 @@ MatchingRows matching_rows(const Database& db, const std::optional<TrigramQuery>
     return matching_rows(db, found, std::move(searched));
 }
 
-std::vector<ChunkRow> MatchingRows::of_file(std::int64_t file_id) const {
+std::vector<ChunkRow> MatchingRows::of_file(std::int64_t file_id, std::size_t most_bytes) const {
     const State& state = *_state;
     if (!std::binary_search(state.searched.begin(), state.searched.end(), file_id)) return {};
     const auto [first, end] = file_rowids(file_id);
     if (!state.candidates) {
         std::vector<ChunkRow> rows = read_rows(*state.db, first, end, *state.dictionaries,
-                                               &state.stamp, in_range(first, end));
+                                               &state.stamp, most_bytes, in_range(first, end));
         check_whole_file(*state.db, first, end, rows);
         return rows;
     }
@@ -168,7 +172,7 @@ std::vector<ChunkRow> MatchingRows::of_file(std::int64_t file_id) const {
                                             std::lower_bound(all.begin(), all.end(), end));
     if (own.empty()) return {};
     std::vector<ChunkRow> rows = read_rows(
-        *state.db, own.front(), own.back() + 1, *state.dictionaries, &state.stamp,
+        *state.db, own.front(), own.back() + 1, *state.dictionaries, &state.stamp, most_bytes,
         [own](std::int64_t rowid) { return std::binary_search(own.begin(), own.end(), rowid); });
     if (rows.size() < own.size()) check_missing(*state.db, own, rows);
     return rows;
@@ -205,10 +209,10 @@ MatchingRows::Iterator& MatchingRows::Iterator::operator++() {
 }
 
 std::vector<ChunkRow> file_rows(const Database& db, std::int64_t first, std::int64_t end,
-                                DictionariesHandle dictionaries) {
+                                DictionariesHandle dictionaries, std::size_t most_bytes) {
     if (!dictionaries) dictionaries = make_dictionaries();
     std::vector<ChunkRow> rows =
-        read_rows(db, first, end, *dictionaries, nullptr, in_range(first, end));
+        read_rows(db, first, end, *dictionaries, nullptr, most_bytes, in_range(first, end));
     check_whole_file(db, first, end, rows);
     return rows;
 }

@@ -13,6 +13,7 @@
 
 #include <lz4hc.h>
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -90,8 +91,9 @@ class PackedFrame {
     std::vector<Part> _parts;
     std::size_t _texts_size = 0;
     bool _ends_file = false;
-    std::once_flag _unpacked;
     DictionaryHandle _dictionary;
+    std::mutex _unpacking;
+    std::atomic<bool> _is_unpacked = false;
     std::unique_ptr<char[]> _texts;
 };
 

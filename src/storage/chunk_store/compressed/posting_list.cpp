@@ -8,6 +8,7 @@
 #include "storage/chunk_store/compressed/posting_list.hpp"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstring>
 
@@ -87,8 +88,7 @@ class BitReader {
 };
 
 /// Fills `gaps` with the gap before each number.
-void take_gaps(std::span<const std::uint16_t> numbers, std::vector<std::uint16_t>& gaps) {
-    gaps.resize(numbers.size());
+void take_gaps(std::span<const std::uint16_t> numbers, std::span<std::uint16_t> gaps) {
     std::uint32_t next = 0;
     for (std::size_t i = 0; i < numbers.size(); ++i) {
         gaps[i] = static_cast<std::uint16_t>(numbers[i] - next);
@@ -127,7 +127,11 @@ Code best_code(std::span<const std::uint16_t> gaps, std::uint32_t bound) {
 
 std::uint8_t append_postings(std::span<const std::uint16_t> numbers, std::string& bytes) {
     if (numbers.empty()) return 0;
-    thread_local std::vector<std::uint16_t> gaps;
+    // Most lists are short, and an allocation for each would cost more than coding it.
+    std::array<std::uint16_t, 256> few;
+    std::vector<std::uint16_t> many(numbers.size() > few.size() ? numbers.size() : 0);
+    const std::span<std::uint16_t> gaps =
+        many.empty() ? std::span(few).first(numbers.size()) : std::span(many);
     take_gaps(numbers, gaps);
     const auto [parameter, bits] = best_code(gaps, numbers.back() + 1u);
     const std::size_t before = bytes.size();
