@@ -16,19 +16,24 @@ constexpr std::string_view FILE_CHUNKS =
 /// Joins the lines of chunks.
 class JoinedChunks {
   public:
+    /// Room for so many bytes. A string that grows takes up to three times its size on the way.
+    void reserve(std::size_t bytes) { _bytes = bytes; }
     void add(std::int64_t start_line, std::int64_t end_line, std::string_view text) {
         if (end_line < start_line) return;
         if (_joined) {
             _joined->push_back('\n');
             _joined->append(text);
         } else {
-            _joined.emplace(text);
+            _joined.emplace();
+            _joined->reserve(std::max(_bytes, text.size()));
+            _joined->append(text);
         }
     }
     Lines take() { return Lines::from(std::move(_joined)); }
 
   private:
     std::optional<std::string> _joined;
+    std::size_t _bytes = 0;
 };
 
 Lines read_lines(const Database& db, chunk_store::Layout store, std::int64_t file_id,
@@ -36,7 +41,11 @@ Lines read_lines(const Database& db, chunk_store::Layout store, std::int64_t fil
     const auto [first, end] = file_rowids(file_id);
     JoinedChunks chunks;
     if (store == chunk_store::COMPRESSED) {
-        for (auto& taken : chunk_store::file_rows(db, first, end, dictionaries, most_bytes)) {
+        auto rows = chunk_store::file_rows(db, first, end, dictionaries, most_bytes);
+        std::size_t bytes = 0;
+        for (const chunk_store::ChunkRow& row : rows) bytes += row.text.size_bytes() + 1;
+        chunks.reserve(bytes);
+        for (auto& taken : rows) {
             // Frees each frame as soon as its texts are joined.
             const chunk_store::ChunkRow row = std::move(taken);
             chunks.add(row.start_line, row.end_line, row.text.view());
