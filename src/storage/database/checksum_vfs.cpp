@@ -81,6 +81,7 @@ void note_header(Knowledge& known, std::string_view bytes) {
 int checked(sqlite3_file* file, std::string_view page, std::int64_t offset, int result) {
     const Header& header = knowledge_of(file).header;
     if (result == SQLITE_IOERR_SHORT_READ) {
+        // A new database has no page yet. Any other page that is missing was cut off.
         return size_of(file) == 0 ? SQLITE_IOERR_SHORT_READ : SQLITE_IOERR_DATA;
     }
     if (result != SQLITE_OK) return result;
@@ -212,6 +213,7 @@ int open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* giv
     if ((flags & (SQLITE_OPEN_MAIN_DB | SQLITE_OPEN_WAL)) == 0) {
         return vfs->xOpen(vfs, name, file, flags, given);
     }
+    // SQLite closes a file whose open failed, unless it has no methods.
     file->pMethods = nullptr;
     std::unique_ptr<Knowledge> knowledge(new (std::nothrow) Knowledge);
     if (!knowledge) return SQLITE_NOMEM;

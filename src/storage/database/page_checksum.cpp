@@ -1,5 +1,6 @@
 // A page's checksum is the XXH3-64 of all bytes before it, with the page's number as its seed,
-// stored with the lowest byte first.
+// stored with the lowest byte first. The offsets in the header are those of SQLite's file format
+// (https://www.sqlite.org/fileformat2.html, section 1.3).
 
 #include "storage/database/page_checksum.hpp"
 
@@ -37,6 +38,7 @@ Header read_header(std::string_view bytes) {
     Header header;
     if (!bytes.starts_with(MAGIC)) return header;
     const std::uint32_t coded = number(bytes, 16, 2);
+    // Two bytes cannot hold 65,536; 1 stands for it.
     const std::uint32_t page_bytes = coded == 1 ? 65536 : coded;
     if (page_bytes < MIN_PAGE_BYTES || !std::has_single_bit(page_bytes)) return header;
     header.page_bytes = page_bytes;
