@@ -75,6 +75,8 @@ class BlockWriter {
     void finish() { _store(TRIGRAMS - 1); }
 
   private:
+    /// Stores the block that answers for the trigrams from _first to `last`. The next begins right
+    /// after.
     void _store(std::uint32_t last) {
         const std::int64_t rowid = _shard * TRIGRAMS + last;
         std::string head, body;
@@ -161,6 +163,8 @@ std::string ShardWriter::_coded_ranges() const {
 
 void ShardWriter::_write_blocks(std::int64_t shard) {
     check_shard_id(shard);
+    // First pass: count the pairs of each bucket, and so where its place begins. `place` then moves
+    // on through the bucket as pairs are put there, so `begins` keeps the beginnings.
     std::vector<std::uint32_t> place(BUCKETS + 1);
     for (const std::uint32_t trigram : _trigrams) ++place[(trigram >> BUCKET_BITS) + 1];
     for (std::size_t i = 1; i < place.size(); ++i) place[i] += place[i - 1];
@@ -181,6 +185,7 @@ void ShardWriter::_write_blocks(std::int64_t shard) {
         }
     }
 
+    // Second pass: buckets are in the order of the high bits; sort each by the low bits.
     BlockWriter blocks(*_db, shard);
     std::vector<Entry> scratch;
     for (std::uint32_t bucket = 0; bucket < BUCKETS; ++bucket) {
