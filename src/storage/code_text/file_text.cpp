@@ -25,6 +25,8 @@ bool lower_case_holds(const std::string& text, const std::string& needle) {
 
 std::optional<std::string> _file_text(const std::filesystem::path& path, const FileReader& read) {
     try {
+        // Only what says that this file has no text is absorbed. A reader whose machine fails must
+        // throw something else (search/run/tree_reader.cpp does).
         return unicode::decode(read(path));
     } catch (const std::system_error&) {
         return std::nullopt;
@@ -38,6 +40,7 @@ std::optional<Lines> _lines_holding(const std::filesystem::path& path,
                                     const FileReader& read) {
     std::optional<std::string> text = _file_text(path, read);
     if (!text) return std::nullopt;
+    // One look at the whole text: a file without the needle is not split into lines.
     if (needle) {
         const bool holds = case_sensitive ? text_find::find(*text, *needle) != text_find::NOT_FOUND
                                           : lower_case_holds(*text, *needle);
