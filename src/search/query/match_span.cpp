@@ -54,6 +54,7 @@ struct CaseMap {
     }
 };
 
+// A span that begins or ends inside of the form of one code point takes in the whole of it.
 std::vector<MatchSpan> lowered_spans(std::string_view line, std::string_view needle) {
     const std::string lowered = unicode::lower(line);
     std::vector<MatchSpan> spans = needle_spans(lowered, needle, true);

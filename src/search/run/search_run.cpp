@@ -1,3 +1,13 @@
+// A search goes through batches of files (search_batches.hpp), all in one read transaction. The
+// files of a batch are searched by a thread a core and come out in path order (OrderedPool); one
+// thread counts the results and hands the output on.
+//
+// A limit is kept by that one thread. A worker does not know what earlier files gave, so a file
+// with more results than are left is searched once more, up to the limit.
+//
+// Damage: as long as nothing was put out, the search begins anew on the disk. Afterwards that would
+// put out lines twice, so the failure goes on to the caller.
+
 #include "search/run/search_run.hpp"
 
 #include <algorithm>
@@ -109,6 +119,7 @@ class BatchSearch {
         const auto begin = [&](std::size_t text_bytes) {
             if (text_bytes > LARGE_FILE_BYTES) alone = std::unique_lock(_large_file);
         };
+        // A file without a candidate is still a result where files without a match are asked for.
         if (_possible && !holds(*_possible, file.file_id)) {
             result = FileResult();
             result.file = &file;
@@ -117,6 +128,7 @@ class BatchSearch {
         }
         rendered.stats = result.stats;
         if (_results(result.stats) > 0) rendered.stats.matches += (*_render)(result, rendered.out);
+        // The text goes before the next large file is begun.
         if (alone) {
             result = FileResult();
             source = _batch.source;  // which holds no lines

@@ -1,3 +1,8 @@
+// code_text takes a std::system_error for "this file has no text" and goes on. That is right for a
+// file that is gone, and for one that cannot be read, which is counted here so that the search can
+// tell. It is wrong for what is the machine's failure, such as too few descriptors: an answer would
+// be short without a word. So that is thrown as another type, which nobody on the way absorbs.
+
 #include "search/run/tree_reader.hpp"
 
 #include <cerrno>
@@ -30,6 +35,7 @@ class TreeReader::State {
         const std::string_view path = _below(location.native());
         try {
             std::string bytes = fsio::read_file_below(_opened, path).bytes;
+            // No match, as if it were not there: a run gives a new file its row before it reads it.
             if (is_binary(bytes)) throw std::system_error(EINVAL, std::generic_category());
             return bytes;
         } catch (const std::system_error& error) {
