@@ -47,6 +47,7 @@ bool holds(const KnownFile& known, std::int64_t content_hash) {
 void parse_text(const PlannedFile& file, std::string bytes, chunk_store::Packer& packer,
                 ParsedFile& parsed) {
     parsed.outcome = Outcome::KEPT_ON_DISK;
+    // Before decoding, which could make such a file three times as large.
     if (static_cast<std::int64_t>(bytes.size()) > MAX_CHUNKED_FILE_BYTES) return;
     const std::vector<Chunk> chunks = code_text::code_chunks(unicode::decode(std::move(bytes)));
     if (stays_on_disk(file, chunks)) return;
@@ -60,6 +61,7 @@ ParsedFile parse_file(const Descriptor& root, const PlannedFile& file,
                       chunk_store::Packer& packer) {
     ParsedFile parsed;
     fsio::FileContent content;
+    // Taken before the read: a file that changes meanwhile must not look older than the read.
     const std::int64_t read_at_ns = now_ns();
     try {
         content = fsio::read_file_below(root, file.entry.path);
