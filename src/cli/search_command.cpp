@@ -153,6 +153,7 @@ class SearchCommand {
   private:
     bool _has_context() const { return _options.wants.before > 0 || _options.wants.after > 0; }
 
+    // Called by several threads at once; _emit by one, in the order of the files.
     std::int64_t _render(const search::FileResult& file, std::string& out) const {
         if (_arguments.quiet) return 0;
         if (_arguments.json) return render_json(file, _options.query, _paths, out);

@@ -97,6 +97,7 @@ std::string SearchPaths::glob_from_root(const std::string& glob) const {
             break;
         }
     }
+    // What named a directory alone, such as "../", stands for all that is in it.
     return (excludes ? "!/" : "/") + without_wildcards(directory) +
            std::string(rest.empty() ? "**" : rest);
 }

@@ -198,6 +198,7 @@ class Verification {
         }
         std::unordered_set<std::int64_t> missing;
         for (const auto& [trigram, rowids] : wanted) {
+            // One by one: of a query with several trigrams only the rarest are asked.
             const auto found = chunk_store::candidates(_db, TrigramQuery{{trigram}});
             const std::span<const std::int64_t> named = found.rowids();
             for (const std::int64_t rowid : rowids) {

@@ -1,6 +1,7 @@
 // A batch is one transaction: chunks, the rows of their files, and the shard that names the chunks.
-// It is committed when it has as many chunks as a shard holds, so a commit makes about one shard.
-// The transaction begins with the first write; a run that changes nothing takes no write lock.
+// It is committed when it has as many chunks as a shard holds; a commit writes a full shard, as a
+// rule, and a small one of what is over. The transaction begins with the first write; a run that
+// changes nothing takes no write lock.
 
 #include "indexer/run/index_store.hpp"
 

@@ -43,7 +43,9 @@ std::size_t text_bytes(const code_text::SegmentList& segments) {
     return bytes;
 }
 
-// Puts the lines around each match between the matches that search_segment found.
+// Puts the lines around each match between the matches that search_segment found. They are cut from
+// the segment of the match where that holds them all, and only else from the whole file, which must
+// be read for it. Matches ascend, and so do lines and segments: nothing is passed twice.
 class ContextFiller {
   public:
     ContextFiller(code_text::TextSource& source, const FileWants& wants, FileResult& result)

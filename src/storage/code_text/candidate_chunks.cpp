@@ -57,6 +57,7 @@ CandidateChunks::Entries code_chunks_entries(const Database& db,
                                              const std::optional<std::string>& needle,
                                              std::vector<std::int64_t> searched) {
     std::sort(searched.begin(), searched.end());
+    // By file, and within a file by row id, which is the order of its lines.
     std::unordered_map<std::int64_t, std::map<std::int64_t, Segment>> found;
     chunk_store::DatabaseLimit texts(db);
     each_code_chunk(db, needle, [&](const RowView& row) {

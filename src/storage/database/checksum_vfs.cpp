@@ -72,6 +72,8 @@ LogCheck::Read log_reader(sqlite3_file* file) {
     };
 }
 
+/// Bytes that were read without a lock will do: what is taken of them stays the same, but for the
+/// number of pages, which is used only with the whole page 1 that it came with.
 void note_header(Knowledge& known, std::string_view bytes) {
     const Header header = page_checksum::read_header(bytes);
     if (header.page_bytes > 0) known.header = header;
@@ -109,6 +111,7 @@ int read_database(sqlite3_file* file, std::span<char> bytes, std::int64_t offset
     const auto end = static_cast<std::size_t>(offset) + bytes.size();
     const bool in_header = end <= page_checksum::HEADER_BYTES;
     const std::int64_t page_bytes = known.header.page_bytes;
+    // A part of one page: an overflow page.
     if (!in_header && offset > 0 && page_bytes > 0 && std::ssize(bytes) < page_bytes &&
         offset / page_bytes == (offset + std::ssize(bytes) - 1) / page_bytes) {
         return read_part(file, bytes, offset);

@@ -62,6 +62,8 @@ class BlockWriter {
         _list.clear();
         const std::uint8_t parameter = append_postings(numbers, _list);
         const std::size_t size = _bytes.size() + _directory.size() + _list.size();
+        // With room for one more entry and for what stands before the directory. A list that is
+        // larger than a block has one of its own.
         if (_lists == BLOCK_LISTS || size + 2 * ENTRY_BYTES > BLOCK_BYTES) _store(_last);
         put_varint(_directory, trigram - (_lists == 0 ? _first : _last));
         ++_lists;
