@@ -15,6 +15,7 @@ std::string_view environment(const char* name) {
 
 bool use_color(std::string_view when, bool is_terminal) {
     if (when != "auto") return when == "always";
+    // https://no-color.org: any value but an empty one.
     return is_terminal && environment("NO_COLOR").empty() && environment("TERM") != "dumb";
 }
 

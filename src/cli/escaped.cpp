@@ -31,6 +31,9 @@ Unit unit_at(std::string_view text, std::size_t at) {
     return {text.substr(at, size), code_point, true};
 }
 
+/// Control characters (C0, DEL, C1), which a terminal obeys; U+2028 and U+2029, which end a line;
+/// and the characters that change the direction of text (Unicode Standard Annex #9): U+061C,
+/// U+200E, U+200F, U+202A to U+202E and U+2066 to U+2069, which make a text look like another one.
 bool is_harmful(const Unit& unit) {
     const auto between = [&](std::uint32_t first, std::uint32_t last) {
         return first <= unit.code_point && unit.code_point <= last;

@@ -1,3 +1,7 @@
+// The index knows the language of a file, so a type is a list of languages. Endings are in it where
+// a type is wider than its language: a header that ends in .h has the language c, and -t cpp should
+// find it.
+
 #include "cli/file_types.hpp"
 
 #include <fmt/format.h>

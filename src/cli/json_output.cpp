@@ -1,3 +1,7 @@
+// One object a line, as ripgrep writes them: begin, match and context, end for each file, and a
+// summary. All text in it is UTF-8: the search decodes what it reads, and what is cut at other
+// places is decoded again here.
+
 #include "cli/json_output.hpp"
 
 #include <fmt/format.h>

@@ -124,6 +124,8 @@ class Parser {
 
     int _next() {
         const int index = std::max(::optind, 1);
+        // getopt_long does not say which argument it is about to read. Within a row of short
+        // options this is still the argument that holds them.
         _current = index < _end ? _argument(index) : "";
         if (_current.starts_with("--") && _current.size() > 2) _check_long(_current.substr(2));
         return ::getopt_long(_end, _arguments.data(), _short_options.c_str(), _long_options.data(),

@@ -23,6 +23,7 @@ Output::Output(int descriptor) : _descriptor(descriptor), _is_terminal(isatty(de
 
 bool Output::write(std::string_view text) {
     if (_buffer.size() + text.size() > BUFFER_BYTES && !flush()) return false;
+    // The buffer is empty here.
     if (text.size() >= BUFFER_BYTES) return _write_out(text);
     _buffer.append(text);
     // On a terminal, the lines of each file appear as soon as they are found.

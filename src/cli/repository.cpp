@@ -29,6 +29,8 @@ fs::path find_root(const fs::path& path) {
     if (!fs::is_directory(directory)) {
         throw std::system_error(std::make_error_code(std::errc::not_a_directory), path.string());
     }
+    // An index above decides before a nearer .git: a repository inside of an indexed tree belongs
+    // to it.
     if (auto root = nearest_with(directory, schema::INDEX_DIRECTORY)) return *root;
     if (auto root = nearest_with(directory, ".git")) return *root;
     return directory;

@@ -93,6 +93,7 @@ SearchOptions search_options(const SearchArguments& arguments, const SearchPaths
     options.wants = file_wants(arguments);
     options.result_kind = result_kind(arguments);
     options.limit = or_no_limit(arguments.limit);
+    // The first result settles the exit status.
     if (arguments.quiet) options.limit = std::min<std::int64_t>(options.limit, 1);
     return options;
 }
@@ -193,6 +194,7 @@ class SearchCommand {
 
     int _exit_status(const SearchResult& result) const {
         const int status = result.results > 0 ? SUCCESS : NOTHING;
+        // A match is a match, whatever could not be read; with -q that is all that was asked.
         const bool is_certain = result.unread.count == 0 || (_arguments.quiet && status == SUCCESS);
         return is_certain ? status : FAILURE;
     }

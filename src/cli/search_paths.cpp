@@ -78,6 +78,7 @@ std::string SearchPaths::glob_from_root(const std::string& glob) const {
     std::string_view rest = glob;
     const bool excludes = take_prefix(rest, "!");
     if (rest.empty()) throw std::invalid_argument("--glob: \"" + glob + "\" is not a glob");
+    // A "/" at the end alone says that a directory is meant, and not where it is.
     const bool is_name = rest.find('/') >= rest.size() - 1 && rest != "./" && rest != "../";
     if (is_name || rest.starts_with("**/")) return glob;
     std::string_view directory = _from_root;
@@ -96,6 +97,7 @@ std::string SearchPaths::glob_from_root(const std::string& glob) const {
             break;
         }
     }
+    // What named a directory alone, such as "../", stands for all that is in it.
     return (excludes ? "!/" : "/") + without_wildcards(directory) +
            std::string(rest.empty() ? "**" : rest);
 }

@@ -37,6 +37,7 @@ void count_chunks(const Database& db, IndexStatus& status) {
 }
 
 void count_skipped(const Database& db, IndexStatus& status) {
+    // An index of 3.1.0 has no such table.
     if (number(db, "SELECT count(*) FROM sqlite_master WHERE name = ?", "skipped_files") == 0) {
         return;
     }

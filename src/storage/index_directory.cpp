@@ -1,3 +1,10 @@
+// Every step below the repository's root goes through the descriptor of the directory above it,
+// with O_NOFOLLOW. What was looked at is then what is used: a directory that somebody exchanges for
+// a link between two steps leads nowhere.
+//
+// SQLite alone opens the database by its path. check_database_files looks at the files right
+// before, and SQLite refuses a link as the path's last component.
+
 #include "storage/index_directory.hpp"
 
 #include <dirent.h>
@@ -58,6 +65,7 @@ Descriptor open_directory(int parent, const char* name, const fs::path& path, Ow
 }
 
 Descriptor make_directory(int parent, const char* name, const fs::path& path, Owners owners) {
+    // One that is there already is opened and looked at like any other.
     if (::mkdirat(parent, name, FOR_THIS_USER) == -1 && errno != EEXIST) {
         throw_system_error("cannot make " + path.string());
     }
@@ -90,11 +98,13 @@ Descriptor open_root_directory(const fs::path& root) {
 
 void remove(const Descriptor& directory, const char* name, int flags, const fs::path& path) {
     if (::unlinkat(directory.number(), name, flags) == 0) return;
+    // A directory that holds what codetext has not made stays.
     if (errno == ENOENT || errno == ENOTEMPTY || errno == EEXIST) return;
     throw_system_error("cannot remove " + path.string());
 }
 
 std::vector<std::string> names_in(const Descriptor& directory, const fs::path& path) {
+    // A descriptor of its own: closedir closes it.
     DIR* stream = ::fdopendir(::openat(directory.number(), ".", OPEN_DIRECTORY));
     if (stream == nullptr) throw_system_error("cannot read " + path.string());
     std::vector<std::string> names;

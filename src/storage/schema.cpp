@@ -1,3 +1,9 @@
+// An index may be a stranger's, so it is opened in this order: the files are looked at
+// (check_database_files), the database is opened with small values only, the SQL of its tables is
+// compared with ours, and then its version. A view or a trigger of somebody else would run with the
+// first statement that reads one of our tables, so none is read before that comparison but SQLite's
+// own list of tables. After it, values may be as long as the indexer makes them.
+
 #include "storage/schema.hpp"
 
 #include <fmt/format.h>
@@ -60,7 +66,8 @@ bool is_empty(const Database& db) {
 
 void fill(Database& db, std::optional<chunk_store::Layout> layout) {
     Transaction transaction(db, Transaction::Kind::WRITE);
-    if (!is_empty(db)) return;  // another process was faster
+    // Looked at again, inside: another process may have been faster.
+    if (!is_empty(db)) return;
     db.execute_script(std::string(INDEX_DDL));
     if (layout) chunk_store::create_tables(db, *layout);
     db.execute_script(fmt::format("PRAGMA application_id = {}", APPLICATION_ID));
@@ -82,6 +89,7 @@ constexpr std::string_view NOT_OURS = "not a codetext index, or a damaged one";
 }
 
 void check_ours(const Database& db, const std::string& path) {
+    // First of all: what follows reads tables.
     const SchemaKind kind = schema_kind(db, INDEX_DDL);
     if (kind == SchemaKind::EMPTY) refuse_unfilled(path);
     if (kind == SchemaKind::UNKNOWN ||
@@ -105,6 +113,8 @@ auto of_database(const std::filesystem::path& path, const Use& use) {
     try {
         return use();
     } catch (const DatabaseError& error) {
+        // Damage this early leaves no table to trust. DAMAGED_PAGE passes: its message names the
+        // repair.
         if (error.kind() == DatabaseError::Kind::DAMAGED) refuse(path.string(), NOT_OURS);
         if (error.kind() != DatabaseError::Kind::NOT_A_DATABASE) throw;
         refuse(path.string(), "not a SQLite database");
@@ -151,6 +161,9 @@ Database open_or_create_index(const std::filesystem::path& root,
     const std::filesystem::path path = index_path(root);
     of_database(path, [&] {
         Database db(path, Access::CREATE);
+        // A run that was killed before its first commit leaves a file without a table; it is filled
+        // like a new one. The size of pages is settled by the first write, and the mode with a log
+        // cannot be entered inside of a transaction.
         if (!is_empty(db)) return;
         db.execute_script(fmt::format("PRAGMA page_size = {}", PAGE_BYTES));
         db.fetchone("PRAGMA journal_mode = WAL");
@@ -159,6 +172,8 @@ Database open_or_create_index(const std::filesystem::path& root,
     return open_any_version(path, Access::READ_WRITE);
 }
 
+// The key, and not the missing files alone: a repository without files has an index without files,
+// and a search of it finds nothing.
 void check_filled(const Database& db) {
     if (meta(db, UNFILLED) && !db.fetchone("SELECT 1 FROM files LIMIT 1")) {
         refuse_unfilled(db.db_path());
@@ -171,6 +186,8 @@ void set_filled(Database& db) {
 
 std::vector<UpgradeStep> upgrade(Database& db) {
     std::vector<UpgradeStep> taken;
+    // Each step commits its own version, so a run that is killed between two leaves an index that
+    // the next run takes further.
     if (version(db) == "3.0.0") taken.push_back(upgrade_to_3_1_0(db));
     if (version(db) == "3.1.0") taken.push_back(upgrade_to_3_2_0(db));
     if (version(db) == "3.2.0") taken.push_back(upgrade_to_3_3_0(db));

@@ -1,6 +1,9 @@
 // What is known are the statements that create the tables today, and what they were before a later
 // version added a column. White space does not count: SQLite keeps a statement as it was written,
 // and ALTER TABLE puts a column in without the line breaks.
+//
+// Names would not do. A view, a generated column, a trigger or a virtual table of somebody else,
+// under one of our names, runs with our statements, and a recursive view never ends.
 
 #include "storage/schema_check.hpp"
 
@@ -122,6 +125,7 @@ void append_known(std::string_view script, std::vector<Known>& known) {
     }
 }
 
+// Half of a layout is the work of no version.
 bool all_or_none(const std::vector<Known>& known) {
     const auto found = [](const Known& one) { return one.is_found; };
     return std::all_of(known.begin(), known.end(), found) ||
@@ -178,6 +182,7 @@ SchemaKind schema_kind(const Database& db, std::string_view index_ddl) {
             return is_known ? Visit::CONTINUE : Visit::STOP;
         });
     } catch (const DatabaseError& error) {
+        // SQLite's list of tables holds texts, unless somebody else wrote it.
         if (error.kind() != DatabaseError::Kind::WRONG_TYPE) throw;
         return SchemaKind::UNKNOWN;
     }

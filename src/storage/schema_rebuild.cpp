@@ -2,9 +2,8 @@
 // new one takes its name:
 //
 // 1. Copy the old database to the new file, and change that. Searches read the old one meanwhile.
-// 2. Sync the new file. Take the old one out of the mode with a log. SQLite does that only when
-// nobody
-//    else has it open, and no log is left that would be applied to the new file.
+// 2. Sync the new file. Take the old one out of the mode with a log: SQLite does that only when
+//    nobody else has it open, and afterwards no log is left that would be applied to the new file.
 // 3. Lock the old one, so that nobody begins a journal, which has a name of its own too.
 // 4. Rename, and sync the directory.
 //
@@ -52,7 +51,9 @@ class FileBeside {
     }
     void put_in_place() const {
         const std::filesystem::path directory = _target.parent_path();
-        _sync(directory, O_RDONLY | O_DIRECTORY);  // the old log is gone before the rename
+        // If the power went after the rename was on the disk, and the removal of the old log was
+        // not, SQLite would apply that log to the new file.
+        _sync(directory, O_RDONLY | O_DIRECTORY);
         std::filesystem::rename(_path, _target);
         _sync(directory, O_RDONLY | O_DIRECTORY);
     }
@@ -98,6 +99,7 @@ void change(const std::filesystem::path& path) {
     }
     set_version(db, SCHEMA_VERSION);
     transaction.commit();
+    // The new file must hold everything by itself: it is renamed without its log.
     db.fetchone("PRAGMA wal_checkpoint(TRUNCATE)");
 }
 
@@ -106,6 +108,7 @@ void take_alone(Database& db) {
     const auto end = steady_clock::now() + SEARCHES_END_WITHIN;
     while (true) {
         try {
+            // In this order: in the mode with a log, BEGIN EXCLUSIVE keeps no reader out.
             db.fetchone("PRAGMA journal_mode = DELETE");
             db.execute("BEGIN EXCLUSIVE");
             return;
@@ -130,6 +133,7 @@ UpgradeStep upgrade_to_3_3_0(Database& db) {
     beside.sync();
     take_alone(db);
     beside.put_in_place();
+    // The old connection, with its lock, goes only when the new one is there.
     db = Database(path, Access::READ_WRITE);
     db.execute_script("PRAGMA synchronous = NORMAL");
     return {"3.2.0", "3.3.0", "every page has a checksum now"};

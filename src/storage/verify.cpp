@@ -1,3 +1,10 @@
+// From the bottom up: SQLite's own check of its trees, then each file's rows, then what must agree
+// between tables, then a sample of the trigram index. Damage in one part is reported, and what
+// can still be relied on is looked at, so that one run names as much as it can.
+//
+// What is wrong is counted twice: in all, and within the rows of single files. If the two are the
+// same, a repair need only read those files again.
+
 #include "storage/verify.hpp"
 
 #include <fmt/format.h>
@@ -41,6 +48,8 @@ class Verification {
   private:
     void _check_all() {
         _guard("the index", [&] { _check_database(); });
+        // SQLite names pages; a user knows tables and files, so these are looked through one by
+        // one.
         const bool is_damaged = _reported > 0;
         if (is_damaged) _guard("the schema", [&] { _name_tables(); });
         std::optional<Layout> layout;
@@ -102,6 +111,7 @@ class Verification {
     }
 
     void _check_files(Layout layout) {
+        // A damaged tree may give the same rows again and again.
         chunk_store::Ascending order("file");
         _db.each(
             "SELECT id, path, text_on_disk FROM files ORDER BY id", {}, [&](const RowView& row) {
@@ -188,6 +198,7 @@ class Verification {
         }
         std::unordered_set<std::int64_t> missing;
         for (const auto& [trigram, rowids] : wanted) {
+            // One by one: of a query with several trigrams only the rarest are asked.
             const auto found = chunk_store::candidates(_db, TrigramQuery{{trigram}});
             const std::span<const std::int64_t> named = found.rowids();
             for (const std::int64_t rowid : rowids) {
@@ -235,6 +246,7 @@ std::vector<std::string> verify_file(const std::filesystem::path& path) {
 
 Findings find_damage_in_file(const std::filesystem::path& path) {
     check_database_files(path);
+    // Before the database is opened: check_pages must have the file alone in this process.
     std::vector<std::string> problems = page_problems(check_pages(path));
     try {
         const Database db = open_index(path, Access::READ_ONLY);

@@ -1,3 +1,7 @@
+// A file is read as it is found: opened once, looked at through its descriptor, and read to the end
+// that the first look told, or further if it has grown. One read call usually does it. The stamp is
+// taken before the read, so a change during the read shows as another stamp the next time.
+
 #include "utils/fsio.hpp"
 
 #include <fcntl.h>
@@ -73,6 +77,7 @@ std::string _read_to_end(int descriptor, std::int64_t expected_bytes, const std:
     while (true) {
         const std::size_t got = read_once(descriptor, bytes, filled, doing);
         filled += got;
+        // Looked at again: a file may grow while it is read, and files of /proc claim to be empty.
         if (filled > limit_bytes) throw_error(EFBIG, doing);
         if (got == 0 || filled == expected) break;
         if (filled == bytes.size()) {

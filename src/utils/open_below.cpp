@@ -1,3 +1,7 @@
+// O_NOFOLLOW guards the last component of a path only: a directory that is exchanged for a link
+// between listing and reading would lead out of the tree. openat2 refuses links at every component,
+// in one call. Where it is missing, each component is opened below the one before it.
+
 #include "utils/open_below.hpp"
 
 #include <fcntl.h>

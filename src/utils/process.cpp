@@ -72,6 +72,7 @@ int wait_for(pid_t process) {
     while (::waitpid(process, &status, 0) == -1) {
         if (errno != EINTR) throw_system_error("cannot wait for a program");
     }
+    // As a shell tells of a signal.
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
@@ -100,6 +101,7 @@ ProcessResult run_process(const std::vector<std::string>& arguments,
     if (!errors) throw_system_error("cannot make an unnamed file");
     Pipe output = make_pipe();
     FileActions actions;
+    // What is not named here is closed: all descriptors of this program are closed on exec.
     actions.open_null(STDIN_FILENO);
     actions.redirect(STDOUT_FILENO, output.write_end);
     actions.redirect(STDERR_FILENO, errors);
@@ -109,6 +111,7 @@ ProcessResult run_process(const std::vector<std::string>& arguments,
     errno = ::posix_spawn(&process, program.c_str(), actions.get(), nullptr,
                           pointers(arguments).data(), pointers(environment).data());
     if (errno != 0) throw_system_error("cannot run " + arguments[0]);
+    // Only the program has the other end now, so the read ends when the program does.
     output.write_end.close();
     std::string written = read_to_end(output.read_end);
     const int status = wait_for(process);

@@ -34,6 +34,7 @@ std::size_t byte_offset(std::string_view text, std::int64_t code_point_offset) {
     for (; text.size() - at >= BLOCK_BYTES; at += BLOCK_BYTES) {
         const auto begun = std::popcount(
             0xFFFFU & ~byte_block::bits(continuations(byte_block::load(text.data() + at))));
+        // The code point looked for begins in this block.
         if (begun > left) break;
         left -= begun;
     }

@@ -70,6 +70,8 @@ void append_icu_lower(std::string& out, std::string_view text) {
     const std::size_t begin = out.size();
     out.resize(begin + text.size());
     const std::size_t size = write_icu_lower(out, begin, text);
+    // Lower case is rarely longer than the text. Where it is, ICU has said how long, and writes it
+    // again.
     const bool fitted = begin + size <= out.size();
     out.resize(begin + size);
     if (!fitted) write_icu_lower(out, begin, text);

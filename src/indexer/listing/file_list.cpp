@@ -1,3 +1,7 @@
+// A repository inside of the tree (a submodule, a clone) is listed by its own git, so that its own
+// ignore rules hold, and its paths get the way to it in front. It may hold others in turn. A path
+// may come more than once (a file in a merge conflict), and is kept once.
+
 #include "indexer/listing/file_list.hpp"
 
 #include <fcntl.h>

@@ -1,3 +1,8 @@
+// Paths come in order, and neighbours share directories. So each thread takes a run of neighbouring
+// paths and keeps the directories on the way open: a path costs one call, and one for each
+// directory that the path before it was not in. Each directory is opened below the one before it
+// without following a link.
+
 #include "indexer/listing/file_status.hpp"
 
 #include <fcntl.h>
@@ -69,6 +74,7 @@ void look_at(DirectoryCursor& cursor, const std::string& path, PathStatuses& fou
     const char* name = path.c_str() + path.rfind('/') + 1;
     struct stat status {};
     if (parent == -1 || ::fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) == -1) {
+        // git may name a file that was removed since, or one behind a link.
         if (says_nothing_is_there(errno)) return;
         if (is_machine_failure(errno)) throw_system_error("cannot look at " + path);
         found.warnings.push_back("cannot look at " + path + ": " +

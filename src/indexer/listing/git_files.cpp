@@ -71,6 +71,8 @@ GitPaths git_paths(const std::filesystem::path& root, const std::filesystem::pat
     const auto middle = static_cast<std::ptrdiff_t>(result.paths.size());
     append_split(others.output, '\0', result.paths);
     const auto first_other = result.paths.begin() + middle;
+    // A repository inside that git does not track ends in "/". Without it, the order of the paths
+    // may be another one.
     std::for_each(first_other, result.paths.end(), [](std::string& path) {
         if (path.ends_with('/')) path.pop_back();
     });

@@ -1,3 +1,9 @@
+// A git directory needs a HEAD, `objects` and `refs` to be one. The view has an empty `refs`, its
+// own HEAD and configuration, and a copy of info/exclude. The variables GIT_INDEX_FILE and
+// GIT_OBJECT_DIRECTORY lead git to the repository's index and objects; the parts of a split index
+// are linked in. Everything else of the repository is out of sight, its configuration and hooks
+// above all.
+
 #include "indexer/listing/git_view.hpp"
 
 #include <dirent.h>
@@ -22,6 +28,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
+/// Of the variables of git's own only these pass: where git's programs lie, and the user's
+/// configuration. GIT_CONFIG_PARAMETERS is no such thing; it holds what `git -c` gave to a git that
+/// runs this program.
 bool reaches_git(std::string_view variable) {
     return !variable.starts_with("GIT_") || variable.starts_with("GIT_EXEC_PATH=") ||
            (variable.starts_with("GIT_CONFIG_") && !variable.starts_with("GIT_CONFIG_PARAMETERS="));
@@ -88,6 +97,7 @@ std::vector<std::string> git_environment() {
 
 GitView::GitView(const GitRepository& repository) : _directory(temporary_directory()) {
     try {
+        // No destructor runs for an object that was not made.
         _fill(repository);
     } catch (...) {
         _remove();
@@ -103,6 +113,7 @@ GitView::~GitView() { _remove(); }
 
 void GitView::_remove() const {
     try {
+        // Name by name, and never a tree: what is behind a link is the repository's.
         const std::string directory = _directory.string() + '/';
         for (const char* name : {"HEAD", "config", "info/exclude"}) {
             ::unlink((directory + name).c_str());

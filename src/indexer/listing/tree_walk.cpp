@@ -86,6 +86,7 @@ bool marks_repository(int directory, const Entry& entry) {
 
 bool is_private(const Entry& entry) { return entry.name == ".git/" || entry.name == ".codetext/"; }
 
+/// readdir gives null at the end and on failure alike; only errno tells them apart.
 void read_entries(DIR* stream, Directory& directory) {
     const int number = ::dirfd(stream);
     errno = 0;
@@ -112,6 +113,7 @@ void read_directory(const Descriptor& root, Directory& directory) {
     if (!descriptor) return warn(directory, READING, errno);
     const DirectoryStream stream(::fdopendir(descriptor.number()));
     if (!stream) return warn(directory, READING, errno);
+    // closedir closes it from here on.
     descriptor.release();
     read_entries(stream.get(), directory);
     if (directory.is_repository) directory.entries.clear();
@@ -159,7 +161,7 @@ class Pending {
     std::mutex _mutex;
     std::condition_variable _changed;
     std::vector<Directory*> _directories;
-    std::int64_t _unfinished;
+    std::int64_t _unfinished;  ///< directories on the stack, and those that a thread is reading
     bool _is_abandoned = false;
 };
 

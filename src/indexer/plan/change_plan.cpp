@@ -86,6 +86,7 @@ class Planner {
                         .stamp = stamp_in(row, 5),
                         .content_hash = row.integer(3),
                         .text_on_disk = row.integer(4) != 0};
+        // Without chunks: an earlier run did not get to it, or a repair has dropped them.
         known.text_is_stored = !std::ranges::binary_search(_without_chunks, known.id);
         known.language_is_current = row.text(2) == language_of(_files[index].path);
         if (known.text_is_stored && known.language_is_current &&

@@ -1,3 +1,8 @@
+// A file's whole name decides first (CMakeLists.txt), then its ending, first as it is written and
+// then in lower case (`C` is C++, `c` is C), then its name up to the first dot (Dockerfile.dev).
+// The tables are made and sorted by the compiler, which also sees that no ending stands for two
+// languages.
+
 #include "indexer/plan/language.hpp"
 
 #include <algorithm>

@@ -1,3 +1,7 @@
+// A lock of flock(2) belongs to the open file, so the system gives it back however the process
+// ends, and a lock file that is left over locks nobody out. It is not the database that is locked:
+// searches read on, and SQLite locks each commit by itself.
+
 #include "indexer/run/index_lock.hpp"
 
 #include <fcntl.h>

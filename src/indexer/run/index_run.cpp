@@ -1,3 +1,14 @@
+// The order of a run, and what a kill leaves:
+//
+// 1. Open or make the index, and upgrade it. Each step of an upgrade is whole or was not made.
+// 2. List the files and compare them with the index. Nothing is written.
+// 3. Drop what is gone, give new files their rows, and commit. From here on a search finds files
+//    without chunks, and reads the disk instead of missing a match in one of them.
+// 4. Read and pack on many threads, store on one, and commit batch by batch. A batch that was not
+//    committed is read again by the next run, which finds its files without chunks or with old
+//    stamps.
+// 5. Note that a run has come to its end, and move the log into the database.
+
 #include "indexer/run/index_run.hpp"
 
 #include <fmt/format.h>
@@ -160,6 +171,7 @@ IndexReport index_under_lock(const std::filesystem::path& root, const IndexOptio
     store.begin_changes(plan);
     read_files(db, store, layout, open_root(root), plan, options, report);
     store.commit();
+    // After the last commit: an index without a file is a repository without one from now on.
     schema::set_filled(db);
     if (!store.has_written()) return report;
     if (auto warning = checkpoint(db)) report.warnings.push_back(std::move(*warning));
@@ -177,6 +189,7 @@ std::vector<schema::UpgradeStep> upgrade_index(const std::filesystem::path& root
 }
 
 void clean_index(const std::filesystem::path& root, schema::Owners owners) {
+    // The lock would make the directory that is to go.
     if (!schema::open_index_directory(root, owners)) return;
     const IndexLock lock(root, owners);
     schema::remove_index(root, owners);

@@ -1,3 +1,8 @@
+// A batch is one transaction: chunks, the rows of their files, and the shard that names the chunks.
+// It is committed when it has as many chunks as a shard holds; a commit writes a full shard, as a
+// rule, and a small one of what is over. The transaction begins with the first write; a run that
+// changes nothing takes no write lock.
+
 #include "indexer/run/index_store.hpp"
 
 #include <algorithm>
@@ -66,7 +71,9 @@ void IndexStore::put(const PlannedFile& file, const ParsedFile& parsed) {
 }
 
 // SQLite keeps a journal of its own for each statement that has triggers, unless it is written OR
-// FAIL, as the statements on `files` are. A failure undoes the whole transaction anyway.
+// FAIL, as each INSERT and UPDATE of `files` is. A failure undoes the whole transaction anyway.
+//
+// No file has the time UNSETTLED_MTIME_NS: should the run be killed, the next one reads this file.
 std::int64_t IndexStore::_insert(const PlannedFile& file) {
     _writer();
     _db.execute(
@@ -95,6 +102,7 @@ void IndexStore::_put_text(const PlannedFile& file, const ParsedFile& parsed) {
 }
 
 void IndexStore::_put_same_text(const KnownFile& known, const ParsedFile& parsed) {
+    // So a run writes nothing for a file whose time has still not settled.
     if (known.stamp == parsed.stamp) return;
     _writer();
     const FileStamp& stamp = parsed.stamp;
@@ -105,6 +113,7 @@ void IndexStore::_put_same_text(const KnownFile& known, const ParsedFile& parsed
 
 void IndexStore::_skip(const PlannedFile& file, const ParsedFile& parsed) {
     const SkippedFile skipped = skipped_as(parsed);
+    // So a run in which a file cannot be read again writes nothing.
     if (file.skipped == skipped) return;
     if (file.known) {
         _writer().drop(file.known->id);

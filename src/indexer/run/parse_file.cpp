@@ -1,7 +1,5 @@
 #include "indexer/run/parse_file.hpp"
 
-#include <xxhash.h>
-
 #include <chrono>
 #include <span>
 #include <system_error>
@@ -12,6 +10,7 @@
 #include "storage/code_text/chunking.hpp"
 #include "utils/binary.hpp"
 #include "utils/fsio.hpp"
+#include "utils/hash.hpp"
 #include "utils/unicode.hpp"
 
 namespace codetext::indexer {
@@ -22,9 +21,7 @@ std::int64_t now_ns() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
 }
 
-std::int64_t hash_of(std::string_view bytes) {
-    return static_cast<std::int64_t>(XXH3_64bits(bytes.data(), bytes.size()));
-}
+std::int64_t hash_of(std::string_view bytes) { return static_cast<std::int64_t>(xxh3(bytes)); }
 
 /// The bytes of the text that was cut into these chunks, as stored_text_bytes counts them.
 std::int64_t stored_bytes(std::span<const Chunk> chunks) {
@@ -47,6 +44,7 @@ bool holds(const KnownFile& known, std::int64_t content_hash) {
 void parse_text(const PlannedFile& file, std::string bytes, chunk_store::Packer& packer,
                 ParsedFile& parsed) {
     parsed.outcome = Outcome::KEPT_ON_DISK;
+    // Before decoding, which could make such a file three times as large.
     if (static_cast<std::int64_t>(bytes.size()) > MAX_CHUNKED_FILE_BYTES) return;
     const std::vector<Chunk> chunks = code_text::code_chunks(unicode::decode(std::move(bytes)));
     if (stays_on_disk(file, chunks)) return;
@@ -60,6 +58,7 @@ ParsedFile parse_file(const Descriptor& root, const PlannedFile& file,
                       chunk_store::Packer& packer) {
     ParsedFile parsed;
     fsio::FileContent content;
+    // Taken before the read: a file that changes meanwhile must not look older than the read.
     const std::int64_t read_at_ns = now_ns();
     try {
         content = fsio::read_file_below(root, file.entry.path);

@@ -1,3 +1,10 @@
+// What can be mended in place are the rows of single files: their chunks are dropped, and the run
+// that follows reads these files again. Anything else means a new index. SQLite must read a page to
+// change it, so a damaged page cannot be mended, and where the trees are wrong no row tells which
+// files are hurt.
+//
+// The lock is held from the check to the end of the run, so what was found is what is mended.
+
 #include "indexer/run/repair.hpp"
 
 #include <optional>
@@ -21,6 +28,7 @@ void drop_chunks(const std::filesystem::path& path, const std::vector<std::int64
     chunk_store::Writer writer(db, *layout);
     for (const std::int64_t id : files) {
         writer.drop(id);
+        // From this commit on searches read the disk, until the run has stored the chunks anew.
         db.execute("UPDATE OR FAIL files SET text_on_disk = 0, mtime_ns = ? WHERE id = ?",
                    {UNSETTLED_MTIME_NS, id});
     }

@@ -1,3 +1,10 @@
+// Three ways to the rows of `files`, by what is known. By id, where an index has named few files.
+// By reading all rows, or the ranges of the paths that are searched, where it has named many or
+// none. And a few at a time in path order, for a search that may end early.
+//
+// A row is looked at before it is handed on: its path must lead to no place outside of the
+// repository. Rows that a filter drops are not looked at, since a search may pass over every file.
+
 #include "search/files/file_selection.hpp"
 
 #include <fmt/format.h>

@@ -1,3 +1,7 @@
+// A glob is two regular expressions: one for the paths that it matches, one for what lies below
+// them. The last glob that matches decides, as in a .gitignore, and nothing passes from a directory
+// that is excluded: so the directories above a file are judged before the file, from the top.
+
 #include "search/files/glob.hpp"
 
 #include <re2/re2.h>
@@ -93,6 +97,7 @@ bool Glob::matches_above(std::string_view path) const {
 
 bool selects(const std::vector<Glob>& globs, std::string_view path, std::size_t top_bytes) {
     if (lies_in_excluded(globs, path, top_bytes)) return false;
+    // Where none matches: a file passes unless some glob asks for others.
     if (const Glob* glob = deciding(globs, path, PathKind::FILE)) return !glob->excludes();
     return std::all_of(globs.begin(), globs.end(),
                        [](const Glob& glob) { return glob.excludes(); });

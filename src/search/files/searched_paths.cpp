@@ -18,6 +18,7 @@ SearchedPaths::SearchedPaths(std::vector<std::string> paths) {
 
 std::optional<std::string_view> SearchedPaths::_above(std::string_view path) const {
     if (_lookup.contains(std::string_view())) return "";
+    // From the outermost directory inwards: one look into a hash table for each component.
     for (std::size_t end = 0; end < path.size();) {
         end = std::min(path.find('/', end + 1), path.size());
         if (_lookup.contains(path.substr(0, end))) return path.substr(0, end);

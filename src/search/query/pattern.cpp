@@ -1,3 +1,11 @@
+// RE2 matches in time linear in the text. It never matches an LF here (never_nl), so it can be
+// given the text of many lines at once. Where that would change what a line matches
+// (needs_single_lines), each line is tried by itself.
+//
+// Before the expression is tried, the text is searched for what every match needs and what is
+// cheaper to find: the literal, the text of every match, or else the required bytes. They name a
+// line that may match; the expression decides on it.
+
 #include "search/query/pattern.hpp"
 
 #include <re2/re2.h>
@@ -90,6 +98,8 @@ Pattern::Impl::Impl(const std::vector<std::string>& patterns, PatternOptions opt
       _words(_options.words && !_options.whole_lines),
       _filter(MIN_ATOM_BYTES) {
     const RE2::Options re2 = re2_options(_options.case_sensitive);
+    // Many plain texts get an order of their own. One that is plain is well-formed, so the patterns
+    // need no check then.
     const auto plain = plain_alternatives(patterns, _options.case_sensitive);
     const std::string text = composed(plain.value_or(patterns), _options);
     if (unicode_classes(text) > MAX_UNICODE_CLASSES) refuse("it names too many Unicode classes");
@@ -97,6 +107,8 @@ Pattern::Impl::Impl(const std::vector<std::string>& patterns, PatternOptions opt
     const RE2::ErrorCode error = _filter.Add("(?m)" + text, re2, &id);
     if (error == RE2::ErrorPatternTooLarge) refuse("it is too large");
     const bool compiles = error == RE2::NoError;
+    // The first pattern that does not compile by itself gives its error, before one for the whole
+    // does.
     if (!plain && text != patterns.front()) {
         for (const std::string& pattern : patterns) check(pattern, re2);
     }
@@ -168,6 +180,7 @@ std::optional<std::size_t> Pattern::search_text(std::string_view text, std::size
         const std::size_t start = text_find::line_begin(text, from, *candidate);
         const std::string_view line = line_from(text, start);
         if (auto span = _impl->first_span(line)) return start + span->start;
+        // Each line is tried once: linear in the text, however often a candidate deceives.
         from = start + line.size() + 1;
     }
     return std::nullopt;
@@ -177,6 +190,7 @@ void Pattern::each_span(std::string_view line, const VisitSpan& visit) const {
     std::optional<std::size_t> end_before;
     std::optional<MatchSpan> span = _impl->first_span(line);
     while (span) {
+        // An empty match right behind the match before it is no match of its own.
         const bool touches = span->start == span->end && end_before == span->start;
         const MatchSpan whole = whole_code_points(line, *span);
         if (!touches && !visit(whole)) break;

@@ -1,3 +1,10 @@
+// What can be told of a pattern from its text, without RE2's parse, which is not for others to use.
+// Whoever is in doubt answers on the safe side: an escaped backslash before a letter may look like
+// an escape, and the pattern is then searched the slower way.
+//
+// A pattern is put between other pieces of a pattern only after an open quotation (\Q) is closed,
+// or the quotation would take in what follows.
+
 #include "search/query/pattern_text.hpp"
 
 #include <algorithm>
@@ -97,6 +104,9 @@ std::string alternatives(const std::vector<std::string>& patterns) {
     return joined;
 }
 
+// RE2 has no look-around: the characters beside the match are part of the expression, and group 1
+// is the match. A match inside the line has a character before it; one at its beginning may have
+// none.
 std::string bounded_by_words(std::string_view pattern) {
     return "(?:^|" + NOT_WORD + ")(" + closed(pattern) + ")(?:$|" + NOT_WORD + ")";
 }

@@ -54,6 +54,7 @@ Query make_query(const QueryOptions& options) {
     check_text(options);
     Query query;
     query.case_sensitive = !ignores_case(options);
+    // A plain text needs no expression, unless it must be a word or a line.
     query.needle = plain_text(options);
     if (query.needle && !query.case_sensitive) query.needle = unicode::lower(*query.needle);
     if (query.needle && !options.words && !options.whole_lines) return query;
@@ -67,6 +68,7 @@ Query make_query(const QueryOptions& options) {
                                          .literal = query.needle});
     if (query.needle) return query;
     query.needle = query.pattern->text_of_every_match();
+    // A matching line holds this text once its ASCII letters are lower-cased.
     if (query.needle) query.case_sensitive = false;
     return query;
 }

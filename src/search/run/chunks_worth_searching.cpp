@@ -111,6 +111,7 @@ std::optional<Candidates> chunks_with_atoms(const Database& db, const RequiredAt
         queries.push_back(atom_trigrams(atoms.atoms()[i]));
         if (!queries.back()) unasked |= AtomSet{1} << i;
     }
+    // A line may match that holds, of all atoms, only those without a trigram: nothing narrows.
     if (sets.may_match(unasked)) return std::nullopt;
     std::vector<AtomChunks> lists;
     for (std::size_t i = 0; i < queries.size(); ++i) {

@@ -43,7 +43,9 @@ code_text::SegmentList without_mark(const code_text::SegmentList& segments) {
 constexpr std::int64_t CONTEXT_LINES = 4096;
 
 // The search of one file. Matches come in order; the lines around them are shown as soon as it is
-// known which they are: those after a match when the next match, or the end, is found.
+// known which they are: those after a match when the next match, or the end, is found. They are cut
+// from the segment of the match where that holds them all, and only else from the whole file, which
+// must be read for it. Matches ascend, and so do lines and segments: nothing is passed twice.
 class FileSearch {
   public:
     FileSearch(code_text::TextSource& source, const FileRow& file, const Query& query,

@@ -1,3 +1,11 @@
+// With a limit the first batches are small and grow: a search that ends early has read few rows,
+// and one that does not pays for few batches. Without a limit there is one batch.
+//
+// The trigram index narrows the files only while the index answers. When a batch must be read from
+// the disk, files that it left out may match too, and the batches begin anew with all files.
+// Nothing was put out then: the state of the index, which decides, is one for all batches of a
+// transaction.
+
 #include "search/run/search_batches.hpp"
 
 #include <algorithm>

@@ -1,3 +1,13 @@
+// A search goes through batches of files (search_batches.hpp), all in one read transaction. The
+// files of a batch are searched by a thread a core and come out in path order (OrderedPool); one
+// thread counts the results and hands the output on.
+//
+// A limit is kept by that one thread. A worker does not know what earlier files gave, so a file
+// with more results than are left is searched once more, up to the limit.
+//
+// Damage: as long as nothing was put out, the search begins anew on the disk. Afterwards that would
+// put out lines twice, so the failure goes on to the caller.
+
 #include "search/run/search_run.hpp"
 
 #include <algorithm>
@@ -172,6 +182,7 @@ class BatchSearch {
             if (!std::exchange(has_begun, true)) worker.renderer->begin(file, worker.out);
         };
         Stats stats;
+        // A file without a candidate is still a result where files without a match are asked for.
         if (!_possible || holds(*_possible, file.file_id)) {
             stats = search_file(worker.source, file, _options->query, wants,
                                 [&](const ResultLine& line) {

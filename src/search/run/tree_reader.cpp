@@ -1,3 +1,8 @@
+// code_text takes a std::system_error for "this file has no text" and goes on. That is right for a
+// file that is gone, and for one that cannot be read, which is counted here so that the search can
+// tell. It is wrong for what is the machine's failure, such as too few descriptors: an answer would
+// be short without a word. So that is thrown as another type, which nobody on the way absorbs.
+
 #include "search/run/tree_reader.hpp"
 
 #include <algorithm>

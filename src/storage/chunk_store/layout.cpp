@@ -13,6 +13,7 @@ namespace codetext::chunk_store {
 namespace {
 
 constexpr int COMPRESSED_SINCE = 3'043'000;
+/// FTS5 has its tokenizer `trigram` from this version on.
 constexpr int TRIGRAM_TOKENIZER_SINCE = 3'034'000;
 
 bool has_table(const Database& db, std::string_view name) {

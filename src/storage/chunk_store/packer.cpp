@@ -40,6 +40,8 @@ class Packer::Impl {
     }
 
   private:
+    /// A reader would take what is refused here for damage (limits.hpp), or would number its lines
+    /// otherwise: a frame has the number of its first line alone.
     static void _check(std::span<const Chunk> chunks) {
         if (chunks.empty() || static_cast<std::int64_t>(chunks.size()) > MAX_FILE_CHUNKS) {
             throw std::length_error(fmt::format("a file of {} chunks", chunks.size()));

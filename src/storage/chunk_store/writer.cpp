@@ -11,6 +11,7 @@ class Writer::Impl {
     Impl(Database& db, Layout layout) : _db(&db), _compressed(layout == COMPRESSED), _shards(db) {}
 
     void put(std::int64_t file_id, const PackedFile& file) {
+        // Chunks of an older text would stay where the new text has fewer.
         drop(file_id);
         if (_compressed) {
             compressed::put(*_db, file_id, file, _shards);
@@ -32,6 +33,7 @@ class Writer::Impl {
 
     void flush() {
         if (_compressed && _pending > 0) {
+            // In the transaction that stores the chunks: no commit has chunks that no shard names.
             _shards.flush();
             keep_shards_few(*_db);
         }

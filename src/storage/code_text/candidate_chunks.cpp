@@ -1,3 +1,10 @@
+// The two layouts answer differently. The compressed one promises row ids, and a file's texts are
+// read when somebody asks for that file. `code_chunks` is asked by one statement, whose rows are
+// kept with their texts.
+//
+// `LIKE` gives a superset: it folds the case of ASCII letters, and a "%" or "_" of the needle,
+// which are not escaped, matches itself and more. Every candidate is searched anyway.
+
 #include "storage/code_text/candidate_chunks.hpp"
 
 #include <algorithm>

@@ -19,6 +19,7 @@ class JoinedChunks {
     /// Room for so many bytes. A string that grows takes up to three times its size on the way.
     void reserve(std::size_t bytes) { _bytes = bytes; }
     void add(std::int64_t start_line, std::int64_t end_line, std::string_view text) {
+        // The one chunk of a file without a line: it has no line, not an empty one.
         if (end_line < start_line) return;
         if (_joined) {
             _joined->push_back('\n');
@@ -81,6 +82,8 @@ void ChunkText::limit_text(std::size_t bytes) {
 
 SegmentList ChunkText::segments(std::int64_t file_id, const std::string& path) {
     if (_on_disk->contains(file_id)) return _disk.segments(file_id, path);
+    // Who still holds a list gets that very list again, so a file is not unpacked twice. Handles
+    // here are weak: the text of a file goes with its last reader.
     _forget_dropped_lists();
     auto& handed_out = _handed_out[file_id];
     if (auto held = handed_out.lock()) return SegmentList(std::move(held));

@@ -1,3 +1,7 @@
+// A text is first made one in which LF alone ends a line (unicode::joined_lines), and then cut
+// behind every 64th line. The LF between two chunks belongs to neither. Linear time; each byte is
+// copied into its chunk once.
+
 #include "storage/code_text/chunking.hpp"
 
 #include <algorithm>

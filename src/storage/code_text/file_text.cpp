@@ -31,6 +31,8 @@ std::string read_whole_file(const std::filesystem::path& path, std::size_t most_
 
 std::optional<std::string> _file_text(const std::filesystem::path& path, const ReadFile& read) {
     try {
+        // Only what says that this file has no text is absorbed. A reader whose machine fails must
+        // throw something else (search/run/tree_reader.cpp does).
         return unicode::decode(read(path));
     } catch (const std::system_error&) {
         return std::nullopt;
@@ -44,6 +46,7 @@ std::optional<Lines> _lines_holding(const std::filesystem::path& path,
                                     const ReadFile& read) {
     std::optional<std::string> text = _file_text(path, read);
     if (!text) return std::nullopt;
+    // One look at the whole text: a file without the needle is not split into lines.
     if (needle) {
         const bool holds = case_sensitive ? text_find::find(*text, *needle) != text_find::NOT_FOUND
                                           : lower_case_holds(*text, *needle);

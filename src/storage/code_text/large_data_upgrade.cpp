@@ -10,6 +10,10 @@
 namespace codetext::code_text {
 
 namespace upgrade_sql {
+
+// A file's text is its chunks with one LF between each two, so one byte is added for each chunk and
+// one taken away; a file without a chunk has 0. Of a TEXT, length() counts characters up to a NUL;
+// of a BLOB, bytes.
 const std::string CHUNKED_TEXT_BYTES_SQL = fmt::format(
     "(SELECT coalesce(sum(length(CAST(coalesce(c.exact, c.text) AS BLOB)) + 1), 1) - 1 FROM "
     "code_chunks c WHERE c.rowid >= f.id * {0} AND c.rowid < (f.id + 1) * {0})",

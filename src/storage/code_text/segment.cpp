@@ -1,3 +1,7 @@
+// A list is a text with LFs in it, and is cut into lines as far as somebody asks, once: for a match
+// near the top of a large file, where the others begin does not matter. Copies share the list and
+// may be read by several threads, so what was found so far stands under a lock.
+
 #include "storage/code_text/segment.hpp"
 
 #include <fmt/format.h>

@@ -19,6 +19,8 @@ namespace {
 constexpr std::string_view NO_TEXT_TABLE =
     "read from the files on disk: this index has no table of the files' text";
 
+// One statement for both answers: they are of one snapshot, also for a caller without a
+// transaction.
 std::string state_statement(chunk_store::Layout store) {
     return fmt::format(
         "SELECT (SELECT COUNT(*) {}), (SELECT group_concat(id) FROM files WHERE text_on_disk = 1)",
@@ -75,6 +77,8 @@ SourceChoice text_source(const Database& db, std::span<const FileRow> files,
     DiskText disk(repository_root(db), needle, case_sensitive, std::move(read));
     if (!store) return {std::move(disk), std::string(NO_TEXT_TABLE)};
     auto [unchunked, on_disk] = _chunk_state(db, *store);
+    // One file without its chunks, and the whole search reads the disk: an index that knows a part
+    // of the text would miss matches without a word.
     if (unchunked != 0) {
         const std::string reason = fmt::format(
             "{} indexed file(s) have no chunks yet (the next index pass parses them)", unchunked);

@@ -72,6 +72,8 @@ LogCheck::Read log_reader(sqlite3_file* file) {
     };
 }
 
+/// Bytes that were read without a lock will do: what is taken of them stays the same, but for the
+/// number of pages, which is used only with the whole page 1 that it came with.
 void note_header(Knowledge& known, std::string_view bytes) {
     const Header header = page_checksum::read_header(bytes);
     if (header.page_bytes > 0) known.header = header;
@@ -81,6 +83,7 @@ void note_header(Knowledge& known, std::string_view bytes) {
 int checked(sqlite3_file* file, std::string_view page, std::int64_t offset, int result) {
     const Header& header = knowledge_of(file).header;
     if (result == SQLITE_IOERR_SHORT_READ) {
+        // A new database has no page yet. Any other page that is missing was cut off.
         return size_of(file) == 0 ? SQLITE_IOERR_SHORT_READ : SQLITE_IOERR_DATA;
     }
     if (result != SQLITE_OK) return result;
@@ -108,6 +111,7 @@ int read_database(sqlite3_file* file, std::span<char> bytes, std::int64_t offset
     const auto end = static_cast<std::size_t>(offset) + bytes.size();
     const bool in_header = end <= page_checksum::HEADER_BYTES;
     const std::int64_t page_bytes = known.header.page_bytes;
+    // A part of one page: an overflow page.
     if (!in_header && offset > 0 && page_bytes > 0 && std::ssize(bytes) < page_bytes &&
         offset / page_bytes == (offset + std::ssize(bytes) - 1) / page_bytes) {
         return read_part(file, bytes, offset);
@@ -212,6 +216,7 @@ int open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* giv
     if ((flags & (SQLITE_OPEN_MAIN_DB | SQLITE_OPEN_WAL)) == 0) {
         return vfs->xOpen(vfs, name, file, flags, given);
     }
+    // SQLite closes a file whose open failed, unless it has no methods.
     file->pMethods = nullptr;
     std::unique_ptr<Knowledge> knowledge(new (std::nothrow) Knowledge);
     if (!knowledge) return SQLITE_NOMEM;

@@ -1,3 +1,10 @@
+// How a connection is opened: SQLite opens the file through the VFS that checks pages
+// (checksum_vfs.hpp), then what the content may do is bounded, and a reader is made able to read
+// what lies beside the file. Only then does a statement run.
+//
+// Prepared statements are kept by their text, and one that a call is using is taken out of that
+// table. So a visitor of rows may run the same SQL again, and gets a statement of its own.
+
 #include "storage/database/connection.hpp"
 
 #include <fmt/format.h>
@@ -42,7 +49,8 @@ std::filesystem::path resolved(const std::filesystem::path& path) {
     return error ? path : directory / path.filename();
 }
 
-/// The path as a URI, as SQLite reads it: "?", "#" and "%" would end or change the path.
+/// The path as a URI, as SQLite reads it: "?", "#" and "%" would end or change the path. "//"
+/// begins an authority, which is empty here, so that no part of an absolute path is taken for one.
 std::string uri_of(const std::filesystem::path& path) {
     std::string uri = path.is_absolute() ? "file://" : "file:";
     for (const char c : path.native()) {
@@ -55,6 +63,9 @@ std::string uri_of(const std::filesystem::path& path) {
     return uri;
 }
 
+/// NOMUTEX: `lock` holds one lock for a whole statement. SQLite's own mutex is taken for each
+/// column of each row, and put threads to sleep. EXRESCODE: error.cpp tells a page that fails its
+/// checksum from other failures by the extended code.
 int open_flags(Access access) {
     const int flags =
         SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_URI | SQLITE_OPEN_NOFOLLOW;
@@ -87,10 +98,14 @@ void check_stands_alone(const std::filesystem::path& path) {
     }
 }
 
+/// The first statement is the first to meet the log and the journal: opening reads the header of
+/// the file, no more.
 int first_read(sqlite3* db) {
     return sqlite3_exec(db, "SELECT 1 FROM sqlite_master LIMIT 1", nullptr, nullptr, nullptr);
 }
 
+/// The failures of a reader that cannot make the files beside a database with a log: it may not
+/// write there, or a full disk has no room for the shared memory.
 bool needs_immutable(int result) {
     return (result & 0xFF) == SQLITE_READONLY || (result & 0xFF) == SQLITE_CANTOPEN ||
            result == SQLITE_IOERR_SHMOPEN || result == SQLITE_IOERR_SHMSIZE;
@@ -113,6 +128,7 @@ void throw_last_error(sqlite3* db, std::string_view doing, std::string_view stat
     const char* path = sqlite3_db_filename(db, "main");
     const bool has_path = path != nullptr && *path != '\0';
     const int code = sqlite3_extended_errcode(db);
+    // Nobody calls sqlite3_interrupt: this code comes from the progress handler alone.
     throw DatabaseError(
         code,
         fmt::format("{}{}{}: {}", has_path ? path : "", has_path ? ": " : "", doing,
@@ -129,17 +145,20 @@ Database::Connection::Connection(const std::filesystem::path& path, Access acces
     if (access == Access::READ_ONLY) _make_readable();
     if (access == Access::CREATE) reserve_checksums();
     sqlite3_busy_timeout(_db, BUSY_TIMEOUT_MS);
+    // SQLite rolls back by itself too (a full disk, say), and no statement tells of that.
     sqlite3_rollback_hook(
         _db, [](void* connection) { static_cast<Connection*>(connection)->note_undo(); }, this);
     if (access == Access::READ_ONLY) sqlite3_exec(_db, READER_CACHE, nullptr, nullptr, nullptr);
 }
 
 Database::Connection::~Connection() {
+    // Statement's destructor has given all others back.
     for (auto& [sql, statement] : _idle) sqlite3_finalize(statement);
     sqlite3_close_v2(_db);
 }
 
 std::unique_lock<std::recursive_mutex> Database::Connection::lock() const {
+    // Recursive: a visitor of rows may run statements of its own (a frame reads its dictionary).
     std::unique_lock lock(_mutex, std::try_to_lock);
     for (int i = 0; i < SPINS && !lock.owns_lock(); ++i) {
         std::this_thread::yield();
@@ -151,6 +170,8 @@ std::unique_lock<std::recursive_mutex> Database::Connection::lock() const {
 
 sqlite3_stmt* Database::Connection::take(std::string_view sql) {
     sqlite3_stmt* statement = _prepared(sql);
+    // A statement inside of another's visitor counts with that one. If it began the count anew,
+    // each row would give an outer statement without end more steps.
     if (_in_use++ == 0) begin_steps();
     return statement;
 }
@@ -172,6 +193,9 @@ sqlite3_stmt* Database::Connection::_prepared(std::string_view sql) {
 
 void Database::Connection::give_back(std::string_view sql, sqlite3_stmt* statement) noexcept {
     --_in_use;
+    // A statement that is not reset keeps its read transaction open, and no checkpoint could move
+    // the whole log. The result says again what step() has thrown. Bindings point to memory of the
+    // caller.
     sqlite3_reset(statement);
     sqlite3_clear_bindings(statement);
     try {
@@ -205,6 +229,7 @@ void Database::Connection::_open(const std::string& uri, Access access) {
     if (sqlite3_open_v2(uri.c_str(), &_db, open_flags(access), checksum_vfs()) == SQLITE_OK) {
         return _distrust_content(access);
     }
+    // Made before the handle is closed, which the message belongs to.
     const DatabaseError error(sqlite3_extended_errcode(_db),
                               fmt::format("cannot open {}: {}", _path.string(), message_of(_db)),
                               "");
@@ -226,6 +251,8 @@ void Database::Connection::_distrust_content(Access access) {
     sqlite3_limit(_db, SQLITE_LIMIT_ATTACHED, access == Access::READ_ONLY ? 0 : 1);
     sqlite3_limit(_db, SQLITE_LIMIT_SQL_LENGTH, MAX_SQL_BYTES);
     limit_values(max_value_bytes(access));
+    // The last bound: SQLite calls this between steps, and a result other than 0 ends the
+    // statement.
     sqlite3_progress_handler(
         _db, STEPS_A_CHECK,
         [](void* connection) {
@@ -244,6 +271,7 @@ bool Database::Connection::_is_without_end() {
 
 std::int64_t Database::Connection::_database_bytes() const {
     std::int64_t bytes = 0;
+    // What the last commits wrote may be in the log only.
     for (const char* ending : {"", "-wal"}) {
         std::filesystem::path file = _path;
         file += ending;
@@ -260,6 +288,8 @@ void Database::Connection::_make_readable() {
     int result = first_read(_db);
     if (result == SQLITE_READONLY_ROLLBACK) {
         sqlite3_close_v2(_db);
+        // The first read of a writer plays the journal back. Another process may be doing that: it
+        // waits.
         _open(uri_of(_path), Access::READ_WRITE);
         sqlite3_busy_timeout(_db, BUSY_TIMEOUT_MS);
         first_read(_db);

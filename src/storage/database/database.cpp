@@ -64,6 +64,8 @@ std::int64_t Database::last_insert_rowid() const {
 
 void Database::copy_to(const std::filesystem::path& path) {
     const auto locked = _connection->lock();
+    // VACUUM gives the copy as many reserved bytes as were asked for last, whatever the original
+    // has.
     _connection->reserve_checksums();
     execute("VACUUM INTO ?", {path.native()});
 }

@@ -8,6 +8,8 @@ namespace codetext {
 namespace {
 
 DatabaseError::Kind kind_of(int code) {
+    // First the extended codes that a caller plans for. Their primary code is that of every failed
+    // call of the operating system.
     if (code == SQLITE_IOERR_WRITE) return DatabaseError::Kind::WRITE_FAILED;
     if (code == SQLITE_IOERR_DATA) return DatabaseError::Kind::DAMAGED_PAGE;
     constexpr int PRIMARY_CODE = 0xFF;

@@ -1,7 +1,11 @@
 // The chain of checksums of a write-ahead log, as SQLite's file format describes it: two sums of 32
 // bits run over the header's first 24 bytes, and then over the first 8 bytes and the page of each
 // frame in turn; the sums so far stand in the header and in the head of each frame. One frame is
-// checked with the sums that stand before it.
+// checked with the sums that stand before it, so a check costs two short reads and one pass over
+// the page. (https://www.sqlite.org/fileformat2.html, section 4.2.)
+//
+// Whether a frame belongs to the log at all, or is left over from an older one, is for SQLite to
+// know: it reads no frame that its index of the log does not name.
 
 #include "storage/database/log_check.hpp"
 
@@ -81,6 +85,8 @@ bool LogCheck::page_fits(std::string_view bytes, std::int64_t offset, const Read
     if (std::ssize(bytes) != _page_bytes || _offset_in_frame(offset) != HEAD_BYTES) return true;
     const std::int64_t frame = _frame_of(offset);
     if (frame >= _unchecked_from) return true;
+    // The sums before this frame: the last bytes of the header, or of the head of the frame before,
+    // which is a page and a head away.
     std::array<char, SUMS_BYTES> before{};
     std::array<char, HEAD_BYTES> head{};
     const std::int64_t before_offset = frame == 0
@@ -96,7 +102,10 @@ bool LogCheck::page_fits(std::string_view bytes, std::int64_t offset, const Read
 }
 
 // A transaction that writes a page again writes over its first frame, without a new head. From then
-// on the heads hold zeros where the sums go; at the commit they are all written, in order.
+// on the heads hold zeros where the sums go; at the commit they are all written, in order
+// (walRewriteChecksums in SQLite). So the first frame without sums is remembered, and forgotten
+// when a head with sums is written there or before: by that commit, or, after a rollback, by
+// the next transaction of this handle, which begins at or before that frame.
 void LogCheck::note_write(std::string_view bytes, std::int64_t offset, const Read& read) {
     if (offset == 0) {
         if (std::ssize(bytes) == HEADER_BYTES) _take_header(bytes);

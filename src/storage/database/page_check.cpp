@@ -1,3 +1,10 @@
+// SQLite reads the pages that a statement needs, and stops at the first that is damaged. This reads
+// every page once, in the order of the file. A page whose newest form is in the log is checked as
+// it stands in the file.
+//
+// A checkpoint may be writing meanwhile, and no lock is taken against it: a page is read again
+// before it counts as damaged.
+
 #include "storage/database/page_check.hpp"
 
 #include <fcntl.h>
@@ -15,12 +22,15 @@ namespace codetext {
 
 namespace {
 
+/// A multiple of every size of a page, so that no page lies across two reads.
 constexpr std::size_t BUFFER_BYTES = 1 << 20;
 /// How often a page that does not match is read again, and after which time: SQLite writes a page
 /// in microseconds.
 constexpr int TRIES = 3;
 constexpr std::chrono::milliseconds BETWEEN_TRIES(1);
 
+/// Its descriptor is why nobody in this process may have the database open: POSIX drops all locks
+/// of a process on a file when it closes any descriptor of that file.
 class CheckedFile {
   public:
     explicit CheckedFile(const std::filesystem::path& path)

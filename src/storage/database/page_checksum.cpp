@@ -1,12 +1,12 @@
 // A page's checksum is the XXH3-64 of all bytes before it, with the page's number as its seed,
-// stored with the lowest byte first.
+// stored with the lowest byte first. The offsets in the header are those of SQLite's file format
+// (https://www.sqlite.org/fileformat2.html, section 1.3).
 
 #include "storage/database/page_checksum.hpp"
 
-#define XXH_INLINE_ALL
-#include <xxhash.h>
-
 #include <bit>
+
+#include "utils/hash.hpp"
 
 namespace codetext::page_checksum {
 
@@ -27,8 +27,7 @@ std::uint32_t number(std::string_view bytes, std::size_t offset, std::size_t siz
 }
 
 std::uint64_t checksum(std::string_view bytes, std::int64_t page_number) {
-    return XXH3_64bits_withSeed(bytes.data(), bytes.size(),
-                                static_cast<std::uint64_t>(page_number));
+    return xxh3(bytes, static_cast<std::uint64_t>(page_number));
 }
 
 }  // namespace
@@ -37,6 +36,7 @@ Header read_header(std::string_view bytes) {
     Header header;
     if (!bytes.starts_with(MAGIC)) return header;
     const std::uint32_t coded = number(bytes, 16, 2);
+    // Two bytes cannot hold 65,536; 1 stands for it.
     const std::uint32_t page_bytes = coded == 1 ? 65536 : coded;
     if (page_bytes < MIN_PAGE_BYTES || !std::has_single_bit(page_bytes)) return header;
     header.page_bytes = page_bytes;

@@ -25,7 +25,8 @@ void check_column(std::size_t column, std::size_t size) {
 
 sqlite3_stmt* statement_of(void* statement) { return static_cast<sqlite3_stmt*>(statement); }
 
-/// The column's index for SQLite, once the column is known to hold `type`.
+/// The column's index for SQLite, once the column is known to hold `type`. SQLite would convert a
+/// value of another type without a word: a text that is no number would be 0.
 int column_of_type(sqlite3_stmt* statement, std::size_t column, int type, std::string_view name) {
     check_column(column, static_cast<std::size_t>(sqlite3_data_count(statement)));
     const int index = static_cast<int>(column);
@@ -35,6 +36,8 @@ int column_of_type(sqlite3_stmt* statement, std::size_t column, int type, std::s
     return index;
 }
 
+/// In a database of UTF-8, as all of ours are, neither call converts the value, which would move
+/// it.
 std::string_view bytes_of(sqlite3_stmt* statement, int index) {
     const void* bytes = sqlite3_column_blob(statement, index);
     const int size = sqlite3_column_bytes(statement, index);

@@ -45,6 +45,8 @@ bool may_undo(sqlite3_stmt* statement, std::string_view sql) {
 
 }  // namespace
 
+// The lock comes first and goes last: the members are made in the order of their declaration. A
+// statement that does not compile throws before there is anything to give back.
 Statement::Statement(Database::Connection& connection, std::string_view sql, Parameters parameters)
     : _connection(connection),
       _lock(connection.lock()),
@@ -97,7 +99,8 @@ void Statement::_bind_all(Parameters parameters) {
     }
 }
 
-// A null pointer would bind NULL instead of an empty value.
+// A null pointer would bind NULL instead of an empty value. SQLITE_STATIC: no copy is made, since
+// the parameters outlive the statement.
 int Statement::_bind(int index, std::string_view value) {
     return sqlite3_bind_text64(_statement, index, value.empty() ? "" : value.data(), value.size(),
                                SQLITE_STATIC, SQLITE_UTF8);

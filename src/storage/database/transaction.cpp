@@ -5,6 +5,9 @@
 namespace codetext {
 
 Transaction::Transaction(Database& db, Kind kind) : _db(&db) {
+    // IMMEDIATE waits for another writer here. A plain BEGIN becomes a writer at its first write,
+    // and that fails at once, whatever the busy timeout, when another has committed since its first
+    // read.
     db.execute(kind == Kind::WRITE ? "BEGIN IMMEDIATE" : "BEGIN");
 }
 
@@ -19,6 +22,7 @@ Transaction::~Transaction() {
 }
 
 void Transaction::commit() {
+    // A COMMIT that fails leaves the transaction to the destructor.
     _db->execute("COMMIT");
     _db = nullptr;
 }

@@ -1,3 +1,7 @@
+// The layout of one FTS5 table. FTS5 keeps the text, and its trigram index answers `LIKE`. The
+// tokenizer stops at a NUL, so `text` has a space in place of each, and `exact` has the text as it
+// is where the two differ; whoever reads takes coalesce(exact, text).
+
 #include "storage/chunk_store/code_chunks/table.hpp"
 
 #include <fmt/format.h>

@@ -3,15 +3,14 @@
 // The bytes of the compressed layout's BLOBs: unsigned LEB128 varints (DWARF 5, section 7.6) and
 // plain bytes.
 
-#define XXH_INLINE_ALL
 #include <fmt/format.h>
-#include <xxhash.h>
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "storage/chunk_store/chunk_row.hpp"
+#include "utils/hash.hpp"
 
 namespace codetext::chunk_store {
 
@@ -76,8 +75,7 @@ class ByteReader {
     /// Takes the hash at this place. Throws unless it is the hash of all that follows, with `seed`.
     void take_hash(std::uint64_t seed) {
         const std::uint64_t hash = read_hash(take(HASH_BYTES));
-        if (hash != XXH3_64bits_withSeed(_rest.data(), _rest.size(), seed))
-            damaged("its bytes do not match their hash");
+        if (hash != xxh3(_rest, seed)) damaged("its bytes do not match their hash");
     }
     std::string_view rest() const { return _rest; }
     bool at_end() const { return _rest.empty(); }

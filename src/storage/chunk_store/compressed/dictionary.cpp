@@ -22,7 +22,7 @@ namespace {
 constexpr std::size_t MAX_DICTIONARY_BYTES = 64 << 10;
 /// Dictionaries kept in memory; a run makes one at most.
 constexpr std::size_t MAX_KEPT = 256;
-/// A dictionary should be trained on about a hundred times its size.
+/// Bytes of samples for each byte of a dictionary. (zstd's manual advises about a hundred.)
 constexpr std::size_t SAMPLES_PER_DICTIONARY_BYTE = 64;
 
 /// What the trainer looks for: pieces of 64 bytes made of frequent sequences of six bytes. zstd
@@ -79,6 +79,7 @@ DictionaryHandle Dictionaries::find(const Database& db, std::int64_t id) {
     if (auto found = _dictionaries.find(id); found != _dictionaries.end()) return found->second;
     auto row = db.fetchone("SELECT body FROM chunk_dictionaries WHERE id = ?", {id});
     if (!row) return nullptr;
+    // Frames hold handles of their own, so none loses its dictionary by this.
     if (_dictionaries.size() == MAX_KEPT) _dictionaries.clear();
     return _dictionaries.emplace(id, dictionary_of(id, row->blob(0))).first->second;
 }

@@ -1,3 +1,11 @@
+// Rows are promised first and read later, file by file. What is promised are row ids, from the
+// trigram index, and a stamp of the content that gave them. Whoever reads a file's rows compares
+// the stamp again: content that has changed since is IndexChanged, not a match that is missed
+// without a word.
+//
+// A row that the trigram index names may be gone together with its frame: the index is not told of
+// what is dropped. A chunk row without its frame is damage.
+
 #include "storage/chunk_store/matching_rows.hpp"
 
 #include <fmt/format.h>
@@ -61,6 +69,8 @@ std::vector<ChunkRow> read_rows(const Database& db, std::int64_t first, std::int
                 }
                 if (!any_chunk(rowid, wanted)) return Visit::CONTINUE;
                 bodies.take(row.blob(1).size());
+                // May read a dictionary, inside of this statement: the connection's lock is always
+                // taken before that of the dictionaries.
                 const auto frame = std::make_shared<PackedFrame>(db, dictionaries, rowid,
                                                                  std::string(row.blob(1)));
                 texts.take(frame->texts_bytes());

@@ -1,3 +1,13 @@
+// A frame is packed in one piece: its head, the hash of head and texts, the texts as one LZ4 block.
+// The packer works on a thread that knows no row id, so the one thread that stores the frame seals
+// it then.
+//
+// A frame is read in two steps. Its head is read at once, so that a search knows lines and sizes
+// without unpacking. The texts are unpacked when somebody first looks at one of them, and only then
+// is the hash compared: it covers the head too, so a damaged head shows no later than its texts are
+// used (matching_rows.cpp checks a frame whose head hides a chunk that is wanted). Until then each
+// number of the head is held against what a frame may have.
+
 #include "storage/chunk_store/compressed/packed_frame.hpp"
 
 #include <algorithm>
@@ -20,14 +30,12 @@ constexpr int COMPRESSION_LEVEL = 2;
 constexpr std::string_view WHAT = "chunk frame";
 
 std::uint64_t hash_of(std::string_view head, std::string_view texts) {
-    const std::uint64_t seed = XXH3_64bits(head.data(), head.size());
-    return XXH3_64bits_withSeed(texts.data(), texts.size(), seed);
+    const std::uint64_t seed = xxh3(head);
+    return xxh3(texts, seed);
 }
 
 /// What a sealed frame's hash is combined with.
-std::uint64_t seal_of(std::int64_t rowid) {
-    return XXH3_64bits_withSeed("", 0, static_cast<std::uint64_t>(rowid));
-}
+std::uint64_t seal_of(std::int64_t rowid) { return xxh3("", static_cast<std::uint64_t>(rowid)); }
 
 /// Frames with more text are unpacked straight to their place.
 bool fits_room(const DictionaryHandle& dictionary, std::size_t texts_size) {
@@ -126,6 +134,7 @@ PackedFrame::PackedFrame(const Database& db, Dictionaries& dictionaries, std::in
     for (std::uint64_t i = 0; i < chunks; ++i) {
         const std::uint64_t lines = reader.varint();
         const std::uint64_t size = reader.varint();
+        // A difference: a sum could overflow.
         if (size > MAX_FRAME_BYTES - _texts_size) reader.damaged("its texts are too large");
         if (line > MAX_LINE_NUMBER || lines > MAX_LINE_NUMBER) {
             reader.damaged("its line numbers are wrong");
@@ -180,6 +189,7 @@ void PackedFrame::_unpack() {
         reader.damaged("its bytes do not match their hash");
     }
     _texts = std::move(texts);
+    // From here on the texts are kept, and not the packed bytes too.
     std::string().swap(_body);
 }
 

@@ -136,12 +136,14 @@ std::uint8_t append_postings(std::span<const std::uint16_t> numbers, std::string
     const auto [parameter, bits] = best_code(gaps, numbers.back() + 1u);
     const std::size_t before = bytes.size();
     const std::size_t size = before + (bits + 7) / 8;
+    // The writer always stores eight bytes; those past the end are cut off below.
     bytes.resize(size + sizeof(std::uint64_t));
     BitWriter writer(bytes.data() + before);
     const std::uint32_t mask = (1u << parameter) - 1;
     for (const std::uint32_t gap : gaps) {
         const std::uint32_t zeros = gap >> parameter;
         const std::uint64_t tail = std::uint64_t{gap & mask} << 1 | 1;
+        // At most 31 zeros, a one and 15 bits: put() takes them at once.
         if (zeros < 32) {
             writer.put(tail << zeros, zeros + 1 + parameter);
         } else {

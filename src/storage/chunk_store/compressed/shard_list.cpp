@@ -1,3 +1,7 @@
+// A search asks every shard, so a lost row of `trigram_segments` would hide the matches of its
+// chunks without a word. The hash of the list in `meta` tells of it. Writers read the list before
+// they note a new one, or a list with a loss in it would become the right one.
+
 #include "storage/chunk_store/compressed/shard_list.hpp"
 
 #include <algorithm>
@@ -9,6 +13,7 @@
 #include "storage/chunk_store/compressed/trigram_shard.hpp"
 #include "storage/chunk_store/limits.hpp"
 #include "storage/chunk_store/writer.hpp"
+#include "utils/hash.hpp"
 
 namespace codetext::chunk_store {
 
@@ -45,9 +50,11 @@ std::string hash_of(const std::vector<ShardList::Shard>& shards) {
         put_varint(bytes, static_cast<std::uint64_t>(id));
         put_varint(bytes, static_cast<std::uint64_t>(chunks));
     }
-    return fmt::format("{:016x}", XXH3_64bits(bytes.data(), bytes.size()));
+    return fmt::format("{:016x}", xxh3(bytes));
 }
 
+/// The blocks of a shard lie side by side like tiles: each begins after the last trigram of the one
+/// before. A gap is a block that is lost.
 void check_tiles(const Database& db, std::int64_t shard) {
     std::int64_t next = 0;
     db.each("SELECT id, body FROM trigram_lists WHERE id >= ? AND id < ? ORDER BY id",
@@ -65,6 +72,7 @@ void check_tiles(const Database& db, std::int64_t shard) {
 }  // namespace
 
 ShardList listed_shards(const Database& db) {
+    // An index of 3.2.0 has no hash of the list. Any other index without one has lost it.
     std::optional<std::string> noted;
     bool may_lack_list = false;
     db.each("SELECT key, value FROM meta WHERE key IN ('schema_version', 'trigram_shards')", {},

@@ -38,6 +38,8 @@ void put(Database& db, std::int64_t file_id, const PackedFile& file, ShardWriter
 }
 
 void seal_frames(Database& db) {
+    // In batches, so that no statement reads the table while its rows are changed, and memory holds
+    // few frames.
     constexpr std::string_view NEXT = "SELECT id, body FROM chunk_frames WHERE id > ? ORDER BY id";
     std::int64_t last = std::numeric_limits<std::int64_t>::min();
     std::vector<std::pair<std::int64_t, std::string>> batch;

@@ -23,7 +23,7 @@ inline constexpr unsigned PARAMETER_BITS = 4;
 /// The hash that begins a body whose head (the numbers before the directory) is `head`. The pages'
 /// checksums cover the rest.
 inline std::uint64_t block_hash(std::string_view head, std::int64_t rowid) {
-    return XXH3_64bits_withSeed(head.data(), head.size(), static_cast<std::uint64_t>(rowid));
+    return xxh3(head, static_cast<std::uint64_t>(rowid));
 }
 
 /// No BLOB of the trigram index is larger: a block fits a page but for one list, and a shard has

@@ -52,6 +52,8 @@ std::optional<TrigramBlock::List> ShardReader::_find(std::uint32_t trigram) cons
                   list = block.find(trigram);
                   return Visit::STOP;
               });
+    // In a whole shard some block answers for every trigram: for one that no chunk holds, a block
+    // without a list for it. Without a block at all, there is no telling.
     if (!has_block && _blocks == Blocks::TILED) _lacks_block();
     return list;
 }
@@ -87,6 +89,7 @@ std::vector<std::uint16_t> ShardReader::holding(std::span<const std::uint32_t> t
     lists.reserve(trigrams.size());
     for (const std::uint32_t trigram : trigrams) {
         auto list = _find(trigram);
+        // No chunk of the shard holds this trigram, so none holds all.
         if (!list) return {};
         lists.push_back(*std::move(list));
     }
@@ -128,6 +131,8 @@ void ShardReader::_each_range(const Visitor& visit) const {
 
 void ShardReader::append_rowids(std::span<const std::uint16_t> numbers,
                                 std::vector<std::int64_t>& rowids) const {
+    // Numbers and ranges ascend alike: one pass over both. `begin` is the number of the range's
+    // first chunk.
     std::int64_t begin = 0;
     std::size_t next = 0;
     _each_range([&](std::int64_t file_id, std::int64_t first_chunk, std::int64_t chunks) {

@@ -62,6 +62,8 @@ class BlockWriter {
         _list.clear();
         const std::uint8_t parameter = append_postings(numbers, _list);
         const std::size_t size = _bytes.size() + _directory.size() + _list.size();
+        // With room for one more entry and for what stands before the directory. A list that is
+        // larger than a block has one of its own.
         if (_lists == BLOCK_LISTS || size + 2 * ENTRY_BYTES > BLOCK_BYTES) _store(_last);
         put_varint(_directory, trigram - (_lists == 0 ? _first : _last));
         ++_lists;
@@ -75,6 +77,8 @@ class BlockWriter {
     void finish() { _store(TRIGRAMS - 1); }
 
   private:
+    /// Stores the block that answers for the trigrams from _first to `last`. The next begins right
+    /// after.
     void _store(std::uint32_t last) {
         const std::int64_t rowid = _shard * TRIGRAMS + last;
         std::string head, body;
@@ -133,8 +137,7 @@ void ShardWriter::flush() {
     const std::int64_t id = _next_id();
     const std::string ranges = _coded_ranges();
     std::string files;
-    put_hash(files,
-             XXH3_64bits_withSeed(ranges.data(), ranges.size(), static_cast<std::uint64_t>(id)));
+    put_hash(files, xxh3(ranges, static_cast<std::uint64_t>(id)));
     files += ranges;
     _db->execute("INSERT INTO trigram_segments(id, chunks, files) VALUES (?, ?, ?)",
                  {id, static_cast<std::int64_t>(_trigrams_before.size()), BlobView{files}});
@@ -161,6 +164,8 @@ std::string ShardWriter::_coded_ranges() const {
 
 void ShardWriter::_write_blocks(std::int64_t shard) {
     check_shard_id(shard);
+    // First pass: count the pairs of each bucket, and so where its place begins. `place` then moves
+    // on through the bucket as pairs are put there, so `begins` keeps the beginnings.
     std::vector<std::uint32_t> place(BUCKETS + 1);
     for (const std::uint32_t trigram : _trigrams) ++place[(trigram >> BUCKET_BITS) + 1];
     for (std::size_t i = 1; i < place.size(); ++i) place[i] += place[i - 1];
@@ -181,6 +186,7 @@ void ShardWriter::_write_blocks(std::int64_t shard) {
         }
     }
 
+    // Second pass: buckets are in the order of the high bits; sort each by the low bits.
     BlockWriter blocks(*_db, shard);
     std::vector<Entry> scratch;
     for (std::uint32_t bucket = 0; bucket < BUCKETS; ++bucket) {

@@ -39,7 +39,8 @@ void drop_shard(Database& db, std::int64_t id) {
                {id * TRIGRAMS, (id + 1) * TRIGRAMS});
 }
 
-/// Replaces the shards by new ones, of the chunks that their files have now.
+/// Replaces the shards by new ones, of the chunks that their files have now. A file may have other
+/// chunks in other shards; they are named twice then, which costs time and changes no answer.
 void make_anew(Database& db, const std::vector<std::int64_t>& shards, Blocks blocks) {
     std::vector<std::int64_t> files;
     for (const std::int64_t id : shards) {
@@ -47,6 +48,7 @@ void make_anew(Database& db, const std::vector<std::int64_t>& shards, Blocks blo
         files.insert(files.end(), own.begin(), own.end());
         drop_shard(db, id);
     }
+    // Before the writer compares the list with what is noted.
     note_shards(db);
     std::sort(files.begin(), files.end());
     files.erase(std::unique(files.begin(), files.end()), files.end());
