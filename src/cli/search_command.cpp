@@ -145,7 +145,7 @@ class SearchCommand {
         Database db = open_existing_index(_paths.root(), _owners);
         const SearchResult result = _search(db);
         _finish(result);
-        if (result.results == 0) _report_unknown_paths(db);
+        if (result.results == 0 && !result.is_damaged) _report_unknown_paths(db);
         return _exit_status(result);
     }
 

@@ -83,11 +83,8 @@ class Verification {
         } catch (const DamagedChunk& damage) {
             _report("{}: {}", what, damage.what());
         } catch (const DatabaseError& error) {
-            using Kind = DatabaseError::Kind;
-            const bool is_damage =
-                error.kind() == Kind::DAMAGED || error.kind() == Kind::DAMAGED_PAGE ||
-                error.kind() == Kind::WRONG_TYPE || error.kind() == Kind::NOT_A_DATABASE;
-            if (!is_damage) throw;
+            const bool is_none = error.kind() == DatabaseError::Kind::NOT_A_DATABASE;
+            if (!error.is_damage() && !is_none) throw;
             _report("{}: {}", what, error.what());
         }
     }
@@ -256,9 +253,7 @@ Findings find_damage_in_file(const std::filesystem::path& path) {
         found.problems.insert(found.problems.begin(), problems.begin(), problems.end());
         return found;
     } catch (const DatabaseError& error) {
-        const bool is_damage = error.kind() == DatabaseError::Kind::DAMAGED ||
-                               error.kind() == DatabaseError::Kind::DAMAGED_PAGE;
-        if (problems.empty() && !is_damage) throw;
+        if (problems.empty() && !error.is_damage()) throw;
         problems.emplace_back(error.what());
     } catch (const UnusableIndex& unusable) {
         if (problems.empty()) throw;

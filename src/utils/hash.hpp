@@ -2,7 +2,7 @@
 
 // The hash of files, frames and pages.
 //
-//   const std::uint64_t hash = xxh3(text, page_number);
+//   const std::uint64_t hash = xxh3(text, 7);
 
 #include <cstdint>
 #include <string_view>

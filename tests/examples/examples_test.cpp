@@ -17,6 +17,8 @@
 #include "storage/temp_index.hpp"
 #include "storage/verify.hpp"
 #include "utils/fsio.hpp"
+#include "utils/hash.hpp"
+#include "utils/once.hpp"
 #include "utils/open_below.hpp"
 #include "utils/ordered_pool.hpp"
 #include "utils/platform.hpp"
@@ -112,6 +114,11 @@ TEST_F(Examples, utils) {
 #include "example_of/utils/threads.hpp"
         helpers.clear();
         EXPECT_EQ(done, 2);
+    }
+    {
+#include "example_of/utils/hash.hpp"
+#include "example_of/utils/once.hpp"
+        EXPECT_TRUE(hash != xxh3(text) && text.ends_with("unpacked"));
     }
     const std::vector<std::string> environment = {"PATH=/usr/local/bin:/usr/bin:/bin"};
     const auto list = [&] {

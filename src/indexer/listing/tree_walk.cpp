@@ -92,14 +92,12 @@ void read_entries(DIR* stream, Directory& directory) {
     errno = 0;
     while (const dirent* found = ::readdir(stream)) {
         if (is_dot_entry(static_cast<const char*>(found->d_name))) continue;
-        std::optional<Entry> entry = look_at(number, *found, directory);
-        errno = 0;
-        if (!entry) continue;
-        directory.is_repository = directory.is_repository || marks_repository(number, *entry);
-        if (is_private(*entry)) continue;
-        if (entry->directory) entry->directory->path = directory.path + entry->name;
-        directory.entries.push_back(std::move(*entry));
-        errno = 0;
+        if (std::optional<Entry> entry = look_at(number, *found, directory)) {
+            directory.is_repository = directory.is_repository || marks_repository(number, *entry);
+            if (entry->directory) entry->directory->path = directory.path + entry->name;
+            if (!is_private(*entry)) directory.entries.push_back(std::move(*entry));
+        }
+        errno = 0;  // what the calls above have left
     }
     if (errno != 0) warn(directory, READING, errno);
 }

@@ -124,7 +124,7 @@ Pattern::Impl::Impl(const std::vector<std::string>& patterns, PatternOptions opt
 }
 
 const RE2& Pattern::Impl::_inside() const {
-    std::call_once(_inside_compiled, [this] {
+    _inside_compiled.run([this] {
         _inside_re =
             std::make_unique<const RE2>(_inside_text, re2_options(_options.case_sensitive));
     });

@@ -6,7 +6,6 @@
 #include <re2/re2.h>
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,6 +14,7 @@
 
 #include "search/query/pattern.hpp"
 #include "search/query/required_bytes.hpp"
+#include "utils/once.hpp"
 
 namespace codetext::search {
 
@@ -64,7 +64,7 @@ class Pattern::Impl {
     /// With `words`: matches that do not begin the line. Compiled when it is first asked for.
     const RE2& _inside() const;
     std::string _inside_text;
-    mutable std::once_flag _inside_compiled;
+    mutable Once _inside_compiled;
     mutable std::unique_ptr<const RE2> _inside_re;
 };
 

@@ -111,7 +111,10 @@ class FileSearch {
         for (; _segment < _segments.size(); ++_segment) {
             const code_text::Segment& segment = _segments[_segment];
             const auto size = static_cast<std::int64_t>(segment.lines.size());
-            if (first >= segment.first + size) continue;
+            if (first >= segment.first + size) {
+                if (segment.last) return {_all_lines, 1};  // which has no such line, read or not
+                continue;
+            }
             if (first >= segment.first && (segment.last || last < segment.first + size)) {
                 return {segment.lines, segment.first};
             }

@@ -204,10 +204,6 @@ class BatchSearch {
     std::optional<std::vector<std::int64_t>> _possible;
 };
 
-}  // namespace
-
-namespace {
-
 SearchResult search_once(Database& db, const SearchOptions& options, SourceWanted source,
                          const MakeRenderer& make_renderer, const Emit& emit) {
     const Transaction snapshot(db, Transaction::Kind::READ);
@@ -226,11 +222,6 @@ SearchResult search_once(Database& db, const SearchOptions& options, SourceWante
     return result;
 }
 
-bool is_damage(const DatabaseError& error) {
-    return error.kind() == DatabaseError::Kind::DAMAGED ||
-           error.kind() == DatabaseError::Kind::DAMAGED_PAGE;
-}
-
 constexpr const char* DAMAGED =
     "read from the files on disk: the index is damaged; run `codetext verify --repair`";
 
@@ -247,12 +238,13 @@ SearchResult run_search(Database& db, const SearchOptions& options,
     try {
         return search_once(db, options, options.source, make_renderer, noting_emit);
     } catch (const DatabaseError& error) {
-        if (!is_damage(error) || !may_read_disk()) throw;
+        if (!error.is_damage() || !may_read_disk()) throw;
     } catch (const chunk_store::DamagedChunk&) {
         if (!may_read_disk()) throw;
     }
     SearchResult result = search_once(db, options, SourceWanted::DISK, make_renderer, emit);
     result.reason = DAMAGED;
+    result.is_damaged = true;
     return result;
 }
 

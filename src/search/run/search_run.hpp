@@ -65,6 +65,7 @@ struct SearchResult {
     Stats stats;                        ///< of the files up to the last one that was emitted
     bool from_index = false;            ///< the index answered
     std::optional<std::string> reason;  ///< why the disk was read although the index was asked
+    bool is_damaged = false;            ///< the index, so that the disk was read
     std::int64_t results = 0;           ///< of the kind that the options name
     bool stopped = false;               ///< `emit` gave false
     UnreadFiles unread;                 ///< on disk, so that the answer may lack matches in them

@@ -15,6 +15,7 @@
 
 #include "utils/binary.hpp"
 #include "utils/fsio.hpp"
+#include "utils/once.hpp"
 #include "utils/open_below.hpp"
 
 namespace codetext::search {
@@ -56,15 +57,14 @@ class TreeReader::State {
     }
 
   private:
-    // Not std::call_once: some C++ libraries wait for ever after a call that threw.
     void _open() {
-        const std::lock_guard lock(_mutex);
-        if (_opened) return;
-        try {
-            _opened = open_root(_root);
-        } catch (const std::system_error& error) {
-            throw std::runtime_error(error.what());  // not a file's own failure
-        }
+        _is_open.run([this] {
+            try {
+                _opened = open_root(_root);
+            } catch (const std::system_error& error) {
+                throw std::runtime_error(error.what());  // not a file's own failure
+            }
+        });
     }
 
     /// The part of the location below the root; empty, which nothing opens, for one elsewhere.
@@ -82,6 +82,7 @@ class TreeReader::State {
     }
 
     std::filesystem::path _root;
+    Once _is_open;
     Descriptor _opened;  ///< the root
     mutable std::mutex _mutex;
     UnreadFiles _unread;

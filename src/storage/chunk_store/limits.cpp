@@ -10,9 +10,7 @@ namespace codetext::chunk_store {
 
 void throw_damage(const char* what, std::int64_t id, const char* detail) {
     throw DamagedChunk(
-        fmt::format("damaged {} at row {}: {}; remove .codetext and run `codetext "
-                    "index`",
-                    what, id, detail));
+        fmt::format("damaged {} at row {}: {}; run `codetext verify --repair`", what, id, detail));
 }
 
 void SizeLimit::_refuse() const {

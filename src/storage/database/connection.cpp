@@ -226,6 +226,8 @@ void Database::Connection::reserve_checksums() {
 }
 
 void Database::Connection::_open(const std::string& uri, Access access) {
+    // A null name would stand for the system's own VFS, which checks nothing.
+    if (checksum_vfs() == nullptr) throw std::bad_alloc();
     if (sqlite3_open_v2(uri.c_str(), &_db, open_flags(access), checksum_vfs()) == SQLITE_OK) {
         return _distrust_content(access);
     }

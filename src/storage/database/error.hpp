@@ -36,6 +36,10 @@ class DatabaseError : public std::runtime_error {
     DatabaseError(Kind kind, const std::string& message, std::string_view statement);
 
     Kind kind() const { return _kind; }
+    /// The database holds what the program cannot have written.
+    bool is_damage() const {
+        return _kind == Kind::DAMAGED || _kind == Kind::DAMAGED_PAGE || _kind == Kind::WRONG_TYPE;
+    }
     /// SQLite's extended result code; 0 for a failure that SQLite did not report.
     int code() const { return _code; }
     const std::string& statement() const { return _statement; }

@@ -36,10 +36,12 @@ int column_of_type(sqlite3_stmt* statement, std::size_t column, int type, std::s
     return index;
 }
 
-/// In a database of UTF-8, as all of ours are, neither call converts the value, which would move
-/// it.
+/// The value's bytes. Each type has its own call: one for the other type could convert the value,
+/// which moves it, in a database whose encoding is not UTF-8.
 std::string_view bytes_of(sqlite3_stmt* statement, int index) {
-    const void* bytes = sqlite3_column_blob(statement, index);
+    const void* bytes = sqlite3_column_type(statement, index) == SQLITE_TEXT
+                            ? sqlite3_column_text(statement, index)
+                            : sqlite3_column_blob(statement, index);
     const int size = sqlite3_column_bytes(statement, index);
     return {static_cast<const char*>(bytes), static_cast<std::size_t>(size)};
 }

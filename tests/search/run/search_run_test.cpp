@@ -227,5 +227,55 @@ TEST(search_run, shows_no_byte_order_mark_in_context) {
     }
 }
 
+// One file has much text, one much output; what is shown of a line is long.
+TEST(search_run, a_large_file_comes_in_parts_and_gives_the_same) {
+    const std::string padding(900, '.');
+    Files files{{"a.c", "needle 1\n"}, {"z.c", "x\nneedle 2\n"}};
+    for (int i = 0; i < 20000; ++i) files["output.c"] += i % 2 == 0 ? "needle\n" : "\n";
+    for (int i = 0; i < 20000; ++i) files["text.c"] += padding + (i % 999 == 0 ? "needle\n" : "\n");
+    const auto shown = [&](const code_text::FileRow& file, const ResultLine& line) {
+        return fmt::format("{}:{}{}\n", file.path, line.number, padding);
+    };
+    for (const chunk_store::Layout layout : test_support::layouts()) {
+        const IndexedFiles index(files, layout);
+        Database db = index.open();
+        for (const SourceWanted source : SOURCES) {
+            SearchOptions options{.query = make_query({.patterns = {"needle"}}),
+                                  .filter = {},
+                                  .source = source,
+                                  .wants = {}};
+            for (const std::int64_t limit : {NO_LIMIT, std::int64_t{9500}, std::int64_t{2}}) {
+                std::string expected, text;
+                options.limit = limit;
+                std::int64_t left = limit, begun = 0;
+                for (const auto& [path, bytes] : files) {
+                    std::int64_t number = 0;
+                    for (const std::string& line : reference::words(bytes, '\n')) {
+                        ++number;
+                        if (line.find("needle") == line.npos || left-- <= 0) continue;
+                        expected += shown({0, path, "", std::nullopt}, {number, 0, line});
+                    }
+                }
+                std::size_t largest = 0;
+                const auto emit = [&](std::string_view part, bool begins_file) {
+                    text += part;
+                    begun += begins_file ? 1 : 0;
+                    largest = std::max(largest, part.size());
+                    return true;
+                };
+                run_search(db, options, test_support::renderer(shown), emit);
+                EXPECT_TRUE(text == expected) << limit << " " << text.size();
+                EXPECT_EQ(begun, limit == NO_LIMIT ? 4 : 2);
+                EXPECT_LT(largest, std::size_t{70000}) << "a part of a large output";
+            }
+            options.limit = NO_LIMIT;
+            int parts = 0;
+            const auto until_third = [&](std::string_view, bool) { return ++parts < 3; };
+            const auto result = run_search(db, options, test_support::renderer(shown), until_third);
+            EXPECT_TRUE(result.stopped && parts == 3) << parts;
+        }
+    }
+}
+
 }  // namespace
 }  // namespace codetext::search

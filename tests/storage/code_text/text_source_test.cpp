@@ -155,6 +155,33 @@ TEST_P(TextSourceTest, a_change_since_the_search_began_is_never_a_silent_miss) {
     }
 }
 
+TEST_P(TextSourceTest, texts_that_need_too_much_memory_are_read_late_or_refused) {
+    put(1, "a", numbered_lines(200));
+    put(2, "b", numbered_lines(70, "needle "));
+    put(3, "on disk", numbered_lines(100));
+    index.add_row(3, "on disk", 1);
+    const auto candidates = [&](std::size_t held_bytes) {
+        return _candidate_chunks(index.db, index.layout, files, "needle", true, {}, held_bytes);
+    };
+    const CandidateChunks held = candidates(MAX_HELD_BYTES), late = candidates(0);
+    EXPECT_EQ(late.file_ids(), held.file_ids());
+    EXPECT_TRUE(std::ranges::equal(*late.find(2), *held.find(2)));
+    EXPECT_FALSE(late.find(1) || held.find(1));
+    const std::size_t size =
+        (*held.find(2))[0].lines.size_bytes() + (*held.find(2))[1].lines.size_bytes();
+    for (const CandidateChunks& chunks : {held, late}) {
+        EXPECT_NO_THROW(chunks.find(2, size));
+        EXPECT_THROW(chunks.find(2, size - 1), chunk_store::TextTooLarge);
+    }
+    TextSource source = choose(std::nullopt).source;
+    limit_text(source, 600);
+    EXPECT_THROW(segments(source, 1, "a"), chunk_store::TextTooLarge);
+    EXPECT_THROW(lines(source, 1, "a"), chunk_store::TextTooLarge);
+    EXPECT_THROW(segments(source, 3, "on disk"), chunk_store::TextTooLarge);
+    index.store(2, "nothing\n");
+    EXPECT_THROW(late.find(2), chunk_store::IndexChanged);
+}
+
 TEST_P(TextSourceTest, a_reader_in_a_transaction_keeps_what_it_saw) {
     Database reader(index.db.db_path(), Access::READ_ONLY);
     std::optional<SourceChoice> choice;

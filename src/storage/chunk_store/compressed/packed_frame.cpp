@@ -159,12 +159,7 @@ bool PackedFrame::shows(std::int64_t rowid) const {
 }
 
 void PackedFrame::check() {
-    if (_is_unpacked.load(std::memory_order_acquire)) return;
-    // Not std::call_once: some C++ libraries wait for ever after a call that threw.
-    const std::lock_guard lock(_unpacking);
-    if (_is_unpacked.load(std::memory_order_relaxed)) return;
-    _unpack();
-    _is_unpacked.store(true, std::memory_order_release);
+    _unpacked.run([this] { _unpack(); });
 }
 
 std::string_view PackedFrame::text(std::size_t position) {

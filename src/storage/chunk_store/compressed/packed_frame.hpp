@@ -14,10 +14,8 @@
 
 #include <lz4hc.h>
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 #include <vector>
@@ -27,6 +25,7 @@
 #include "storage/chunk_store/compressed/dictionary.hpp"
 #include "storage/chunk_store/limits.hpp"
 #include "storage/chunk_store/writer.hpp"
+#include "utils/once.hpp"
 
 namespace codetext::chunk_store {
 
@@ -93,8 +92,7 @@ class PackedFrame {
     std::size_t _texts_size = 0;
     bool _ends_file = false;
     DictionaryHandle _dictionary;
-    std::mutex _unpacking;
-    std::atomic<bool> _is_unpacked = false;
+    Once _unpacked;
     std::unique_ptr<char[]> _texts;
 };
 

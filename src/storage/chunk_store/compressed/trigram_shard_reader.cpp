@@ -59,13 +59,16 @@ std::optional<TrigramBlock::List> ShardReader::_find(std::uint32_t trigram) cons
 }
 
 void ShardReader::_lacks_block() const {
-    throw DamagedChunk(fmt::format("damaged trigram index: shard {} lacks a block", _id));
+    throw DamagedChunk(fmt::format(
+        "damaged trigram index: shard {} lacks a block; run `codetext verify --repair`", _id));
 }
 
 void ShardReader::_read(const TrigramBlock::List& list, std::vector<std::uint16_t>& numbers) const {
     if (!read_postings({list.count, list.parameter, list.bytes}, numbers)) {
         throw DamagedChunk(
-            fmt::format("damaged trigram index: a posting list of shard {} is cut short", _id));
+            fmt::format("damaged trigram index: a posting list of shard {} is cut short; run "
+                        "`codetext verify --repair`",
+                        _id));
     }
 }
 
