@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "cli/program.hpp"
 #include "storage/database.hpp"
 #include "storage/database/page_checksum.hpp"
@@ -13,22 +11,20 @@
 namespace codetext::test {
 namespace {
 
-namespace fs = std::filesystem;
-
 void put_number(std::string& bytes, std::size_t at, std::size_t size, std::uint64_t number) {
     for (; size > 0; --size, number >>= 8) bytes[at + size - 1] = static_cast<char>(number);
 }
 
 /// Gives the tree of a table five levels of pages, each of which names the next 200 times.
-void make_endless(const fs::path& database, const std::string& table) {
+void make_endless(const TempFolder& repository, const std::string& table) {
     constexpr std::size_t LEVELS = 5, CHILDREN = 200, PAGE = 32768, CELL = 5, HEAD = 12;
     constexpr std::size_t CONTENT = PAGE - page_checksum::BYTES;
-    const std::int64_t root =
-        Database(database, Access::READ_ONLY)
-            .fetchone("SELECT rootpage FROM sqlite_master WHERE name = ?", {table})
-            ->integer(0);
-    std::string bytes = (std::ostringstream() << std::ifstream(database).rdbuf()).str();
-    const std::string leaf = bytes.substr(static_cast<std::size_t>(root - 1) * PAGE, PAGE);
+    const Database db(schema::index_path(repository.path()), Access::READ_WRITE);
+    db.fetchone("PRAGMA journal_mode = DELETE");
+    const std::string wanted = "SELECT rootpage FROM sqlite_master WHERE name = ?";
+    const auto root = static_cast<std::size_t>(db.fetchone(wanted, {table})->integer(0) - 1) * PAGE;
+    std::string bytes = repository.read(".codetext/index/code.db");
+    const std::string leaf = bytes.substr(root, PAGE);
     std::size_t child = bytes.size() / PAGE + 1;
     bytes += leaf;
     for (std::size_t level = 1; level <= LEVELS; ++level) {
@@ -44,7 +40,7 @@ void make_endless(const fs::path& database, const std::string& table) {
             page[cell + 4] = 1;
         }
         if (level == LEVELS) {
-            bytes.replace(static_cast<std::size_t>(root - 1) * PAGE, PAGE, page);
+            bytes.replace(root, PAGE, page);
         } else {
             bytes += page;
             child = bytes.size() / PAGE;
@@ -55,7 +51,7 @@ void make_endless(const fs::path& database, const std::string& table) {
         page_checksum::put(std::span(bytes).subspan(at, PAGE),
                            static_cast<std::int64_t>(at / PAGE) + 1);
     }
-    std::ofstream(database, std::ios::trunc) << bytes;
+    repository.write(".codetext/index/code.db", bytes);
 }
 
 TEST(hostile_index, a_table_without_end_ends) {
@@ -69,9 +65,7 @@ TEST(hostile_index, a_table_without_end_ends) {
         const TempFolder folder;
         folder.write("a.c", "int needle;\n");
         ASSERT_EQ(run({"index", "--layout", parts[0]}, folder.path()).status, 0);
-        const fs::path index = schema::index_path(folder.path());
-        Database(index, Access::READ_WRITE).fetchone("PRAGMA journal_mode = DELETE");
-        make_endless(index, parts[1]);
+        make_endless(folder, parts[1]);
         EXPECT_EQ(run({parts.begin() + 2, parts.end()}, folder.path()).status, 2);
         EXPECT_NE(run({"verify"}, folder.path()).status, 0);
     }
