@@ -1,16 +1,16 @@
-// What others wrote reaches a terminal escaped, and no name forges a line of output.
+// What others wrote reaches a terminal escaped, and no name forges a line of output. The transcript
+// hostile_names.txt shows the program at it.
 
 #include "cli/escaped.hpp"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
-#include "cli/program.hpp"
+#include "utils/reference.hpp"
 
-namespace codetext::test {
+namespace codetext::cli {
 namespace {
 
 using Cases = std::vector<std::pair<std::string, std::string>>;
-using testing::HasSubstr;
 
 /// What a path is, of which quoted_path gave the quoted form.
 std::string unquoted(std::string_view quoted) {
@@ -43,7 +43,7 @@ TEST(escaped, shows_what_a_terminal_would_obey) {
         {"\u2027\u2028\u2029\u202E\u202F", "\u2027<U+2028><U+2029><U+202E>\u202F"},
         {"\u2065\u2066\u2069\u206A\U0001F600", "\u2065<U+2066><U+2069>\u206A\U0001F600"},
         {"\xE9t\xE2\x80 \xC0\x8A\xED\xA0\x80", "\\xe9t\\xe2\\x80 \\xc0\\x8a\\xed\\xa0\\x80"}};
-    for (const auto& [text, expected] : CASES) EXPECT_EQ(cli::escaped(text), expected);
+    for (const auto& [text, expected] : CASES) EXPECT_EQ(escaped(text), expected);
 }
 
 TEST(quoted_path, is_one_harmless_line_that_gives_the_path_back) {
@@ -53,67 +53,16 @@ TEST(quoted_path, is_one_harmless_line_that_gives_the_path_back) {
                          {"a\n\"\\b:1:", R"("a\n\"\\b:1:")"},
                          {"\x1B\u202E\t7", R"("\033\342\200\256\t7")"},
                          {"\xE9", R"("\351")"}};
-    for (const auto& [path, expected] : CASES) EXPECT_EQ(cli::quoted_path(path), expected);
+    for (const auto& [path, expected] : CASES) EXPECT_EQ(quoted_path(path), expected);
     reference::for_texts(
-        words("a|\n|\"|\\|n|\t|\x1B|\x7F|0|\u00e9|\u0085|\u202E|\xE9|\xE2\x80", '|'), 3,
+        reference::words("a|\n|\"|\\|n|\t|\x1B|\x7F|0|\u00e9|\u0085|\u202E|\xE9|\xE2\x80", '|'), 3,
         [](const std::string& path) {
-            const std::string quoted = cli::quoted_path(path);
+            const std::string quoted = quoted_path(path);
             EXPECT_EQ(unquoted(quoted), path);
-            ASSERT_EQ(cli::escaped(quoted), quoted);
+            ASSERT_EQ(escaped(quoted), quoted);
             ASSERT_EQ(quoted.find('\t'), quoted.npos);
         });
 }
 
-class HostileTree : public testing::Test {
-  protected:
-    HostileTree() {
-        folder.write("\x1B[2J\nroot/x\nb.c:7:forged", "one \x1B]0;foo\a\t\u202E\n");
-        EXPECT_EQ(run({"index"}, root).status, 0);
-    }
-    TempFolder folder;
-    const std::filesystem::path root = folder.path() / "\x1B[2J\nroot";
-    const std::string name = "x\nb.c:7:forged", quoted = R"("x\nb.c:7:forged")",
-                      line = "one \x1B]0;foo\a\t\u202E\n";
-};
-
-TEST_F(HostileTree, forges_no_line_in_a_pipe) {
-    const std::string nul(1, '\0');
-    const Cases CASES = {{"foo", quoted + ":1:" + line},
-                         {"--heading foo", quoted + "\n1:" + line},
-                         {"-l foo", quoted + '\n'},
-                         {"-c foo", quoted + ":1\n"},
-                         {"-0 foo", name + nul + "1:" + line},
-                         {"--null --column foo", name + nul + "1:9:" + line},
-                         {"-0 --heading foo", name + nul + "1:" + line},
-                         {"-0 --color=always -l foo", "\x1B[35m" + name + "\x1B[0m" + nul},
-                         {"-0l foo", name + nul},
-                         {"-0 --files-without-match nowhere", name + nul},
-                         {"-0c foo", name + nul + "1\n"}};
-    for (const auto& [arguments, expected] : CASES) {
-        EXPECT_EQ(search(words(arguments), root).output, expected) << arguments;
-    }
-}
-
-TEST_F(HostileTree, does_nothing_to_a_terminal) {
-    const auto on_terminal = [&](const std::string& arguments) {
-        std::string shown =
-            run_command({"script", "-qec", "'" CODETEXT_PROGRAM "' " + arguments, "/dev/null"},
-                        root)
-                .output;
-        std::erase(shown, '\r');
-        return shown;
-    };
-    const std::string escaped = "one \\x1b]0;foo\\x07\t<U+202E>\n", search = "search code ";
-    EXPECT_EQ(on_terminal(search + "--color=never foo"), quoted + "\n1:" + escaped);
-    EXPECT_EQ(on_terminal(search + "--color=never -0l foo"), quoted + std::string(1, '\0'));
-    EXPECT_THAT(on_terminal(search + "--color=always foo"),
-                HasSubstr("\\x1b]0;\x1B[1;31mfoo\x1B[0m\\x07\t<U+202E>\n"));
-    EXPECT_THAT(on_terminal("status"), HasSubstr("/\\x1b[2J\\nroot/.codetext/"));
-    EXPECT_EQ(on_terminal("search code '(\x1B'"),
-              "codetext: the pattern does not compile: missing ): (\\x1b\n");
-    EXPECT_EQ(test::search({"foo", "a\n\u202E"}, root).errors,
-              "codetext: a\\n<U+202E>: No such file or directory\n");
-}
-
 }  // namespace
-}  // namespace codetext::test
+}  // namespace codetext::cli

@@ -7,13 +7,13 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <optional>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace codetext::power_cut {
@@ -143,43 +143,27 @@ bool goes_through(const std::string& path, Change change) {
     return !dark;
 }
 
-struct File {
-    sqlite3_file base;
-    std::string* path;
+struct OpenFile {
+    std::string path;
+    const sqlite3_io_methods* real;
 };
-static_assert(sizeof(File) % alignof(std::max_align_t) == 0);
+std::map<sqlite3_file*, OpenFile> open_files;  ///< databases, logs and journals
+/// What files do here, by what they do in the real VFS: the same, but for four methods.
+std::map<const sqlite3_io_methods*, sqlite3_io_methods> methods;
 
-const std::string& path_of(sqlite3_file* file) { return *reinterpret_cast<File*>(file)->path; }
-sqlite3_file* real_of(sqlite3_file* file) {
-    return reinterpret_cast<sqlite3_file*>(reinterpret_cast<File*>(file) + 1);
-}
-
-using Methods = sqlite3_io_methods;
-using Vfs = sqlite3_vfs;
-
-template <auto METHOD, typename Result, typename... Parameters>
-Result pass(sqlite3_file* file, Parameters... parameters) {
-    return (real_of(file)->pMethods->*METHOD)(real_of(file), parameters...);
-}
-template <auto METHOD, typename Result, typename... Parameters>
-Result pass_on(sqlite3_vfs*, Parameters... parameters) {
-    return (real_vfs->*METHOD)(real_vfs, parameters...);
-}
-
-int close(sqlite3_file* file) {
-    delete reinterpret_cast<File*>(file)->path;
-    return real_of(file)->pMethods->xClose(real_of(file));
-}
+int close(sqlite3_file* file) { return open_files.extract(file).mapped().real->xClose(file); }
 
 int write(sqlite3_file* file, const void* from, int size, sqlite3_int64 offset) {
+    const auto& [path, real] = open_files.at(file);
     const std::string bytes(static_cast<const char*>(from), static_cast<std::size_t>(size));
-    if (!goes_through(path_of(file), {Kind::WRITE, 0, offset, bytes})) return SQLITE_IOERR_WRITE;
-    return pass<&Methods::xWrite, int>(file, from, size, offset);
+    if (!goes_through(path, {Kind::WRITE, 0, offset, bytes})) return SQLITE_IOERR_WRITE;
+    return real->xWrite(file, from, size, offset);
 }
 
 int truncate(sqlite3_file* file, sqlite3_int64 size) {
-    if (!goes_through(path_of(file), {Kind::TRUNCATE, 0, size, ""})) return SQLITE_IOERR_TRUNCATE;
-    return pass<&Methods::xTruncate, int>(file, size);
+    const auto& [path, real] = open_files.at(file);
+    if (!goes_through(path, {Kind::TRUNCATE, 0, size, ""})) return SQLITE_IOERR_TRUNCATE;
+    return real->xTruncate(file, size);
 }
 
 // The cut may come just before a sync. Files stay in the cache of this machine.
@@ -187,34 +171,15 @@ int sync(sqlite3_file* file, int) {
     if (!armed) return SQLITE_OK;
     if (!dark && ++count == cut_at) cut();
     if (dark) return SQLITE_IOERR_FSYNC;
-    Disk& disk = disks[path_of(file)];
+    const std::string& path = open_files.at(file).path;
+    Disk& disk = disks[path];
     // With a new log or journal, the VFS below syncs the directory too.
     const bool is_new = std::any_of(disk.changes.begin(), disk.changes.end(),
                                     [](const Change& change) { return change.kind == Kind::MAKE; });
     sync(disk);
-    if (is_new && !path_of(file).ends_with(".db")) sync_names();
+    if (is_new && !path.ends_with(".db")) sync_names();
     return SQLITE_OK;
 }
-
-constexpr Methods METHODS = {2,
-                             close,
-                             pass<&Methods::xRead>,
-                             write,
-                             truncate,
-                             sync,
-                             pass<&Methods::xFileSize>,
-                             pass<&Methods::xLock>,
-                             pass<&Methods::xUnlock>,
-                             pass<&Methods::xCheckReservedLock>,
-                             pass<&Methods::xFileControl>,
-                             pass<&Methods::xSectorSize>,
-                             pass<&Methods::xDeviceCharacteristics>,
-                             pass<&Methods::xShmMap>,
-                             pass<&Methods::xShmLock>,
-                             pass<&Methods::xShmBarrier>,
-                             pass<&Methods::xShmUnmap>,
-                             nullptr,
-                             nullptr};
 
 int open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* given) {
     constexpr int KEPT = SQLITE_OPEN_MAIN_DB | SQLITE_OPEN_WAL | SQLITE_OPEN_MAIN_JOURNAL;
@@ -223,10 +188,15 @@ int open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* giv
     if (dark) return SQLITE_CANTOPEN;
     if (armed && !disks.contains(name)) disks[name] = {content(name), {}};
     const bool is_new = !fs::exists(name);
-    const int result = real_vfs->xOpen(real_vfs, name, real_of(file), flags, given);
+    const int result = real_vfs->xOpen(real_vfs, name, file, flags, given);
     if (result != SQLITE_OK) return result;
-    reinterpret_cast<File*>(file)->path = new std::string(name);
-    file->pMethods = &METHODS;
+    sqlite3_io_methods& own = methods[file->pMethods] = *file->pMethods;
+    own.iVersion = 2;  // no xFetch, which would map pages
+    own.xClose = close;
+    own.xWrite = write;
+    own.xTruncate = truncate;
+    own.xSync = sync;
+    open_files[file] = {name, std::exchange(file->pMethods, &own)};
     if (is_new) goes_through(name, {Kind::MAKE, 0, 0, ""});
     return SQLITE_OK;
 }
@@ -244,18 +214,10 @@ int remove(sqlite3_vfs*, const char* name, int sync_directory) {
 void install() {
     static sqlite3_vfs vfs = [] {
         real_vfs = sqlite3_vfs_find(nullptr);
-        Vfs own = *real_vfs;
+        sqlite3_vfs own = *real_vfs;
         own.zName = "power-cut";
-        own.szOsFile += static_cast<int>(sizeof(File));
         own.xOpen = open;
         own.xDelete = remove;
-        own.xAccess = pass_on<&Vfs::xAccess>;
-        own.xFullPathname = pass_on<&Vfs::xFullPathname>;
-        own.xRandomness = pass_on<&Vfs::xRandomness>;
-        own.xSleep = pass_on<&Vfs::xSleep>;
-        own.xCurrentTime = pass_on<&Vfs::xCurrentTime>;
-        own.xGetLastError = pass_on<&Vfs::xGetLastError>;
-        own.xCurrentTimeInt64 = pass_on<&Vfs::xCurrentTimeInt64>;
         return own;
     }();
     sqlite3_vfs_register(&vfs, 1);

@@ -6,12 +6,9 @@
 #include <system_error>
 
 #include "utils/descriptor.hpp"
-#include "utils/temp_folder.hpp"
 
 namespace codetext {
 namespace {
-
-using test_support::TempFolder;
 
 ProcessResult run_shell(const std::string& script) {
     return run_process({"sh", "-c", script}, {"PATH=/usr/bin:/bin", "GREETING=hello"});
@@ -29,30 +26,6 @@ TEST(process, gives_output_errors_and_status) {
     EXPECT_EQ(large.output.size(), 2'000'000U);
     EXPECT_EQ(large.errors.size(), 1'000'000U);
     EXPECT_THROW(run_process({"codetext-no-such-program"}, {}), std::system_error);
-}
-
-// A PATH may name directories relative to where the user stands: in somebody's tree.
-TEST(process, runs_nothing_from_a_relative_directory) {
-    const TempFolder folder;
-    folder.write("bin/only_here", "#!/bin/sh\n");
-    std::filesystem::permissions(folder.path() / "bin/only_here",
-                                 std::filesystem::perms::owner_all);
-    const std::string before = std::getenv("PATH"), here = std::filesystem::current_path();
-    const std::string absolute = folder.path() / "bin";
-    std::filesystem::current_path(folder.path() / "bin");
-    for (const std::string& path :
-         {std::string("."), std::string(), std::string("..:bin:"), "../bin:" + absolute}) {
-        ::setenv("PATH", path.c_str(), 1);
-        const bool is_found = path.ends_with(absolute);
-        const auto run = [] { return run_process({"only_here"}, {}); };
-        if (is_found) {
-            EXPECT_EQ(run().status, 0);
-        } else {
-            EXPECT_THROW(run(), std::system_error) << path;
-        }
-    }
-    ::setenv("PATH", before.c_str(), 1);
-    std::filesystem::current_path(here);
 }
 
 TEST(process, does_not_inherit_standard_input) {
