@@ -13,7 +13,7 @@ test: setup
 	cmake --build --preset debug
 	ctest --preset debug
 
-# Power cuts, kills and load, for SECONDS= (300 unless given). SEED= does the same cases again;
+# Power cuts, kills, load and answers, for SECONDS= (300 unless given). SEED= does the same cases again;
 # CORPUS=/some/tree kills runs on copies of that tree.
 soak: build
 	cmake --preset debug

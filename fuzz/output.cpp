@@ -88,7 +88,7 @@ void target(Input input) {
         rapidjson::Document object;
         object.Parse<rapidjson::kParseValidateEncodingFlag>(objects[i].c_str());
         require(!object.HasParseError(), "JSON parses");
-        require(text_of(object["data"], "path").ends_with(file.path), "JSON gives the path");
+        require(text_of(object["data"], "path") == paths.shown(file.path), "JSON gives the path");
         if (i > 0 && i <= lines.size()) check_line(object["data"], lines[i - 1]);
     }
 }

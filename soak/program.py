@@ -7,7 +7,7 @@ import pathlib
 import subprocess
 
 PROJECT = pathlib.Path(__file__).resolve().parent.parent
-CODETEXT = str(PROJECT / "build" / "release" / "codetext")
+CODETEXT = os.environ.get("CODETEXT_PROGRAM", str(PROJECT / "build" / "release" / "codetext"))
 READ_DISK = "codetext: read from the files on disk: "
 NO_CHUNKS = ": has no chunks yet"
 TIMEOUT_S = 120

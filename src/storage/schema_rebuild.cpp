@@ -50,6 +50,9 @@ class FileBeside {
         _sync(_path, O_RDWR);
     }
     void put_in_place() const {
+        std::filesystem::path log = _target;
+        log += "-wal";
+        std::filesystem::remove(log);  // SQLite does not tell when it could not
         const std::filesystem::path directory = _target.parent_path();
         // If the power went after the rename was on the disk, and the removal of the old log was
         // not, SQLite would apply that log to the new file.

@@ -59,9 +59,10 @@ class Faults : public ::testing::Test {
     template <typename Check>
     void each_fault(const std::string& arguments, const Check& check) const {
         std::mt19937 random(20260);
+        int faults = 0;
         keep();
         for (const std::string call :
-             {"open", "read", "write", "fsync", "mmap", "thread", "malloc"}) {
+             {"open", "read", "write", "fsync", "rename", "mmap", "thread", "malloc"}) {
             for (const std::string mark : {"", "+"}) {
                 bool is_reached = true;
                 for (long moment = 1; is_reached; moment = next_moment(moment, random)) {
@@ -72,6 +73,7 @@ class Faults : public ::testing::Test {
                                         words(arguments),
                                     root);
                     is_reached = outcome.errors.find("no fault") == std::string::npos;
+                    faults += is_reached ? 1 : 0;
                     ASSERT_LE(outcome.status, 2) << outcome.errors;
                     check(outcome, call);
                     if (HasFatalFailure() || HasNonfatalFailure()) return;
@@ -79,6 +81,7 @@ class Faults : public ::testing::Test {
                 }
             }
         }
+        std::cout << arguments << ": " << faults << " faults\n";
     }
 };
 
@@ -123,6 +126,36 @@ TEST_F(Faults, a_run_leaves_a_whole_index_and_the_next_one_does_the_rest) {
             }
             EXPECT_EQ(good(AUTO).output, good(DISK).output);
             EXPECT_EQ(good("verify").status, 0);
+        });
+        if (HasFailure()) return;
+    }
+}
+
+TEST_F(Faults, an_upgrade_leaves_the_old_index_or_the_new_one) {
+    if (IS_SANITIZED) GTEST_SKIP();
+    const fs::path data = fs::path(CODETEXT_TEST_DATA) / "old_index",
+                   index = root / ".codetext/index";
+    fs::copy(data / "files", root, fs::copy_options::recursive);
+    fs::create_directories(index);
+    const auto state = [&] {
+        const Outcome found = good("search code --source index -i scale"),
+                      verified = good("verify");
+        return found.output + found.errors + verified.output + verified.errors;
+    };
+    std::string whole;
+    for (const std::string name : {"3.2.0-compressed", "3.2.0-code_chunks", "3.0.0"}) {
+        fs::copy_file(data / (name + ".db"), index / "code.db",
+                      fs::copy_options::overwrite_existing);
+        const std::string old = state();
+        if (whole.empty()) whole = old;
+        ASSERT_THAT(whole, EndsWith("table.json:68:], \"scale\": 1}\nthe index is whole\n"));
+        each_fault("upgrade", [&](const Outcome& outcome, const std::string&) {
+            EXPECT_THAT(outcome.status, AnyOf(0, 2)) << name;
+            EXPECT_THAT(state(), AnyOf(whole, outcome.status == 0 ? whole : old)) << name;
+            EXPECT_THAT(good("upgrade").output,
+                        HasSubstr(outcome.status == 0 ? "up to date" : "3.3.0"));
+            EXPECT_EQ(state(), whole) << name;
+            EXPECT_FALSE(fs::exists(index / "code.db.new"));
         });
         if (HasFailure()) return;
     }

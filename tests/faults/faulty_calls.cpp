@@ -82,6 +82,12 @@ CODETEXT_WRAPPED(int, fsync, "fsync", EIO, -1, (int file), (file))
 CODETEXT_WRAPPED(int, fdatasync, "fsync", EIO, -1, (int file), (file))
 CODETEXT_WRAPPED(int, ftruncate, "write", EIO, -1, (int file, off_t size), (file, size))
 CODETEXT_WRAPPED(int, ftruncate64, "write", EIO, -1, (int file, off_t size), (file, size))
+CODETEXT_WRAPPED(int, rename, "rename", EACCES, -1, (const char* from, const char* to), (from, to))
+CODETEXT_WRAPPED(int, unlink, "rename", EACCES, -1, (const char* path), (path))
+CODETEXT_WRAPPED(int, remove, "rename", EACCES, -1, (const char* path), (path))
+CODETEXT_WRAPPED(int, fchmodat, "rename", EPERM, -1,
+                 (int directory, const char* path, mode_t mode, int flags),
+                 (directory, path, mode, flags))
 CODETEXT_WRAPPED(void*, mmap, "mmap", ENOMEM, MAP_FAILED,
                  (void* at, size_t size, int protection, int flags, int file, off_t offset),
                  (at, size, protection, flags, file, offset))
