@@ -198,6 +198,8 @@ std::string json_summary(const search::SearchResult& result, std::int64_t elapse
         result.reason ? text(json, *result.reason) : static_cast<void>(json.Null());
         key(json, "unreadable");
         json.Int64(result.unread.count);
+        number(json, "checked", result.stats.files_checked);
+        number(json, "stale", result.stats.files_stale);
     });
     return out.text();
 }

@@ -122,10 +122,11 @@ std::string stats_text(const SearchResult& result, std::int64_t elapsed_ns) {
     const search::Stats& stats = result.stats;
     return fmt::format(
         "{} matching lines in {} files\n{} files searched\n{} {} read, {} of them without a match\n"
-        "{} bytes searched\n{:.6f} seconds\nread from the {}\n",
+        "{} bytes searched\n{} files checked, {} stale\n{:.6f} seconds\nread from the {}\n",
         stats.matched_lines, stats.files_with_match, stats.files_searched, stats.segments,
         result.from_index ? "chunks" : "files", stats.segments_without_match, stats.bytes_searched,
-        static_cast<double>(elapsed_ns) * 1e-9, result.from_index ? "index" : "disk");
+        stats.files_checked, stats.files_stale, static_cast<double>(elapsed_ns) * 1e-9,
+        result.from_index ? "index" : "disk");
 }
 
 // One run of the command.
@@ -188,6 +189,12 @@ class SearchCommand {
         if (result.unread.count > 0) {
             report(fmt::format("{} file(s) could not be read, so matches in them are missing: {}",
                                result.unread.count, result.unread.first));
+        }
+        if (result.stats.files_stale > 0) {
+            report(
+                fmt::format("{} file(s) have changed since they were indexed and were searched "
+                            "as they are; `codetext index` finds what is new elsewhere",
+                            result.stats.files_stale));
         }
         if (_arguments.stats) fmt::print(stderr, "{}", stats_text(result, elapsed_ns));
     }

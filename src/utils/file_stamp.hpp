@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <cstdint>
+#include <limits>
 
 #include "utils/platform.hpp"
 
@@ -19,6 +20,16 @@ struct FileStamp {
     std::int64_t inode = 0;
     friend bool operator==(const FileStamp&, const FileStamp&) = default;
 };
+
+/// The index remembers this time, which no file has, for a file that may have changed since it was
+/// read without a trace in its stamp: it is never unchanged.
+inline constexpr std::int64_t UNSETTLED_MTIME_NS = std::numeric_limits<std::int64_t>::min();
+
+/// Whether a file with the stamp `now` holds what it held when `remembered` was its stamp. The one
+/// rule of a refresh, of a search that checks what it shows, and of a repair.
+inline bool is_unchanged(const FileStamp& remembered, const FileStamp& now) {
+    return remembered == now;
+}
 
 inline FileStamp stamp_of(const struct stat& status) {
     return {.size = status.st_size,

@@ -90,7 +90,7 @@ class Planner {
         known.text_is_stored = !std::ranges::binary_search(_without_chunks, known.id);
         known.language_is_current = row.text(2) == language_of(_files[index].path);
         if (known.text_is_stored && known.language_is_current &&
-            _files[index].stamp == known.stamp) {
+            is_unchanged(known.stamp, _files[index].stamp)) {
             ++_result.unchanged;
             _result.unchanged_kept_on_disk += known.text_on_disk ? 1 : 0;
         } else {
@@ -117,7 +117,7 @@ class Planner {
 
     void _compare_skipped(std::size_t index, SkippedFile skipped) {
         _seen[index] = true;
-        if (skipped.reason == SKIPPED_BINARY && _files[index].stamp == skipped.stamp) {
+        if (skipped.reason == SKIPPED_BINARY && is_unchanged(skipped.stamp, _files[index].stamp)) {
             ++_result.unchanged_binary;
         } else {
             _plan(index, std::nullopt, std::move(skipped));

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,9 +15,6 @@
 #include "storage/database.hpp"
 
 namespace codetext::indexer {
-
-/// The index remembers this time, which no file has, for a file that the next run must read again.
-inline constexpr std::int64_t UNSETTLED_MTIME_NS = std::numeric_limits<std::int64_t>::min();
 
 /// A file that changed this shortly before it was read may change again and keep its time: file
 /// systems take the time from clocks that tick every 2 s (FAT), every second (several others) or

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 
+#include "storage/schema.hpp"
 #include "utils/path_below.hpp"
 
 namespace codetext::search {
@@ -48,27 +49,40 @@ void check_row(std::int64_t id, std::string_view path, std::string_view language
     chunk_store::file_rowids(id);
 }
 
+/// What is asked of a row of `files`. Older versions know no change times: nothing tells then
+/// whether a file is as it was.
+std::string select_files(const Database& db) {
+    const bool has_stamps = schema::version(db) == schema::SCHEMA_VERSION;
+    return std::string("SELECT id, path, language") +
+           (has_stamps ? ", size, mtime_ns, ctime_ns, inode" : "") + " FROM files";
+}
+
 // Calls `row` for each file below the filter's paths, once.
-void each_row(const Database& db, const FileFilter& filter,
+void each_row(const Database& db, const std::string& select, const FileFilter& filter,
               const std::function<Visit(const RowView&)>& row) {
     const std::vector<std::string>& paths = filter.paths.outermost();
-    if (paths.empty() || paths.front().empty()) {
-        return db.each("SELECT id, path, language FROM files", {}, row);
-    }
+    if (paths.empty() || paths.front().empty()) return db.each(select, {}, row);
     for (const std::string& path : paths) {
         // "0" is the character after "/": the range is that of everything in the directory.
-        db.each(
-            "SELECT id, path, language FROM files WHERE path = ?1 "
-            "UNION ALL SELECT id, path, language FROM files WHERE path > ?2 AND path < ?3",
-            {path, path + '/', path + '0'}, row);
+        db.each(select + " WHERE path = ?1 UNION ALL " + select + " WHERE path > ?2 AND path < ?3",
+                {path, path + '/', path + '0'}, row);
     }
 }
 
-void add_passing(std::vector<FileRow>& files, const FileFilter& filter, std::int64_t id,
-                 std::string_view path, std::string_view language) {
+std::optional<FileStamp> stamp_in(const RowView& row) {
+    if (row.size() < 7) return std::nullopt;
+    return FileStamp{.size = row.integer(3),
+                     .mtime_ns = row.integer(4),
+                     .ctime_ns = row.integer(5),
+                     .inode = row.integer(6)};
+}
+
+void add_passing(std::vector<FileRow>& files, const FileFilter& filter, const RowView& row) {
+    const std::string_view path = row.text(1), language = row.text(2);
     if (!passes(filter, path, language)) return;
-    check_row(id, path, language);
-    files.push_back({id, std::string(path), std::string(language), std::nullopt});
+    check_row(row.integer(0), path, language);
+    files.push_back(
+        {row.integer(0), std::string(path), std::string(language), std::nullopt, stamp_in(row)});
 }
 
 // Most rows come sorted: an index that is made at once has its files in path order.
@@ -84,11 +98,10 @@ void sort_by_path(std::vector<FileRow>& files) {
 std::vector<FileRow> rows_by_id(const Database& db, const FileFilter& filter,
                                 const std::vector<std::int64_t>& file_ids) {
     std::vector<FileRow> files;
+    const std::string one_file = select_files(db) + " WHERE id = ?";
     for (std::int64_t id : file_ids) {
-        db.each("SELECT path, language FROM files WHERE id = ?", {id}, [&](const RowView& row) {
-            if (filter.paths.hold(row.text(0))) {
-                add_passing(files, filter, id, row.text(0), row.text(1));
-            }
+        db.each(one_file, {id}, [&](const RowView& row) {
+            if (filter.paths.hold(row.text(1))) add_passing(files, filter, row);
             return Visit::CONTINUE;
         });
     }
@@ -104,12 +117,9 @@ std::vector<FileRow> rows_by_scan(const Database& db, const FileFilter& filter,
         files.reserve(file_ids->size());
     }
     chunk_store::DatabaseLimit size(db);
-    each_row(db, filter, [&](const RowView& row) {
-        const std::int64_t id = row.integer(0);
+    each_row(db, select_files(db), filter, [&](const RowView& row) {
         size.take(row.text(1).size() + MIN_ROW_BYTES);
-        if (!wanted || wanted->contains(id)) {
-            add_passing(files, filter, id, row.text(1), row.text(2));
-        }
+        if (!wanted || wanted->contains(row.integer(0))) add_passing(files, filter, row);
         return Visit::CONTINUE;
     });
     return files;
@@ -119,10 +129,11 @@ std::vector<FileRow> rows_by_scan(const Database& db, const FileFilter& filter,
 
 bool has_files_at(const Database& db, const std::string& path) {
     bool found = false;
-    each_row(db, {.paths = {path}, .globs = {}, .languages = {}}, [&](const RowView&) {
-        found = true;
-        return Visit::STOP;
-    });
+    each_row(db, "SELECT 1 FROM files", {.paths = {path}, .globs = {}, .languages = {}},
+             [&](const RowView&) {
+                 found = true;
+                 return Visit::STOP;
+             });
     return found;
 }
 
@@ -152,7 +163,7 @@ std::vector<FileRow> selected_files(const Database& db, const FileFilter& filter
 
 SelectedFiles::SelectedFiles(const Database& db, const FileFilter& filter,
                              const std::optional<std::vector<std::int64_t>>& file_ids)
-    : _db(&db), _filter(&filter), _size(db) {
+    : _db(&db), _filter(&filter), _select(select_files(db)), _size(db) {
     if (file_ids) _wanted.emplace(*file_ids);
     for (const std::string& path : _filter->paths.outermost()) {
         if (path.empty()) continue;
@@ -171,12 +182,12 @@ std::vector<FileRow> SelectedFiles::next(std::size_t most) {
     while (files.size() < most && !_ranges.empty()) {
         const PathRange range = _ranges.back();
         _ranges.pop_back();
-        _db->each("SELECT id, path, language FROM files WHERE path >= ? AND path < ? ORDER BY path",
+        _db->each(_select + " WHERE path >= ? AND path < ? ORDER BY path",
                   {range.from, range.before}, [&](const RowView& row) {
                       const std::int64_t id = row.integer(0);
                       _size.take(row.text(1).size() + MIN_ROW_BYTES);
                       if (_wanted && !_wanted->contains(id)) return Visit::CONTINUE;
-                      add_passing(files, *_filter, id, row.text(1), row.text(2));
+                      add_passing(files, *_filter, row);
                       if (files.size() < most) return Visit::CONTINUE;
                       _ranges.push_back({files.back().path + '\0', range.before});
                       return Visit::STOP;

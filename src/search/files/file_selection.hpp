@@ -35,7 +35,8 @@ struct FileFilter {
 /// Whether the filter's globs and languages let the file pass; its paths are not looked at.
 bool passes(const FileFilter& filter, std::string_view path, std::string_view language);
 
-/// The files that the filter selects, ascending by the bytes of their paths.
+/// The files that the filter selects, ascending by the bytes of their paths, with their stamps
+/// where the index is of the newest version.
 std::vector<code_text::FileRow> selected_files(const Database& db, const FileFilter& filter);
 
 /// Those files that the filter selects and that have one of `file_ids` (ascending, each once), in
@@ -59,6 +60,7 @@ class SelectedFiles {
     };
     const Database* _db;
     const FileFilter* _filter;
+    std::string _select;               ///< the statement without its condition
     chunk_store::DatabaseLimit _size;  ///< of the rows that it has read
     std::optional<SortedLookup> _wanted;
     std::vector<PathRange> _ranges;  ///< what is left, the next one last

@@ -152,6 +152,9 @@ Stats& Stats::operator+=(const Stats& other) {
     bytes_searched += other.bytes_searched;
     matched_lines += other.matched_lines;
     matches += other.matches;
+    files_checked += other.files_checked;
+    files_stale += other.files_stale;
+    files_gone += other.files_gone;
     elapsed_ns += other.elapsed_ns;
     return *this;
 }

@@ -44,6 +44,9 @@ struct Stats {
     std::int64_t bytes_searched = 0;
     std::int64_t matched_lines = 0;
     std::int64_t matches = 0;  ///< several on a line too; counted by an output that shows each
+    std::int64_t files_checked = 0;  ///< compared with the disk before anything of them was shown
+    std::int64_t files_stale = 0;    ///< of these, changed or gone since they were indexed
+    std::int64_t files_gone = 0;     ///< of these, gone
     std::int64_t elapsed_ns = 0;
 
     Stats& operator+=(const Stats& other);

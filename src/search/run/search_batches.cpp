@@ -72,7 +72,7 @@ std::optional<SearchBatch> SearchBatches::next() {
             files = _next_files();
         }
     }
-    return SearchBatch{std::move(files), std::move(chosen.source)};
+    return SearchBatch{std::move(files), std::move(chosen.source), _disk()};
 }
 
 void SearchBatches::_start() {
@@ -98,15 +98,18 @@ std::vector<FileRow> SearchBatches::_next_files() {
                      : selected_files(*_db, _options->filter);
 }
 
-code_text::SourceChoice SearchBatches::_choose(const std::vector<FileRow>& files) const {
+code_text::TextSource SearchBatches::_disk() const {
+    // A pattern is tried on every line, so that nothing but the pattern decides.
     const Query& query = _options->query;
-    if (_source == SourceWanted::DISK) {
-        // A pattern is tried on every line, so that nothing but the pattern decides.
-        code_text::SourceChoice disk = code_text::text_source(
-            *_db, {}, query.pattern ? std::nullopt : query.needle, query.case_sensitive,
-            std::nullopt, std::nullopt, _reader.reader());
-        return {std::move(disk.source), std::nullopt};
-    }
+    return code_text::text_source(*_db, {}, query.pattern ? std::nullopt : query.needle,
+                                  query.case_sensitive, std::nullopt, std::nullopt,
+                                  _reader.reader())
+        .source;
+}
+
+code_text::SourceChoice SearchBatches::_choose(const std::vector<FileRow>& files) const {
+    if (_source == SourceWanted::DISK) return {_disk(), std::nullopt};
+    const Query& query = _options->query;
     return code_text::text_source(*_db, files, narrowing_needle(query), query.case_sensitive,
                                   _layout, _candidates, _reader.reader());
 }

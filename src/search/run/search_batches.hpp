@@ -22,6 +22,7 @@ namespace codetext::search {
 struct SearchBatch {
     std::vector<code_text::FileRow> files;  ///< ascending by path, after those of earlier batches
     code_text::TextSource source;
+    code_text::TextSource disk;  ///< for files that have changed since they were indexed
 };
 
 /// REQUIRES: all is done in one transaction on `db`, so that each batch is of one snapshot. The
@@ -41,13 +42,14 @@ class SearchBatches {
     /// Why the disk is read although the index was asked. Known once next() has given a batch.
     const std::optional<std::string>& reason() const { return _reason; }
 
-    /// The files that could not be read so far.
-    UnreadFiles unread() const { return _reader.unread(); }
+    /// Reads the files of all batches, and counts what it could not read.
+    const TreeReader& reader() const { return _reader; }
 
   private:
     void _start();
     std::vector<std::int64_t> _files_worth_searching() const;
     std::vector<code_text::FileRow> _next_files();
+    code_text::TextSource _disk() const;
     code_text::SourceChoice _choose(const std::vector<code_text::FileRow>& files) const;
 
     const Database* _db;

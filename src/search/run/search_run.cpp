@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -49,6 +50,18 @@ constexpr std::size_t PART_BYTES = 1 << 16;
 struct OutputTooLarge {};
 /// Ends the search of a file whose output nobody reads any more.
 struct ReaderGone {};
+/// How a file is now, beside what the index holds of it.
+enum class Freshness {
+    AS_INDEXED,
+    UNKNOWN,  ///< it was read right after a change, so the index remembers no time; or nothing
+              ///< tells
+    CHANGED,
+    GONE,
+};
+/// Ends the search of a file that is not as it was indexed, before anything of it is shown.
+struct NotAsIndexed {
+    Freshness freshness;
+};
 
 /// Ids of the files in which something can match; none: any of them.
 std::optional<std::vector<std::int64_t>> possible_files(const code_text::TextSource& source) {
@@ -63,11 +76,14 @@ bool holds(const std::vector<std::int64_t>& ids, std::int64_t id) {
 /// The search of one batch.
 class BatchSearch {
   public:
-    BatchSearch(const SearchOptions& options, const MakeRenderer& make_renderer, SearchBatch batch)
+    BatchSearch(const SearchOptions& options, const MakeRenderer& make_renderer,
+                const TreeReader& reader, SearchBatch batch)
         : _options(&options),
           _make_renderer(&make_renderer),
+          _reader(&reader),
           _batch(std::move(batch)),
-          _possible(possible_files(_batch.source)) {
+          _possible(possible_files(_batch.source)),
+          _checks(_possible && options.source != SourceWanted::INDEX) {
         if (!_possible || options.result_kind == ResultKind::FILE_WITHOUT_MATCH) return;
         SortedLookup possible(*_possible);
         std::erase_if(_batch.files,
@@ -97,6 +113,7 @@ class BatchSearch {
 
   private:
     std::int64_t _results(const Stats& stats) const {
+        if (stats.files_gone > 0) return 0;
         if (_options->result_kind == ResultKind::MATCHING_LINE) return stats.matched_lines;
         const bool wants_match = _options->result_kind == ResultKind::FILE_WITH_MATCH;
         return (stats.files_with_match > 0) == wants_match ? 1 : 0;
@@ -118,20 +135,20 @@ class BatchSearch {
 
     // What a thread has for itself.
     struct Worker {
-        code_text::TextSource source;
+        code_text::TextSource source, disk;
+        TreeReader::Stamps stamps;
         std::unique_ptr<Renderer> renderer;
         OutputBuffer out;
     };
 
     OrderedPool<Rendered>::Worker _make_worker() const {
         const auto worker = std::make_shared<Worker>(Worker{
-            _limited_source(), (*_make_renderer)(),
+            _limited(_batch.source), _limited(_batch.disk), _reader->stamps(), (*_make_renderer)(),
             OutputBuffer(LARGE_OUTPUT_BYTES, [](std::string_view) { throw OutputTooLarge(); })});
         return [this, worker](std::size_t item) { return _searched(item, *worker); };
     }
 
-    code_text::TextSource _limited_source() const {
-        code_text::TextSource source = _batch.source;
+    static code_text::TextSource _limited(code_text::TextSource source) {
         code_text::limit_text(source, LARGE_TEXT_BYTES);
         return source;
     }
@@ -146,7 +163,8 @@ class BatchSearch {
         } catch (const chunk_store::TextTooLarge&) {
         } catch (const OutputTooLarge&) {
         }
-        worker.source = _limited_source();  // which holds no text
+        worker.source = _limited(_batch.source);  // which holds no text
+        worker.disk = _limited(_batch.disk);
         return {.out = {}, .stats = {}, .is_large = true};
     }
 
@@ -154,7 +172,7 @@ class BatchSearch {
     Stats _streamed(std::size_t item, std::int64_t most_results, const Emit& emit,
                     bool& stopped) const {
         bool begins_file = true;
-        Worker worker{_batch.source, (*_make_renderer)(),
+        Worker worker{_batch.source, _batch.disk, _reader->stamps(), (*_make_renderer)(),
                       OutputBuffer(PART_BYTES, [&](std::string_view part) {
                           if (!emit(part, std::exchange(begins_file, false))) throw ReaderGone();
                       })};
@@ -177,19 +195,57 @@ class BatchSearch {
         } else if (_options->result_kind == ResultKind::FILE_WITHOUT_MATCH) {
             wants.lines = false;
         }
+        const bool checks = _checks && file.stamp;
+        const auto check = [&] {
+            if (!checks) return;
+            const Freshness freshness = _freshness(file, worker.stamps);
+            if (freshness != Freshness::AS_INDEXED) throw NotAsIndexed{freshness};
+        };
+        try {
+            // A file without a candidate is still a result where files without a match are asked
+            // for.
+            const bool is_possible = !_possible || holds(*_possible, file.file_id);
+            Stats stats =
+                _shown(file, wants, is_possible ? &worker.source : nullptr, check, worker);
+            stats.files_checked = checks && _results(stats) > 0 ? 1 : 0;
+            return stats;
+        } catch (const NotAsIndexed& found) {
+            return _as_it_is(file, wants, found.freshness, worker);
+        }
+    }
+
+    Stats _as_it_is(const FileRow& file, const FileWants& wants, Freshness freshness,
+                    Worker& worker) const {
+        Stats stats;
+        if (freshness == Freshness::GONE) {
+            stats.files_gone = 1;
+        } else {
+            stats = _shown(
+                file, wants, &worker.disk, [] {}, worker);
+        }
+        stats.files_checked = 1;
+        stats.files_stale = freshness == Freshness::UNKNOWN ? 0 : 1;
+        return stats;
+    }
+
+    // Searches the file in `source`, none for a file that holds no match. `check` is called before
+    // anything of a result is rendered.
+    template <typename Check>
+    Stats _shown(const FileRow& file, const FileWants& wants, code_text::TextSource* source,
+                 const Check& check, Worker& worker) const {
         bool has_begun = false;
         const auto begin = [&] {
-            if (!std::exchange(has_begun, true)) worker.renderer->begin(file, worker.out);
+            if (std::exchange(has_begun, true)) return;
+            check();
+            worker.renderer->begin(file, worker.out);
         };
         Stats stats;
-        // A file without a candidate is still a result where files without a match are asked for.
-        if (!_possible || holds(*_possible, file.file_id)) {
-            stats = search_file(worker.source, file, _options->query, wants,
-                                [&](const ResultLine& line) {
-                                    begin();
-                                    worker.renderer->line(line, worker.out);
-                                    worker.out.hand_on_if_large();
-                                });
+        if (source != nullptr) {
+            stats = search_file(*source, file, _options->query, wants, [&](const ResultLine& line) {
+                begin();
+                worker.renderer->line(line, worker.out);
+                worker.out.hand_on_if_large();
+            });
         }
         if (_results(stats) > 0) {
             begin();
@@ -198,10 +254,25 @@ class BatchSearch {
         return stats;
     }
 
+    static Freshness _freshness(const FileRow& file, TreeReader::Stamps& stamps) {
+        try {
+            const std::optional<FileStamp> now = stamps.of(file.path);
+            if (!now) return Freshness::GONE;
+            if (is_unchanged(*file.stamp, *now)) return Freshness::AS_INDEXED;
+            FileStamp timeless = *now;
+            timeless.mtime_ns = UNSETTLED_MTIME_NS;
+            return is_unchanged(*file.stamp, timeless) ? Freshness::UNKNOWN : Freshness::CHANGED;
+        } catch (const std::system_error&) {
+            return Freshness::UNKNOWN;  // reading it will tell
+        }
+    }
+
     const SearchOptions* _options;
     const MakeRenderer* _make_renderer;
+    const TreeReader* _reader;
     SearchBatch _batch;
-    std::optional<std::vector<std::int64_t>> _possible;
+    std::optional<std::vector<std::int64_t>> _possible;  ///< none: the disk is read
+    bool _checks;  ///< whether a file with a result is as it was indexed
 };
 
 SearchResult search_once(Database& db, const SearchOptions& options, SourceWanted source,
@@ -215,10 +286,11 @@ SearchResult search_once(Database& db, const SearchOptions& options, SourceWante
         if (!batch) break;
         result.from_index = std::holds_alternative<code_text::ChunkText>(batch->source);
         goes_on = options.limit > 0 &&
-                  BatchSearch(options, make_renderer, *std::move(batch)).run(emit, result);
+                  BatchSearch(options, make_renderer, batches.reader(), *std::move(batch))
+                      .run(emit, result);
     }
     result.reason = batches.reason();
-    result.unread = batches.unread();
+    result.unread = batches.reader().unread();
     return result;
 }
 

@@ -77,6 +77,11 @@ class IndexCannotAnswer : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// What is shown is true of the files as they are: a file with a result is looked at, and one that
+/// is not as it was indexed is searched on the disk instead, unless the index is demanded
+/// (SourceWanted::INDEX) or is of an older version, which does not remember enough. New files, and
+/// changed ones in which the index finds nothing, are not noticed.
+///
 /// Runs the search in one read transaction on `db`, which must not be inside one. `emit` gets what
 /// the renderers make of each file that has a result, an empty text included. With
 /// SourceWanted::AUTO, an index that turns out to be damaged before the first call of `emit` is not

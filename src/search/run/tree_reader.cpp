@@ -5,6 +5,9 @@
 
 #include "search/run/tree_reader.hpp"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <mutex>
@@ -17,6 +20,7 @@
 #include "utils/fsio.hpp"
 #include "utils/once.hpp"
 #include "utils/open_below.hpp"
+#include "utils/platform.hpp"
 
 namespace codetext::search {
 namespace {
@@ -54,6 +58,11 @@ class TreeReader::State {
     UnreadFiles unread() const {
         const std::lock_guard lock(_mutex);
         return _unread;
+    }
+
+    const Descriptor& root() {
+        _open();
+        return _opened;
     }
 
   private:
@@ -97,5 +106,31 @@ code_text::FileReader TreeReader::reader() const {
 }
 
 UnreadFiles TreeReader::unread() const { return _state->unread(); }
+
+TreeReader::Stamps TreeReader::stamps() const { return Stamps(_state); }
+
+std::optional<FileStamp> TreeReader::Stamps::of(std::string_view path) {
+    const std::size_t name = path.rfind('/') + 1;  // 0 in the root
+    struct stat status {};
+    if (_open_directory(path.substr(0, name)) &&
+        ::fstatat(_directory.number(), std::string(path.substr(name)).c_str(), &status,
+                  AT_SYMLINK_NOFOLLOW) == 0) {
+        return S_ISREG(status.st_mode) ? std::optional(stamp_of(status)) : std::nullopt;
+    }
+    if (says_nothing_is_there(errno)) return std::nullopt;
+    const std::error_code code(errno, std::system_category());
+    const std::string doing = "cannot look at " + std::string(path);
+    if (is_machine_failure(code.value())) throw std::runtime_error(doing + ": " + code.message());
+    throw std::system_error(code, doing);
+}
+
+bool TreeReader::Stamps::_open_directory(std::string_view path) {
+    if (_directory && _path == path) return true;
+    _path = path;
+    constexpr int FLAGS = platform::OPEN_FOR_LOOKUP | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW;
+    _directory = path.empty() ? Descriptor(::openat(_state->root().number(), ".", FLAGS))
+                              : open_below(_state->root(), path.substr(0, path.size() - 1), FLAGS);
+    return static_cast<bool>(_directory);
+}
 
 }  // namespace codetext::search

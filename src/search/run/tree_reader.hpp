@@ -7,9 +7,14 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "storage/code_text/file_text.hpp"
+#include "utils/descriptor.hpp"
+#include "utils/file_stamp.hpp"
 
 namespace codetext::search {
 
@@ -32,9 +37,29 @@ class TreeReader {
 
     UnreadFiles unread() const;
 
+    /// Looks at files without reading them. One for each thread.
+    class Stamps;
+    Stamps stamps() const;
+
   private:
     class State;
     std::shared_ptr<State> _state;
+};
+
+class TreeReader::Stamps {
+  public:
+    /// The file's stamp as it is now. None when it has gone or is no regular file. Throws
+    /// std::system_error when nothing tells, std::runtime_error when the machine fails.
+    std::optional<FileStamp> of(std::string_view path);
+
+  private:
+    friend class TreeReader;
+    explicit Stamps(std::shared_ptr<State> state) : _state(std::move(state)) {}
+    bool _open_directory(std::string_view path);
+    std::shared_ptr<State> _state;
+    // Files come in the order of their paths: most lie where the one before them lay.
+    std::string _path;  ///< of `_directory`, with its "/"; empty for the root itself
+    Descriptor _directory;
 };
 
 }  // namespace codetext::search

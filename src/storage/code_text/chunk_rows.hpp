@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "storage/chunk_store/layout.hpp"
+#include "utils/file_stamp.hpp"
 
 namespace codetext::code_text {
 
@@ -28,6 +29,8 @@ struct FileRow {
     std::string path;      ///< relative to the repository's root, with "/"
     std::string language;  ///< as the indexer named it
     std::optional<std::string> note;
+    /// What the index remembers of it; none where that is not known.
+    std::optional<FileStamp> stamp = std::nullopt;
 };
 
 /// The first row id of a file's block and the first one after it.
