@@ -1,9 +1,6 @@
 #pragma once
 
 // One line on a terminal that says how far a run of the indexer is.
-//
-//   ProgressLine line(::isatty(STDERR_FILENO) == 1);
-//   line.show(3, 10);
 
 #include <fmt/format.h>
 

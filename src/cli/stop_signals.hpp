@@ -1,9 +1,6 @@
 #pragma once
 
 // Turns SIGINT and SIGTERM into something that can be waited for beside other events.
-//
-//   const StopSignals signals;
-//   wait_until_readable(signals.descriptor());
 
 #include "utils/descriptor.hpp"
 

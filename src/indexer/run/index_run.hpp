@@ -28,7 +28,7 @@ struct IndexOptions {
     /// Called after each file, with the number of files done and of those to be read in this run.
     std::function<void(std::int64_t done, std::int64_t total)> progress;
     /// Called with the files of the repository, ascending by path, before any is read.
-    std::function<void(const std::vector<FileEntry>& files)> listed;
+    std::function<void(const std::vector<FileEntry>& files)> listed = {};
 };
 
 /// Another run is going on.

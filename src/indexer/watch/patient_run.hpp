@@ -1,6 +1,9 @@
 #pragma once
 
 // A run of the indexer that waits for another one, where `codetext index` would refuse.
+//
+//   int tries = 0;
+//   index_patiently(root, {}, [&](std::chrono::milliseconds) { return ++tries < 10; });
 
 #include <chrono>
 #include <filesystem>

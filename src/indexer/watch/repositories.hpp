@@ -2,9 +2,6 @@
 
 // The git repositories that decide which files of a tree are listed: the one that holds its root,
 // and those inside of it. Each is asked for its own directories only.
-//
-//   Repositories repositories(root);
-//   for (const std::string& path : repositories.without_ignored({"src", "build"})) watch(path);
 
 #include <filesystem>
 #include <map>

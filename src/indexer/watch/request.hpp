@@ -6,7 +6,7 @@
 // up to date and removes the request. Both sides know a request by its open directory and its name,
 // and follow no link.
 //
-//   if (!indexer::ask_watcher(root, schema::Owners::TRUSTED)) indexer::index_repository(root);
+//   if (!ask_watcher(root, schema::Owners::TRUSTED)) index_repository(root);
 
 #include <filesystem>
 #include <string>

@@ -3,10 +3,10 @@
 // Keeps the index of a repository fresh: refreshes it whenever files have changed, until it is told
 // to stop.
 //
-//   indexer::WatchOptions options;
-//   options.stop = signals.descriptor();
-//   options.refreshed = [](const auto& report, auto) { print(report.files, report.new_files); };
-//   indexer::watch_repository(root, options);
+//   WatchOptions options;
+//   options.stop = stop.number();
+//   options.refreshed = [&](const auto& report, auto) { print(report.files, report.new_files); };
+//   watch_repository(root, options);
 
 #include <chrono>
 #include <cstdint>

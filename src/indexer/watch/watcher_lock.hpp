@@ -4,7 +4,7 @@
 // index has one watcher at most, and a search can tell whether there is one. The file's only byte
 // says whether the watcher is busy with a run, and so answers late.
 //
-//   if (indexer::WatcherSight(root, schema::Owners::TRUSTED).lives()) print("somebody watches");
+//   if (WatcherSight(root, schema::Owners::TRUSTED).lives()) show("somebody watches");
 
 #include <filesystem>
 
