@@ -3,11 +3,14 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <set>
 #include <string>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 #if defined(__GLIBC__)
@@ -45,14 +48,14 @@ class WatchOutput {
         const bool is_first = std::exchange(_is_first, false);
         if (is_first && !_is_quiet) print_summary(report, elapsed);
         if (!is_first && !_is_quiet) _print_batch(report, elapsed);
-        std::fflush(stdout);
+        _flush();
         give_memory_back();
     }
 
-    void show_watching(const std::filesystem::path& root, std::size_t directories) const {
+    void show_watching(const std::filesystem::path& root, std::size_t directories) {
         if (_is_quiet) return;
         print_line(fmt::format("watching {} ({} directories)", root.string(), directories));
-        std::fflush(stdout);
+        _flush();
     }
 
     ProgressLine& line() { return _line; }
@@ -64,6 +67,16 @@ class WatchOutput {
             fmt::format("{} changed, {} new, {} gone in {} ms", report.changed_files,
                         report.new_files, report.gone_files,
                         std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count()));
+    }
+
+    /// The index matters more than the lines about it: without a reader they end, the watcher not.
+    void _flush() {
+        if (_is_quiet || std::fflush(stdout) == 0) return;
+        _is_quiet = true;
+        if (errno != EPIPE) {
+            report(
+                fmt::format("cannot write the output: {}", std::generic_category().message(errno)));
+        }
     }
 
     void _report_new_problems(const std::vector<std::string>& problems) {
