@@ -100,10 +100,10 @@ Command watch_command(WatchArguments& arguments) {
         {'q', "quiet", "", "Options", "Print nothing but what goes wrong", Flag{&arguments.quiet}}};
     command.notes =
         "Makes or refreshes the index, then refreshes it within a second of each change,\n"
-        "and prints a line for each refresh that found one. Ctrl-C or SIGTERM ends it with\n"
-        "exit status 0. It ends with 2 when the repository or its index goes away, or\n"
-        "another watcher is running. `codetext search code --fresh` asks it to take in\n"
-        "at once what has changed.";
+        "and prints a line for each refresh that found one. To take in at once what has\n"
+        "changed, `codetext search code --fresh` asks it.\n\n"
+        "Exit status: 0 after Ctrl-C or SIGTERM, 2 when the repository or its index goes\n"
+        "away, when another watcher is running, or when the first refresh fails.";
     return command;
 }
 

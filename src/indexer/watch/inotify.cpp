@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <array>
+#include <cstdint>
 #include <cstring>
 #include <string_view>
 #include <system_error>
@@ -17,20 +19,20 @@ namespace codetext::indexer {
 namespace {
 
 constexpr std::uint32_t NEW = IN_CREATE | IN_MOVED_TO;
-constexpr std::uint32_t NAMES =
-    NEW | IN_DELETE | IN_MOVED_FROM | IN_CLOSE_WRITE | IN_MOVE_SELF | IN_DELETE_SELF;
+constexpr std::uint32_t OLD = IN_DELETE | IN_MOVED_FROM;
+constexpr std::uint32_t NAMES = NEW | OLD | IN_CLOSE_WRITE | IN_MOVE_SELF | IN_DELETE_SELF;
 constexpr std::uint32_t CONTENT = NAMES | IN_MODIFY | IN_ATTRIB;
 
 std::uint32_t mask_of(Inotify::Interest interest) {
-    if (interest == Inotify::Interest::CONTENT) return CONTENT;
-    return interest == Inotify::Interest::NAMES ? NAMES : NEW;
+    constexpr std::array MASKS = {CONTENT, NAMES, NEW, OLD};
+    return MASKS.at(static_cast<std::size_t>(interest));
 }
 
 FileEvent::Kind kind_of(std::uint32_t mask) {
     if ((mask & IN_Q_OVERFLOW) != 0) return FileEvent::Kind::OVERFLOW;
     if ((mask & (IN_IGNORED | IN_UNMOUNT)) != 0) return FileEvent::Kind::UNWATCHED;
     if ((mask & NEW) != 0) return FileEvent::Kind::APPEARED;
-    if ((mask & (IN_DELETE | IN_MOVED_FROM)) != 0) return FileEvent::Kind::VANISHED;
+    if ((mask & OLD) != 0) return FileEvent::Kind::VANISHED;
     return FileEvent::Kind::CHANGED;
 }
 

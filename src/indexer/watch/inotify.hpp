@@ -38,6 +38,7 @@ class Inotify {
         CONTENT,  ///< all that may change which files there are, or what they hold
         NAMES,    ///< which entries there are, and that a file was written; the directory's own end
         NEW,      ///< entries that appear
+        OLD,      ///< entries that vanish
     };
     /// Lower limits than the system's, for tests.
     struct Limits {

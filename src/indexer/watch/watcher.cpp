@@ -219,7 +219,7 @@ class Watcher {
         _request_watch = _inotify->watch(_requests.directory(), Inotify::Interest::NEW);
         const Descriptor outer = open_below(open_root(_root), schema::INDEX_DIRECTORY,
                                             O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        if (outer) _inotify->watch(outer, Inotify::Interest::NAMES);
+        if (outer) _inotify->watch(outer, Inotify::Interest::OLD);
     }
 
     /// Gives back the watches of the tree. Those of the index are few, and tried again.
