@@ -203,7 +203,8 @@ TEST(watch, takes_in_whatever_happens_to_a_tree) {
 
 TEST(watch, ignored_files_and_its_own_index_do_not_keep_it_busy) {
     Play play(1, true);
-    play.folder.write("root/.gitignore", "build/\n*.o\n");
+    play.folder.write("root/.gitignore", "build/\nempty/\n*.o\n");
+    fs::create_directories(play.root / "empty/deep");
     play.write("build/x.c", 1);
     Watch watch(play.root, play.folder.path() / "said");
     ASSERT_TRUE(ask(play.root));
@@ -215,8 +216,14 @@ TEST(watch, ignored_files_and_its_own_index_do_not_keep_it_busy) {
         play.root);
     EXPECT_EQ(held.output, play.expected());
     EXPECT_EQ(held.status, 0) << held.errors;
-    EXPECT_EQ(watch.end(SIGINT), 0);
     EXPECT_THAT(watch.said(), ::testing::Not(HasSubstr(" ms\n"))) << "no batch found a change";
+
+    play.folder.write("root/.gitignore", "*.o\n");
+    ASSERT_TRUE(ask(play.root));
+    play.write("empty/deep/x.c", 1);
+    ASSERT_TRUE(ask(play.root));
+    EXPECT_EQ(search({"needle"}, play.root).output, play.expected());
+    EXPECT_EQ(watch.end(SIGINT), 0);
 }
 
 TEST(watch, waits_for_another_run_and_ends_cleanly_in_the_middle) {
