@@ -129,7 +129,7 @@ class Play {
             case 7:
                 return git("checkout -qf " + _one_of({"main", "side"})), "checkout";
             case 8:
-                return git(_one_of({"add -A", "add -f build a moved1"})), "add";
+                return git(_one_of({"add -A", "add -f " + at})), "add " + at;
             case 9:
                 return git("rm -rq --cached ."), "track none";
             case 10:

@@ -9,9 +9,11 @@
 #include <mutex>
 #include <thread>
 
+#include "indexer/listing/file_list.hpp"
 #include "indexer/watch/pace.hpp"
 #include "indexer/watch/repositories.hpp"
 #include "indexer/watch/request.hpp"
+#include "indexer/watch/watched_tree.hpp"
 #include "indexer/watch/watcher.hpp"
 #include "indexer/watch/watcher_lock.hpp"
 #include "storage/temp_index.hpp"
@@ -191,6 +193,41 @@ TEST(watcher, touches_nothing_outside_of_its_directory_and_waits_for_nobody) {
             std::distance(fs::directory_iterator(outer.parent_path()), fs::directory_iterator()), 1)
             << what;
     }
+}
+
+TEST(watched_tree, keeps_track_of_directories_that_move_before_it_hears_of_it) {
+    const TempFolder folder;
+    folder.write("a/deep/x.c", "x");
+    folder.write("b.c", "x");
+    Inotify inotify({});
+    WatchedTree tree(folder.path(), inotify);
+    TreeChanges changes;
+    const auto follow = [&] { return tree.follow(list_files(folder.path(), 1).files); };
+    const auto is_due = [&] {
+        for (const FileEvent& event : inotify.read()) tree.take(event, changes);
+        return tree.settle(changes);
+    };
+    EXPECT_TRUE(follow());
+    EXPECT_EQ(tree.size(), 3);
+    EXPECT_FALSE(follow()) << "nothing is new";
+    EXPECT_TRUE(is_due()) << "the first time";
+    EXPECT_FALSE(is_due());
+    fs::rename(folder.path() / "a", folder.path() / "c");
+    tree.lose_track(changes);
+    EXPECT_TRUE(follow()) << "the walk finds it under its new name";
+    EXPECT_TRUE(is_due());
+    EXPECT_EQ(tree.size(), 3);
+    for (const char* made : {"c/deep/y.c", "c/new/.git/HEAD", "c/new/z"}) {
+        folder.write(made, "x");
+        EXPECT_TRUE(is_due()) << made;
+        EXPECT_FALSE(is_due()) << made;
+        follow();
+    }
+    fs::remove_all(folder.path() / "c");
+    EXPECT_TRUE(is_due());
+    tree.lose_track(changes);
+    follow();
+    EXPECT_EQ(tree.size(), 1);
 }
 
 TEST(repositories, each_says_what_it_ignores_itself) {
