@@ -221,6 +221,9 @@ TEST(watch, ignored_files_and_its_own_index_do_not_keep_it_busy) {
     play.folder.write("root/.gitignore", "*.o\n");
     ASSERT_TRUE(ask(play.root));
     play.write("empty/deep/x.c", 1);
+    play.write("many.o", 2);
+    ASSERT_TRUE(ask(play.root));
+    play.git("add -f many.o");
     ASSERT_TRUE(ask(play.root));
     EXPECT_EQ(search({"needle"}, play.root).output, play.expected());
     EXPECT_EQ(watch.end(SIGINT), 0);

@@ -217,14 +217,13 @@ TEST(watched_tree, keeps_track_of_directories_that_move_before_it_hears_of_it) {
     EXPECT_TRUE(follow()) << "the walk finds it under its new name";
     EXPECT_TRUE(is_due());
     EXPECT_EQ(tree.size(), 3);
-    for (const char* made : {"c/deep/y.c", "c/new/.git/HEAD", "c/new/z"}) {
+    for (const char* made : {"c/deep/y.c", "c/new/z", "c/new/.git/HEAD"}) {
         folder.write(made, "x");
         EXPECT_TRUE(is_due()) << made;
         EXPECT_FALSE(is_due()) << made;
         follow();
     }
     fs::remove_all(folder.path() / "c");
-    EXPECT_TRUE(is_due());
     tree.lose_track(changes);
     follow();
     EXPECT_EQ(tree.size(), 1);
