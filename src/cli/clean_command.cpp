@@ -1,10 +1,12 @@
 #include "cli/clean_command.hpp"
 
 #include <filesystem>
+#include <stdexcept>
 
 #include "cli/output.hpp"
 #include "cli/repository.hpp"
 #include "indexer/run/index_run.hpp"
+#include "indexer/watch/watcher_lock.hpp"
 
 namespace codetext::cli {
 
@@ -15,6 +17,10 @@ Command clean_command(RepositoryArguments& arguments) {
 int clean_main(const RepositoryArguments& arguments, schema::Owners owners) {
     const std::filesystem::path root = find_root(arguments.path());
     const bool was_there = schema::open_index_directory(root, owners).number() != -1;
+    if (indexer::WatcherSight(root, owners).lives()) {
+        throw std::runtime_error("codetext watch is running on " + root.string() +
+                                 ": end it first");
+    }
     indexer::clean_index(root, owners);
     const std::string place = (root / schema::INDEX_DIRECTORY).string();
     print_line((was_there ? "removed the index in " : "no index in ") + place);

@@ -69,7 +69,8 @@ std::vector<Command> all_commands(AllArguments& arguments) {
     std::vector<Command> commands = {
         index_command(arguments.index),   search_command(arguments.search),
         status_command(arguments.status), upgrade_command(arguments.upgrade),
-        verify_command(arguments.verify), clean_command(arguments.clean)};
+        verify_command(arguments.verify), clean_command(arguments.clean),
+        watch_command(arguments.watch)};
     for (Command& command : commands) {
         command.options.push_back(owner_option(arguments));
         command.options.push_back(help_option(arguments));

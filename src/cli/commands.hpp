@@ -11,6 +11,7 @@
 #include "cli/repository_arguments.hpp"
 #include "cli/search_arguments.hpp"
 #include "cli/verify_command.hpp"
+#include "cli/watch_command.hpp"
 
 namespace codetext::cli {
 
@@ -23,6 +24,7 @@ struct AllArguments {
     SearchArguments search;
     RepositoryArguments status, upgrade, clean;
     VerifyArguments verify;
+    WatchArguments watch;
 };
 
 /// The commands in the order of the help text; each has --help and --any-owner. `arguments` must

@@ -4,11 +4,10 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
 #include <string>
-#include <utility>
 
 #include "cli/output.hpp"
+#include "cli/progress_line.hpp"
 #include "cli/repository.hpp"
 #include "indexer/run/index_run.hpp"
 
@@ -16,33 +15,6 @@ namespace codetext::cli {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-/// One line on a terminal that says how far the run is. It is cleared at the end.
-class ProgressLine {
-  public:
-    explicit ProgressLine(bool shown) : _shown(shown) {}
-    ProgressLine(const ProgressLine&) = delete;
-    ProgressLine& operator=(const ProgressLine&) = delete;
-    ~ProgressLine() { clear(); }
-
-    void show(std::int64_t done, std::int64_t total) {
-        if (!_shown || Clock::now() < _next) return;
-        constexpr std::chrono::milliseconds PAUSE(100);
-        _next = Clock::now() + PAUSE;
-        _dirty = true;
-        fmt::print(stderr, "\rindexing {} of {} files", done, total);
-        std::fflush(stderr);
-    }
-
-    void clear() {
-        if (std::exchange(_dirty, false)) fmt::print(stderr, "\r\033[K");
-    }
-
-  private:
-    bool _shown;
-    bool _dirty = false;
-    Clock::time_point _next = Clock::now();
-};
 
 indexer::IndexOptions options_of(const IndexArguments& arguments, schema::Owners owners,
                                  ProgressLine& line) {
@@ -55,18 +27,6 @@ indexer::IndexOptions options_of(const IndexArguments& arguments, schema::Owners
     options.threads = static_cast<unsigned>(arguments.jobs);
     options.progress = [&line](std::int64_t done, std::int64_t total) { line.show(done, total); };
     return options;
-}
-
-void print_summary(const indexer::IndexReport& report, Clock::duration elapsed) {
-    for (const schema::UpgradeStep& step : report.upgrade_steps) {
-        print_line(fmt::format("upgraded {} to {}: {}", step.from, step.to, step.what));
-    }
-    fmt::print(
-        "indexed {} files ({} new, {} changed, {} gone, {} kept on disk, {} binary skipped, "
-        "{} unreadable) in {:.2f} s\n",
-        report.files, report.new_files, report.changed_files, report.gone_files,
-        report.kept_on_disk, report.binary_files, report.unreadable.size(),
-        std::chrono::duration<double>(elapsed).count());
 }
 
 }  // namespace
@@ -87,11 +47,28 @@ Command index_command(IndexArguments& arguments) {
     return command;
 }
 
-void report_problems(const indexer::IndexReport& result) {
-    for (const std::string& warning : result.warnings) report(warning);
+std::vector<std::string> problems_of(const indexer::IndexReport& result) {
+    std::vector<std::string> problems = result.warnings;
     for (const indexer::UnreadableFile& file : result.unreadable) {
-        report(fmt::format("cannot read {}: {}", file.path, file.reason));
+        problems.push_back(fmt::format("cannot read {}: {}", file.path, file.reason));
     }
+    return problems;
+}
+
+void report_problems(const indexer::IndexReport& result) {
+    for (const std::string& problem : problems_of(result)) report(problem);
+}
+
+void print_summary(const indexer::IndexReport& report, Clock::duration elapsed) {
+    for (const schema::UpgradeStep& step : report.upgrade_steps) {
+        print_line(fmt::format("upgraded {} to {}: {}", step.from, step.to, step.what));
+    }
+    fmt::print(
+        "indexed {} files ({} new, {} changed, {} gone, {} kept on disk, {} binary skipped, "
+        "{} unreadable) in {:.2f} s\n",
+        report.files, report.new_files, report.changed_files, report.gone_files,
+        report.kept_on_disk, report.binary_files, report.unreadable.size(),
+        std::chrono::duration<double>(elapsed).count());
 }
 
 int index_main(const IndexArguments& arguments, schema::Owners owners) {

@@ -29,6 +29,7 @@
 #include "cli/status_command.hpp"
 #include "cli/upgrade_command.hpp"
 #include "cli/verify_command.hpp"
+#include "cli/watch_command.hpp"
 
 namespace codetext::cli {
 namespace {
@@ -60,6 +61,7 @@ int run_command(std::string_view name, const AllArguments& arguments) {
     if (name == "search code") return search_main(arguments.search, owners);
     if (name == "status") return status_main(arguments.status, owners);
     if (name == "upgrade") return upgrade_main(arguments.upgrade, owners);
+    if (name == "watch") return watch_main(arguments.watch, owners);
     if (name == "clean") return clean_main(arguments.clean, owners);
     return verify_main(arguments.verify, owners);
 }

@@ -46,6 +46,10 @@ Options file_options(SearchArguments& a) {
          "Where text is read: index, disk, or auto (the default): the index, or the disk when the "
          "index cannot answer",
          Choice{&a.source, {"auto", "index", "disk"}}},
+        {0, "fresh", "", GROUP,
+         "Take in all changes first: at once where `codetext watch` runs, else by a refresh of the "
+         "index",
+         Flag{&a.fresh}},
     };
 }
 

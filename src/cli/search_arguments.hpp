@@ -22,7 +22,7 @@ struct SearchArguments {
     std::string color = "auto", source = "auto";
     bool column = false, vimgrep = false, json = false, stats = false;
     bool heading = false, no_heading = false, line_number = false, null = false;
-    bool type_list = false;
+    bool type_list = false, fresh = false;
 
     /// Checks that the options go together and, unless -e gave a pattern, moves the first
     /// positional to `patterns`. Throws UsageError where options exclude one another or there is no

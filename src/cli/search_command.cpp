@@ -14,6 +14,7 @@
 #include "cli/existing_index.hpp"
 #include "cli/exit_status.hpp"
 #include "cli/file_types.hpp"
+#include "cli/fresh_index.hpp"
 #include "cli/json_output.hpp"
 #include "cli/output.hpp"
 #include "cli/search_arguments.hpp"
@@ -143,6 +144,7 @@ class SearchCommand {
     }
 
     int run() {
+        if (_arguments.fresh) make_fresh(_paths.root(), _owners);
         Database db = open_existing_index(_paths.root(), _owners);
         const SearchResult result = _search(db);
         _finish(result);

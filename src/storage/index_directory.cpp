@@ -29,6 +29,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* INDEX = "index";
+constexpr const char* REQUESTS = "requests";
 constexpr const char* IGNORE = ".gitignore";
 constexpr std::string_view IGNORE_ALL = "*\n";
 constexpr std::string_view DATABASE = "code.db";
@@ -145,6 +146,19 @@ Descriptor make_index_directory(const fs::path& root, Owners owners) {
     return make_directory(outer.number(), INDEX, directory / INDEX, owners);
 }
 
+Descriptor open_request_directory(const fs::path& root, Owners owners) {
+    const Descriptor directory = open_index_directory(root, owners);
+    if (!directory) return {};
+    const fs::path path = index_path(root).replace_filename(REQUESTS);
+    return open_directory(directory.number(), REQUESTS, path, owners);
+}
+
+Descriptor make_request_directory(const fs::path& root, Owners owners) {
+    const Descriptor directory = make_index_directory(root, owners);
+    const fs::path path = index_path(root).replace_filename(REQUESTS);
+    return make_directory(directory.number(), REQUESTS, path, owners);
+}
+
 void check_database_files(const fs::path& path) {
     struct stat status {};
     const auto check = [&status](const fs::path& file) {
@@ -166,7 +180,11 @@ void remove_index(const fs::path& root, Owners owners) {
     const Descriptor outer = open_directory(top.number(), path.filename().c_str(), path, owners);
     if (!outer) return;
     if (const Descriptor inner = open_directory(outer.number(), INDEX, path / INDEX, owners)) {
-        remove_files(inner, path / INDEX, {DATABASE, "lock"});
+        if (const Descriptor requests = open_request_directory(root, owners)) {
+            remove_files(requests, path / INDEX / REQUESTS, {REQUEST});
+            remove(inner, REQUESTS, AT_REMOVEDIR, path / INDEX / REQUESTS);
+        }
+        remove_files(inner, path / INDEX, {DATABASE, "lock", WATCHER});
     }
     remove(outer, INDEX, AT_REMOVEDIR, path / INDEX);
     remove(outer, IGNORE, 0, path / IGNORE);

@@ -34,6 +34,16 @@ Descriptor open_index_directory(const std::filesystem::path& root, Owners owners
 /// cannot be made.
 Descriptor make_index_directory(const std::filesystem::path& root, Owners owners);
 
+/// The directory in which searches leave requests for a watcher, below the index's. Results and
+/// failures as for open_index_directory and make_index_directory.
+Descriptor open_request_directory(const std::filesystem::path& root, Owners owners);
+Descriptor make_request_directory(const std::filesystem::path& root, Owners owners);
+
+/// What the names of requests begin with.
+inline constexpr std::string_view REQUEST = "request-";
+/// The file, in the index's directory, on which a watcher holds a lock.
+inline constexpr const char* WATCHER = "watcher";
+
 /// Throws UnusableIndex when the database at `path`, or a file that SQLite keeps beside it, is
 /// there and is no regular file: a symbolic link may lead anywhere, and a FIFO would be waited for.
 void check_database_files(const std::filesystem::path& path);

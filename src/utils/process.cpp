@@ -76,6 +76,19 @@ int wait_for(pid_t process) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+/// A file to read `input` from: with a pipe, the program could wait for us while we wait for it.
+Descriptor file_with(std::string_view input) {
+    Descriptor file = platform::unnamed_file();
+    if (!file) throw_system_error("cannot make an unnamed file");
+    while (!input.empty()) {
+        const ssize_t written = ::write(file.number(), input.data(), input.size());
+        if (written == -1 && errno != EINTR) throw_system_error("cannot write an unnamed file");
+        input.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
+    }
+    ::lseek(file.number(), 0, SEEK_SET);
+    return file;
+}
+
 /// The program's file in the first directory of PATH that has it. An entry that is not absolute
 /// names a directory in the tree where the user stands, which may hold anything; it is passed over.
 std::string found_on_path(const std::string& program) {
@@ -95,14 +108,19 @@ std::string found_on_path(const std::string& program) {
 }  // namespace
 
 ProcessResult run_process(const std::vector<std::string>& arguments,
-                          const std::vector<std::string>& environment) {
+                          const std::vector<std::string>& environment, std::string_view input) {
     // Standard error goes to a file: with two pipes the program could wait for the one not read.
     const Descriptor errors = platform::unnamed_file();
     if (!errors) throw_system_error("cannot make an unnamed file");
     Pipe output = make_pipe();
     FileActions actions;
     // What is not named here is closed: all descriptors of this program are closed on exec.
-    actions.open_null(STDIN_FILENO);
+    const Descriptor given = input.empty() ? Descriptor() : file_with(input);
+    if (given) {
+        actions.redirect(STDIN_FILENO, given);
+    } else {
+        actions.open_null(STDIN_FILENO);
+    }
     actions.redirect(STDOUT_FILENO, output.write_end);
     actions.redirect(STDERR_FILENO, errors);
 

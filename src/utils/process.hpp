@@ -6,6 +6,7 @@
 //   if (listing.status != 0) throw std::runtime_error(listing.errors);
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace codetext {
@@ -17,10 +18,10 @@ struct ProcessResult {
 };
 
 /// Runs `arguments[0]`, found in the absolute directories of this process's PATH, to its end, with
-/// an empty standard input and with `environment` ("NAME=value" each) as its whole environment.
+/// `input` as its standard input and `environment` ("NAME=value" each) as its whole environment.
 /// Several threads may call it at once. Throws std::system_error when it cannot be started or read
 /// from.
 ProcessResult run_process(const std::vector<std::string>& arguments,
-                          const std::vector<std::string>& environment);
+                          const std::vector<std::string>& environment, std::string_view input = {});
 
 }  // namespace codetext

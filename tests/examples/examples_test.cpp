@@ -12,6 +12,10 @@
 #include "indexer/run/index_run.hpp"
 #include "indexer/run/repair.hpp"
 #include "indexer/status.hpp"
+#include "indexer/watch/patient_run.hpp"
+#include "indexer/watch/request.hpp"
+#include "indexer/watch/watcher.hpp"
+#include "indexer/watch/watcher_lock.hpp"
 #include "search/run/line_renderer.hpp"
 #include "search/run/search_run.hpp"
 #include "storage/temp_index.hpp"
@@ -254,6 +258,12 @@ TEST_F(Examples, indexer) {
     {
 #include "example_of/indexer/run/repair.hpp"
     } EXPECT_EQ(taken(), "2:0:2,2:2,");
+    const Descriptor stop(::open("/dev/null", O_RDONLY | O_CLOEXEC));  // it is readable
+#include "example_of/indexer/watch/patient_run.hpp"
+#include "example_of/indexer/watch/request.hpp"
+#include "example_of/indexer/watch/watcher.hpp"
+#include "example_of/indexer/watch/watcher_lock.hpp"
+    EXPECT_EQ(taken(), "2:0,2:0,") << "once more when the directories are watched";
 }
 
 }  // namespace indexer

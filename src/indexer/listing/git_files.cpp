@@ -28,19 +28,22 @@ void check_owner(const GitRepository& repository) {
 }
 
 // The first two settings may stand in the user's own configuration, and would start programs.
-ProcessResult list(const GitView& view, const std::filesystem::path& directory,
-                   std::vector<std::string> what) {
+ProcessResult run_git(const GitView& view, const std::filesystem::path& directory,
+                      const std::vector<std::string>& what, std::string_view input = {}) {
     std::vector<std::string> arguments = {"git",
                                           "-C",
                                           directory.native(),
                                           "-c",
                                           "core.fsmonitor=false",
                                           "-c",
-                                          "core.hooksPath=/dev/null",
-                                          "ls-files",
-                                          "-z"};
+                                          "core.hooksPath=/dev/null"};
     arguments.insert(arguments.end(), what.begin(), what.end());
-    ProcessResult result = run_process(arguments, view.environment());
+    return run_process(arguments, view.environment(), input);
+}
+
+ProcessResult list(const GitView& view, const std::filesystem::path& directory,
+                   const std::vector<std::string>& what) {
+    ProcessResult result = run_git(view, directory, what);
     if (result.status != 0) fail(directory, std::move(result.errors));
     return result;
 }
@@ -61,9 +64,9 @@ GitPaths git_paths(const std::filesystem::path& root, const std::filesystem::pat
     const GitView view(repository);
     // Without a policy, std::async does without a thread where the system has none to give.
     auto untracked = std::async([&] {
-        return list(view, directory, {"--others", "--exclude-standard"});
+        return list(view, directory, {"ls-files", "-z", "--others", "--exclude-standard"});
     });
-    const ProcessResult tracked = list(view, directory, {"--cached"});
+    const ProcessResult tracked = list(view, directory, {"ls-files", "-z", "--cached"});
     const ProcessResult others = untracked.get();
 
     GitPaths result;
@@ -81,6 +84,20 @@ GitPaths git_paths(const std::filesystem::path& root, const std::filesystem::pat
     append_split(tracked.errors, '\n', result.warnings);
     append_split(others.errors, '\n', result.warnings);
     return result;
+}
+
+std::vector<std::string> git_ignored(const std::filesystem::path& root,
+                                     const std::vector<std::string>& paths) {
+    constexpr std::string_view HERE = "./";  // what follows is a path, however it begins
+    std::string input;
+    for (const std::string& path : paths) input.append(HERE).append(path).push_back('\0');
+    const GitView view(open_git_repository(root));
+    const ProcessResult result = run_git(view, root, {"check-ignore", "-z", "--stdin"}, input);
+    if (result.status != 0) return {};
+    std::vector<std::string> ignored;
+    append_split(result.output, '\0', ignored);
+    for (std::string& path : ignored) path.erase(0, HERE.size());
+    return ignored;
 }
 
 }  // namespace codetext::indexer

@@ -1,7 +1,8 @@
 #pragma once
 
 // Which files git names in a work tree: those that it tracks, and those that it neither tracks nor
-// ignores. git itself is asked, so its ignore rules hold exactly. Nothing here looks at the files.
+// ignores; and which of some paths it ignores. git itself is asked, so its ignore rules hold
+// exactly. Nothing here looks at the files.
 
 #include <filesystem>
 #include <string>
@@ -22,5 +23,10 @@ struct GitPaths {
 /// it run a program or fetch anything. Throws std::runtime_error with git's own message when git
 /// fails or refuses another user's repository, std::system_error when git cannot be run.
 GitPaths git_paths(const std::filesystem::path& root, const std::filesystem::path& directory);
+
+/// Those of `paths`, relative to the work tree whose root is `root`, that git ignores and does not
+/// track. None where git cannot say. Throws std::system_error when git cannot be run.
+std::vector<std::string> git_ignored(const std::filesystem::path& root,
+                                     const std::vector<std::string>& paths);
 
 }  // namespace codetext::indexer

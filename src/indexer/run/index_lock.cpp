@@ -7,7 +7,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 
-#include <stdexcept>
+#include "indexer/run/index_run.hpp"
 
 namespace codetext::indexer {
 
@@ -19,7 +19,7 @@ IndexLock::IndexLock(const std::filesystem::path& root, schema::Owners owners) {
     if (!_file) throw_system_error("cannot open " + path);
     if (::flock(_file.number(), LOCK_EX | LOCK_NB) == 0) return;
     if (errno != EWOULDBLOCK) throw_system_error("cannot lock " + path);
-    throw std::runtime_error("another codetext index is running on " + root.string());
+    throw IndexBusy("another codetext index is running on " + root.string());
 }
 
 }  // namespace codetext::indexer

@@ -11,7 +11,7 @@ namespace codetext::indexer {
 
 class IndexLock {
   public:
-    /// Makes the directory of the index when it is missing. Throws std::runtime_error when another
+    /// Makes the directory of the index when it is missing. Throws IndexBusy when another
     /// run holds the lock, std::system_error when the lock file cannot be made, and what
     /// schema::make_index_directory throws.
     explicit IndexLock(const std::filesystem::path& root,

@@ -164,6 +164,7 @@ IndexReport index_under_lock(const std::filesystem::path& root, const IndexOptio
     const chunk_store::Layout layout = layout_of(db, options);
     FileList list = list_files(root, thread_count(options));
     report.warnings = std::move(list.warnings);
+    if (options.listed) options.listed(list.files);
     ChangePlan plan = plan_changes(db, layout, std::move(list.files));
     count_unchanged(plan, report);
 

@@ -10,9 +10,11 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "indexer/listing/file_entry.hpp"
 #include "storage/chunk_store.hpp"
 #include "storage/schema.hpp"
 
@@ -25,6 +27,14 @@ struct IndexOptions {
     unsigned threads = 0;  ///< threads that read and pack files; 0: one for each processor
     /// Called after each file, with the number of files done and of those to be read in this run.
     std::function<void(std::int64_t done, std::int64_t total)> progress;
+    /// Called with the files of the repository, ascending by path, before any is read.
+    std::function<void(const std::vector<FileEntry>& files)> listed = {};
+};
+
+/// Another run is going on.
+class IndexBusy : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
 };
 
 struct UnreadableFile {
@@ -46,7 +56,7 @@ struct IndexReport {
 /// Brings the index of the repository at `root` up to date, or makes one. An older index is
 /// upgraded first. Searches go on meanwhile: each sees the state after some commit of the run.
 ///
-/// Throws std::runtime_error when another run is going on or git fails, std::invalid_argument for a
+/// Throws IndexBusy, std::runtime_error when git fails, std::invalid_argument for a
 /// layout that the index does not have, schema::UnusableIndex, and DatabaseError or
 /// std::system_error when the run cannot go on. What was committed until then stays, and the next
 /// run does the rest.
@@ -58,7 +68,7 @@ std::vector<schema::UpgradeStep> upgrade_index(const std::filesystem::path& root
                                                schema::Owners owners = schema::Owners::TRUSTED);
 
 /// Removes the index of the repository at `root`; nothing where there is none. Throws
-/// std::runtime_error while a run is going on, and what schema::remove_index throws.
+/// IndexBusy while a run is going on, and what schema::remove_index throws.
 void clean_index(const std::filesystem::path& root,
                  schema::Owners owners = schema::Owners::TRUSTED);
 
