@@ -192,9 +192,9 @@ class BatchSearch {
         FileWants wants = _options->wants;
         if (_options->result_kind == ResultKind::MATCHING_LINE) {
             wants.max_matches = std::min(wants.max_matches, most_results);
-        } else if (_options->result_kind == ResultKind::FILE_WITHOUT_MATCH) {
-            wants.lines = false;
         }
+        const bool wants_absence = _options->result_kind == ResultKind::FILE_WITHOUT_MATCH;
+        if (wants_absence) wants.lines = false;
         const bool checks = _checks && file.stamp;
         const auto check = [&] {
             if (!checks) return;
@@ -202,12 +202,13 @@ class BatchSearch {
             if (freshness != Freshness::AS_INDEXED) throw NotAsIndexed{freshness};
         };
         try {
+            if (wants_absence) check();  // it may have lost its matches
             // A file without a candidate is still a result where files without a match are asked
             // for.
             const bool is_possible = !_possible || holds(*_possible, file.file_id);
             Stats stats =
                 _shown(file, wants, is_possible ? &worker.source : nullptr, check, worker);
-            stats.files_checked = checks && _results(stats) > 0 ? 1 : 0;
+            stats.files_checked = checks && (wants_absence || _results(stats) > 0) ? 1 : 0;
             return stats;
         } catch (const NotAsIndexed& found) {
             return _as_it_is(file, wants, found.freshness, worker);
