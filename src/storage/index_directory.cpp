@@ -7,7 +7,6 @@
 
 #include "storage/index_directory.hpp"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -20,6 +19,7 @@
 #include <vector>
 
 #include "storage/unusable_index.hpp"
+#include "utils/directory_entries.hpp"
 #include "utils/platform.hpp"
 #include "utils/user.hpp"
 
@@ -104,23 +104,18 @@ void remove(const Descriptor& directory, const char* name, int flags, const fs::
     throw_system_error("cannot remove " + path.string());
 }
 
-std::vector<std::string> names_in(const Descriptor& directory, const fs::path& path) {
-    // A descriptor of its own: closedir closes it.
-    DIR* stream = ::fdopendir(::openat(directory.number(), ".", OPEN_DIRECTORY));
-    if (stream == nullptr) throw_system_error("cannot read " + path.string());
-    std::vector<std::string> names;
-    while (const dirent* entry = ::readdir(stream)) names.emplace_back(entry->d_name);
-    ::closedir(stream);
-    return names;
-}
-
-/// Removes the files whose names begin with one of `beginnings`.
+/// Removes the files whose names begin with one of `beginnings`, in the order of these.
 void remove_files(const Descriptor& directory, const fs::path& path,
                   std::initializer_list<std::string_view> beginnings) {
-    for (const std::string& name : names_in(directory, path)) {
-        const bool is_meant = std::ranges::any_of(
-            beginnings, [&](std::string_view beginning) { return name.starts_with(beginning); });
-        if (is_meant) remove(directory, name.c_str(), 0, path / name);
+    std::vector<std::string> names;  // a directory is not changed while it is read
+    each_entry(directory, [&](const dirent& entry) {
+        names.emplace_back(static_cast<const char*>(entry.d_name));
+        return true;
+    });
+    for (const std::string_view beginning : beginnings) {
+        for (const std::string& name : names) {
+            if (name.starts_with(beginning)) remove(directory, name.c_str(), 0, path / name);
+        }
     }
 }
 
@@ -184,7 +179,8 @@ void remove_index(const fs::path& root, Owners owners) {
             remove_files(requests, path / INDEX / REQUESTS, {REQUEST});
             remove(inner, REQUESTS, AT_REMOVEDIR, path / INDEX / REQUESTS);
         }
-        remove_files(inner, path / INDEX, {DATABASE, "lock", WATCHER});
+        // The lock goes last: whoever makes a new one must find nothing of the old index.
+        remove_files(inner, path / INDEX, {DATABASE, WATCHER, "lock"});
     }
     remove(outer, INDEX, AT_REMOVEDIR, path / INDEX);
     remove(outer, IGNORE, 0, path / IGNORE);

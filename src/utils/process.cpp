@@ -131,7 +131,14 @@ ProcessResult run_process(const std::vector<std::string>& arguments,
     if (errno != 0) throw_system_error("cannot run " + arguments[0]);
     // Only the program has the other end now, so the read ends when the program does.
     output.write_end.close();
-    std::string written = read_to_end(output.read_end);
+    std::string written;
+    try {
+        written = read_to_end(output.read_end);
+    } catch (const std::exception&) {
+        output.read_end.close();  // the program ends when it writes on
+        wait_for(process);
+        throw;
+    }
     const int status = wait_for(process);
     ::lseek(errors.number(), 0, SEEK_SET);
     return {std::move(written), read_to_end(errors), status};

@@ -20,6 +20,7 @@
 #include "search/run/search_run.hpp"
 #include "storage/temp_index.hpp"
 #include "storage/verify.hpp"
+#include "utils/directory_entries.hpp"
 #include "utils/fsio.hpp"
 #include "utils/hash.hpp"
 #include "utils/once.hpp"
@@ -86,6 +87,8 @@ TEST_F(Examples, utils) {
     {
 #include "example_of/utils/platform.hpp"
         EXPECT_TRUE(directory);
+#include "example_of/utils/directory_entries.hpp"
+        EXPECT_NE(taken().find(".codetext"), std::string::npos);
     }
     index.folder.write("src/main.c", "int main;");
     {

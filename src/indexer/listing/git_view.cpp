@@ -6,7 +6,6 @@
 
 #include "indexer/listing/git_view.hpp"
 
-#include <dirent.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -19,7 +18,9 @@
 #include <system_error>
 
 #include "utils/descriptor.hpp"
+#include "utils/directory_entries.hpp"
 #include "utils/fsio.hpp"
+#include "utils/open_below.hpp"
 #include "utils/platform.hpp"
 #include "utils/process.hpp"
 
@@ -54,18 +55,6 @@ std::string bytes_of(const fs::path& file) {
     std::error_code missing;
     const fs::path target = fs::canonical(file, missing);
     return missing ? "" : fsio::read_bytes_no_follow(target);
-}
-
-/// Without std::filesystem::directory_iterator: libstdc++'s ends the program when it lacks memory.
-std::vector<std::string> names_in(const fs::path& directory) {
-    const auto close = [](DIR* stream) { ::closedir(stream); };
-    const std::unique_ptr<DIR, decltype(close)> stream(::opendir(directory.c_str()), close);
-    if (!stream) throw_system_error("cannot read " + directory.string());
-    std::vector<std::string> names;
-    while (const dirent* entry = ::readdir(stream.get())) {
-        names.emplace_back(static_cast<const char*>(entry->d_name));
-    }
-    return names;
 }
 
 /// Our own settings. On macOS names are compared as its file systems do.
@@ -139,12 +128,14 @@ void GitView::_fill(const GitRepository& repository) {
     write(_directory / "config", CONFIG);
     _set_object_format(repository);
     // An index may be split: what is shared of it lies beside it.
-    for (const std::string& name : names_in(repository.git_directory)) {
+    each_entry(open_root(repository.git_directory), [&](const dirent& entry) {
+        const std::string name = static_cast<const char*>(entry.d_name);
         const fs::path shared = repository.git_directory / name;
-        if (!name.starts_with("sharedindex.") || !fs::is_regular_file(shared)) continue;
+        if (!name.starts_with("sharedindex.") || !fs::is_regular_file(shared)) return true;
         _links.push_back(name);
         fs::create_symlink(shared, _directory / name);
-    }
+        return true;
+    });
 }
 
 // The index of a repository whose objects have SHA-256 names reads as rubbish without this.

@@ -3,7 +3,6 @@
 
 #include "indexer/watch/request.hpp"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -17,6 +16,7 @@
 #include <thread>
 
 #include "indexer/watch/watcher_lock.hpp"
+#include "utils/directory_entries.hpp"
 
 namespace codetext::indexer {
 namespace {
@@ -106,15 +106,11 @@ void Requests::add(std::string_view name) {
 
 void Requests::add_all() {
     constexpr int MOST = 4096;
-    constexpr int FLAGS = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-    const auto close = [](DIR* stream) { ::closedir(stream); };
-    const std::unique_ptr<DIR, decltype(close)> stream(
-        ::fdopendir(::openat(_directory.number(), ".", FLAGS)));
-    for (int i = 0; stream && i < MOST; ++i) {
-        const dirent* entry = ::readdir(stream.get());
-        if (entry == nullptr) return;
-        add(static_cast<const char*>(entry->d_name));
-    }
+    int left = MOST;
+    each_entry(_directory, [&](const dirent& entry) {
+        add(static_cast<const char*>(entry.d_name));
+        return --left > 0;
+    });
 }
 
 void Requests::acknowledge() const {

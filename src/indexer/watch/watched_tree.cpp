@@ -1,14 +1,15 @@
 #include "indexer/watch/watched_tree.hpp"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <memory>
+#include <system_error>
 #include <utility>
 
 #include "storage/index_directory.hpp"
+#include "utils/directory_entries.hpp"
 #include "utils/open_below.hpp"
 
 namespace codetext::indexer {
@@ -179,17 +180,20 @@ bool WatchedTree::_visit(std::vector<std::string> paths) {
 
 void WatchedTree::_read(const std::string& path, const Descriptor& directory,
                         std::vector<std::string>& below) {
-    const auto close = [](DIR* stream) { ::closedir(stream); };
-    const std::unique_ptr<DIR, decltype(close)> stream(
-        ::fdopendir(::openat(directory.number(), ".", OPEN_DIRECTORY)));
-    while (const dirent* entry = stream ? ::readdir(stream.get()) : nullptr) {
-        const std::string_view name = static_cast<const char*>(entry->d_name);
+    const auto look = [&](const dirent& entry) {
+        const std::string_view name = static_cast<const char*>(entry.d_name);
         if (name == ".git") {
             _repositories.add(path);
-        } else if (name != "." && name != ".." && !is_ours(name) &&
-                   is_directory(directory.number(), *entry)) {
+        } else if (!is_ours(name) && is_directory(directory.number(), entry)) {
             below.push_back(joined(path, name));
         }
+        return true;
+    };
+    try {
+        each_entry(directory, look);
+    } catch (const std::system_error& error) {
+        // A directory that nobody may read, or that has gone, is the next run's to report.
+        if (is_machine_failure(error.code().value())) throw;
     }
 }
 
