@@ -148,7 +148,7 @@ class SearchCommand {
         Database db = open_existing_index(_paths.root(), _owners);
         const SearchResult result = _search(db);
         _finish(result);
-        if (result.results == 0 && !result.is_damaged) _report_unknown_paths(db);
+        if (!result.is_damaged) _report_unknown_paths(db);
         return _exit_status(result);
     }
 
@@ -209,12 +209,16 @@ class SearchCommand {
     }
 
     // Nothing is found in a path that is ignored, binary or new. Users must not take this for "no
-    // match".
+    // match", nor what other paths gave for the whole answer.
     void _report_unknown_paths(const Database& db) const {
         for (const std::string& path : _paths.searched()) {
             if (search::has_files_at(db, path)) continue;
             const std::string shown = _paths.shown(path);
-            report(fmt::format("the index has no files at {}", shown.empty() ? "." : shown));
+            if (const auto reason = search::why_skipped(db, path)) {
+                report(fmt::format("{} is not searched: the last run found it {}", shown, *reason));
+            } else {
+                report(fmt::format("the index has no files at {}", shown.empty() ? "." : shown));
+            }
         }
     }
 

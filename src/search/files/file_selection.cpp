@@ -137,6 +137,12 @@ bool has_files_at(const Database& db, const std::string& path) {
     return found;
 }
 
+std::optional<std::string> why_skipped(const Database& db, const std::string& path) {
+    if (schema::version(db) != schema::SCHEMA_VERSION) return std::nullopt;  // may lack the table
+    const auto row = db.fetchone("SELECT reason FROM skipped_files WHERE path = ?", {path});
+    return row ? std::optional(row->text(0)) : std::nullopt;
+}
+
 bool passes(const FileFilter& filter, std::string_view path, std::string_view language) {
     return (filter.languages.empty() || is_one_of(filter.languages, path, language)) &&
            !is_one_of(filter.languages_out, path, language) &&

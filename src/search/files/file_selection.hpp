@@ -69,4 +69,7 @@ class SelectedFiles {
 /// Whether the index has a file at `path`, or one below it.
 bool has_files_at(const Database& db, const std::string& path);
 
+/// "binary" or "unreadable" for a file that the last run has left out; none for any other.
+std::optional<std::string> why_skipped(const Database& db, const std::string& path);
+
 }  // namespace codetext::search
