@@ -44,6 +44,11 @@ TEST(pattern, finds_in_many_lines_what_it_finds_line_by_line) {
             expect_alike(compiled, compiled, pattern);
         }
     }
+    // The bytes of what lies in a range do not lie between those of its ends.
+    const Pattern range({"[\u017f-\u03c4]{6}"}, {});
+    std::string sigmas = "\u03c3\u03c3\u03c3";
+    sigmas += sigmas;
+    EXPECT_EQ(reference::through_the_text(range, sigmas), reference::line_by_line(range, sigmas));
     for (const char* literal : {"a", "-", "ab", "", "\u00e9"}) {
         const Pattern plain({literal}, {.words = true});
         expect_alike(Pattern({literal}, {.words = true, .literal = literal}), plain, literal);

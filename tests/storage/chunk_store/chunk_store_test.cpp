@@ -76,6 +76,10 @@ TEST_F(ChunkStore, agrees_with_a_plain_store_through_edits) {
     std::mt19937 random(20261122);
     Model model;
     for (int round = 0; round < 60; ++round) {
+        if (round % 20 == 0) {  // one reader meets the frames of several dictionaries
+            index.db.execute("INSERT INTO chunk_dictionaries(body) VALUES (?)",
+                             {BlobView{numbered_lines(700 + round)}});
+        }
         const auto file_id = static_cast<std::int64_t>(random() % 12);
         if (random() % 4 == 0) {
             index.drop(file_id);

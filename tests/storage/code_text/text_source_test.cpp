@@ -178,6 +178,9 @@ TEST_P(TextSourceTest, texts_that_need_too_much_memory_are_read_late_or_refused)
     EXPECT_THROW(segments(source, 1, "a"), chunk_store::TextTooLarge);
     EXPECT_THROW(lines(source, 1, "a"), chunk_store::TextTooLarge);
     EXPECT_THROW(segments(source, 3, "on disk"), chunk_store::TextTooLarge);
+    chunk_store::DatabaseLimit limit(index.db);
+    EXPECT_NO_THROW(limit.take(1 << 20));
+    EXPECT_THROW(limit.take(1 << 20), DatabaseError) << "more than the database holds";
     index.store(2, "nothing\n");
     EXPECT_THROW(late.find(2), chunk_store::IndexChanged);
 }
