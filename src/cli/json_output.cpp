@@ -32,11 +32,13 @@ class JsonStream {
     JsonStream(const JsonStream&) = delete;
     JsonStream& operator=(const JsonStream&) = delete;
 
+    // NOLINTNEXTLINE(readability-identifier-naming): RapidJSON calls it so
     void Put(char c) {
         if (_size == sizeof _part) _hand_over();
         _part[_size++] = c;
     }
     /// Called by RapidJSON at the end of each object.
+    // NOLINTNEXTLINE(readability-identifier-naming): likewise
     void Flush() { _hand_over(); }
 
   private:

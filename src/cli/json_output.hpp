@@ -11,8 +11,8 @@
 // submatch in the text of the index (in the line's lower-case form when the search ignores case and
 // looks for plain text). That text has the byte-order mark of a file, which is not written here.
 // The summary also has `source` and `reason`, `unreadable`, and `checked` and `stale`: files that
-// were compared with the disk before they were shown, and how many of them had changed or gone. There is no `absolute_offset`, because the index does
-// not know how many bytes ended each line.
+// were compared with the disk before they were shown, and how many of them had changed or gone.
+// There is no `absolute_offset`, because the index does not know how many bytes ended each line.
 
 #include <memory>
 #include <string>

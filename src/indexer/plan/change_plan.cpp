@@ -38,7 +38,7 @@ class PathFinder {
 };
 
 /// The stamp in the columns from `column` on: size, mtime_ns, ctime_ns, inode.
-FileStamp stamp_in(const RowView& row, int column) {
+FileStamp stamp_in(const RowView& row, std::size_t column) {
     return {.size = row.integer(column),
             .mtime_ns = row.integer(column + 1),
             .ctime_ns = row.integer(column + 2),

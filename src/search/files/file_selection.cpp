@@ -62,10 +62,11 @@ void each_row(const Database& db, const std::string& select, const FileFilter& f
               const std::function<Visit(const RowView&)>& row) {
     const std::vector<std::string>& paths = filter.paths.outermost();
     if (paths.empty() || paths.front().empty()) return db.each(select, {}, row);
+    const std::string one_or_below =
+        fmt::format("{0} WHERE path = ?1 UNION ALL {0} WHERE path > ?2 AND path < ?3", select);
     for (const std::string& path : paths) {
         // "0" is the character after "/": the range is that of everything in the directory.
-        db.each(select + " WHERE path = ?1 UNION ALL " + select + " WHERE path > ?2 AND path < ?3",
-                {path, path + '/', path + '0'}, row);
+        db.each(one_or_below, {path, path + '/', path + '0'}, row);
     }
 }
 
