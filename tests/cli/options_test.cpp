@@ -122,6 +122,7 @@ TEST(help_text, names_every_option_on_lines_of_80_columns) {
 TEST(file_types, are_languages_and_the_names_that_people_use) {
     EXPECT_EQ(members_of_types({"py", "c++", "c", "h"}),
               words("python cpp .h c .h .hh .hpp .hxx .h++ .H"));
+    EXPECT_THAT(type_list(), testing::StartsWith("ada: *.ada, "));
     EXPECT_THAT(type_list(), testing::HasSubstr("\npython, py: *.py, *.pyi, *.pyw\n"));
     EXPECT_THAT(type_list(), testing::HasSubstr("\nh: *.h, *.hh, "));
     EXPECT_THAT(type_list(), testing::HasSubstr(", Makefile.in, makefile\n"));
