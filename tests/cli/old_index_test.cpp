@@ -72,6 +72,12 @@ TEST(old_index, is_refused_or_answers_and_answers_after_the_upgrade) {
         }
         EXPECT_THAT(out("index"), testing::StartsWith("indexed 4 files (0 new, 0 changed, 0 gone, "
                                                       "1 kept on disk, 0 binary"));
+        // A run upgrades by itself.
+        fs::copy_file(data / (name + ".db"), index, fs::copy_options::overwrite_existing);
+        EXPECT_THAT(out("index"),
+                    testing::StartsWith(upgrade == NOTHING
+                                            ? "indexed 4 files"
+                                            : "upgraded " + upgrade.substr(0, upgrade.find('\n'))));
     }
 }
 
