@@ -196,8 +196,9 @@ class BatchSearch {
         const bool wants_absence = _options->result_kind == ResultKind::FILE_WITHOUT_MATCH;
         if (wants_absence) wants.lines = false;
         const bool checks = _checks && file.stamp;
+        bool is_checked = false;
         const auto check = [&] {
-            if (!checks) return;
+            if (!checks || std::exchange(is_checked, true)) return;
             const Freshness freshness = _freshness(file, worker.stamps);
             if (freshness != Freshness::AS_INDEXED) throw NotAsIndexed{freshness};
         };
