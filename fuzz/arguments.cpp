@@ -23,8 +23,9 @@ void target(Input input) {
     const std::vector<std::string> arguments = reference::words(input.rest(), '\0');
     try {
         SearchArguments given = parsed(arguments);
-        given.settle_pattern();
-        require(!given.patterns.empty(), "a search has a pattern");
+        given.settle_patterns();
+        require(!given.patterns.empty() || !given.pattern_files.empty() || given.files,
+                "a search has a pattern");
         require(given.lines_before() >= 0 && given.lines_after() >= 0, "no count is negative");
         cli::members_of_types(given.types);
     } catch (const cli::UsageError& error) {

@@ -70,7 +70,7 @@ void target(Input input) {
     search::OutputBuffer out(text.size() % 100 + 1, [&](std::string_view part) { json += part; });
     try {
         const search::Query query = search::make_query({.patterns = {pattern}});
-        const auto renderer = cli::make_json_renderer(query, paths);
+        const auto renderer = cli::make_json_renderer(query, paths, nullptr);
         renderer->begin(file, out);
         std::int64_t number = 0;
         for (const std::string& line : lines) {

@@ -124,6 +124,8 @@ def query(random, words, pieces):
     result = Query([], [], place=random.choice(paths) if random.random() < 0.1 else "")
     result.mode = random.choice(((), (), ("-c",), ("-l",), ("--files-without-match",), ("--column",),
                                  ("-C", random.randrange(1, 70)), ("-m", random.randrange(5)),
+                                 ("-v",), ("-b",), ("--passthru",),
+                                 (random.choice(("--and", "--not")), random.choice(words)),
                                  ("--limit", random.choice((0, 1, 7, 500)))))
     bound = random.choice(("", "", "", "-w", "-x"))
     is_fixed, count = random.random() < 0.6, random.choice((1, 1, 1, 1, 1, 2, 40))
@@ -133,6 +135,8 @@ def query(random, words, pieces):
     result.patterns = drawn
     result.options = [*(["-F"] if is_fixed else []), *(["-i"] if result.ignores_case else []),
                       *([bound] if bound else [])]
+    if result.mode[:1] in (("--and",), ("--not",)) and result.options != ["-F"]:
+        result.mode = ("-v",)
     if is_fixed and count == 1 and not bound:
         return result
     python = [re.escape(pattern) if is_fixed else pattern for pattern in drawn]
@@ -183,18 +187,18 @@ def run(case, directory, counts):
     lines = {path: lines_of(files[path]) for path in sorted(files, key=str.encode)}
     asks_all = not any(letter in text for letter in "\u212a\u0130"
                        for texts in lines.values() for text in texts)
-    wanted = [(query, expected(query, lines)) for query in case.queries]
+    wanted = [(query, *expected(query, lines)) for query in case.queries]
     for layout in LAYOUTS:
         root = directory / layout
         prepare(case, files, root, layout)
-        for (query, output), source in itertools.product(wanted, SOURCES):
+        for (query, output, status, errors), source in itertools.product(wanted, SOURCES):
             if query.place and query.place not in files or query.ignores_case and not asks_all \
                     and (layout, source) == ("code_chunks", "index"):
                 continue
             outcome = program.run(root, "search", "code", "-0", "--source", source,
                                   *query.arguments())
             counts["answers"] += 1
-            check(outcome, output, f"{layout}, {source}: {query.arguments()}")
+            check(outcome, (status, errors, output), f"{layout}, {source}: {query.arguments()}")
 
 
 def prepare(case, files, root, layout):
@@ -228,46 +232,62 @@ def lines_of(text):
     return [lines[0].removeprefix("\ufeff"), *lines[1:]] if lines else []
 
 
-def check(outcome, output, name):
-    if (outcome.status, outcome.errors, outcome.output) == (0 if output else 1, "", output):
+def check(outcome, expected, name):
+    if (outcome.status, outcome.errors, outcome.output) == expected:
         return
-    pairs = zip((outcome.output + "\0").split("\n"), (output + "\0").split("\n"))
+    pairs = zip((outcome.output + "\0").split("\n"), (expected[-1] + "\0").split("\n"))
     found, wanted = next((pair for pair in pairs if pair[0] != pair[1]), ("", ""))
     raise program.Fault(f"{name}: status {outcome.status}, {outcome.errors}found {found[:300]!r}, "
                         f"not {wanted[:300]!r}")
 
 
 def expected(query, lines):
-    """The output, with a NUL behind each path."""
+    """The output, with a NUL behind each path; the exit status, and what is said of a cut."""
     shown, amount = (*query.mode, "", "")[:2]
     parts = []
+    found = 0
     for path, texts in lines.items():
         if query.place not in ("", path):
             continue
+        if shown in ("--and", "--not") and any(amount in text for text in texts) != (shown == "--and"):
+            continue
         columns = [query.column(text) for text in texts]
+        if shown == "-v":
+            columns = [None if column is not None else 0 for column in columns]
         matches = [number for number, column in enumerate(columns) if column is not None]
         if shown == "--files-without-match":
             parts += [] if matches else [f"{path}\0"]
         elif shown == "-C":
             parts += in_context(path, texts, matches, amount)
+        elif shown == "--passthru":
+            parts += groups_of(path, texts, matches, range(len(texts)))
         elif matches and shown in ("-c", "-l"):
             parts.append(f"{path}\0" + (f"{len(matches)}\n" if shown == "-c" else ""))
         elif shown not in ("-c", "-l"):
             parts += [f"{path}\0{number + 1}:"
                       + (f"{len(texts[number][:columns[number]].encode()) + 1}:"
-                         if shown == "--column" else "") + f"{texts[number]}\n"
+                         if shown == "--column" else "")
+                      + (f"{len(chr(10).join([*texts[:number], '']).encode())}:"
+                         if shown == "-b" else "") + f"{texts[number]}\n"
                       for number in matches[:amount if shown == "-m" else None]]
-    if shown == "-C":
-        return "--\n".join(parts)
-    return "".join(parts[:amount if shown == "--limit" else None])
+        found += len(matches)
+    output = ("--\n" if shown == "-C" else "").join(parts[:amount if shown == "--limit" else None])
+    is_found = found > 0 if shown == "--passthru" else output != ""
+    is_cut = shown == "--limit" and 0 < amount < len(parts)
+    told = f"codetext: cut after {amount} results (--limit): there are more\n" if is_cut else ""
+    return output, 0 if is_found else 1, told
 
 
 def in_context(path, texts, matches, amount):
     """The groups of lines, each as a text."""
     near = sorted({number for match in matches
                    for number in range(max(0, match - amount), min(len(texts), match + amount + 1))})
+    return groups_of(path, texts, matches, near)
+
+
+def groups_of(path, texts, matches, shown):
     groups, last = [], None
-    for number in near:
+    for number in shown:
         mark = ":" if number in matches else "-"
         text = f"{path}\0{number + 1}{mark}{texts[number]}\n"
         if last is not None and number == last + 1:

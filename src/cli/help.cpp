@@ -50,6 +50,7 @@ std::string options_text(const std::vector<Option>& options) {
     std::string text;
     std::string_view group;
     for (const Option& option : options) {
+        if (option.group.empty()) continue;
         if (option.group != group) text += fmt::format("\n{}:\n", option.group);
         group = option.group;
         text += entry(term_of(option), option.help);

@@ -118,8 +118,9 @@ void stats(Json& json, const search::Stats& stats, std::int64_t bytes_printed) {
 
 class JsonRenderer : public search::Renderer {
   public:
-    JsonRenderer(const search::Query& query, const SearchPaths& paths)
-        : _query(&query), _paths(&paths) {}
+    JsonRenderer(const search::Query& query, const SearchPaths& paths,
+                 const search::Replacement* replacement)
+        : _query(&query), _paths(&paths), _replacement(replacement) {}
 
     void begin(const code_text::FileRow& file, OutputBuffer& out) override {
         // A directory above the repository may have a name that is not UTF-8.
@@ -133,6 +134,7 @@ class JsonRenderer : public search::Renderer {
             wrapped_text(json, "path", _path);
             wrapped_text(json, "lines", std::string(line.text) + '\n');
             number(json, "line_number", line.number);
+            number(json, "absolute_offset", line.offset);
             if (line.is_match()) number(json, "column", line.column);
             _submatches(json, line);
         });
@@ -165,11 +167,14 @@ class JsonRenderer : public search::Renderer {
         json.EndArray();
     }
 
-    static void _submatch(Json& json, std::string_view line, MatchSpan span) {
+    void _submatch(Json& json, std::string_view line, MatchSpan span) const {
         json.StartObject();
         // A pattern can match one byte of a character (\C); JSON strings are UTF-8 all the same.
         wrapped_text(json, "match",
                      unicode::decode(std::string(line.substr(span.start, span.end - span.start))));
+        if (_replacement) {
+            wrapped_text(json, "replacement", unicode::decode(_replacement->of(line, span)));
+        }
         number(json, "start", static_cast<std::int64_t>(span.start));
         number(json, "end", static_cast<std::int64_t>(span.end));
         json.EndObject();
@@ -177,6 +182,7 @@ class JsonRenderer : public search::Renderer {
 
     const search::Query* _query;
     const SearchPaths* _paths;
+    const search::Replacement* _replacement;
     std::string _path;          ///< of the file, as it is shown
     std::int64_t _matches = 0;  ///< written for the file
 };
@@ -184,12 +190,13 @@ class JsonRenderer : public search::Renderer {
 }  // namespace
 
 std::unique_ptr<search::Renderer> make_json_renderer(const search::Query& query,
-                                                     const SearchPaths& paths) {
-    return std::make_unique<JsonRenderer>(query, paths);
+                                                     const SearchPaths& paths,
+                                                     const search::Replacement* replacement) {
+    return std::make_unique<JsonRenderer>(query, paths, replacement);
 }
 
 std::string json_summary(const search::SearchResult& result, std::int64_t elapsed_ns,
-                         std::int64_t bytes_printed) {
+                         std::int64_t bytes_printed, bool is_cut) {
     OutputBuffer out(std::numeric_limits<std::size_t>::max(), nullptr);
     add_object(out, "summary", [&](Json& json) {
         elapsed(json, "elapsed_total", elapsed_ns);
@@ -200,6 +207,8 @@ std::string json_summary(const search::SearchResult& result, std::int64_t elapse
         result.reason ? text(json, *result.reason) : static_cast<void>(json.Null());
         key(json, "unreadable");
         json.Int64(result.unread.count);
+        key(json, "truncated");
+        json.Bool(is_cut);
         number(json, "checked", result.stats.files_checked);
         number(json, "stale", result.stats.files_stale);
     });

@@ -22,7 +22,7 @@ constexpr int POSITIONAL = 1;  ///< what getopt_long returns for one
 /// What it returns for a long option is its position in the table, from here on.
 constexpr int FIRST_LONG = 0x100;
 
-bool takes_value(const Option& option) { return !std::holds_alternative<Flag>(option.target); }
+bool takes_value(const Option& option) { return !option.value_name.empty(); }
 
 std::string value_fault(const Option& option, std::string_view value, std::string_view wanted) {
     return fmt::format("--{}: \"{}\" is not {}", option.long_name, value, wanted);
@@ -53,11 +53,20 @@ class Setter {
     void operator()(const Choice& choice) const {
         if (std::ranges::find(choice.words, _value) == choice.words.end()) {
             throw UsageError(value_fault(_option, _value,
-                                         fmt::format("one of {}", fmt::join(choice.words, ", "))));
+                                         fmt::format("one of {}{}{}", fmt::join(choice.words, ", "),
+                                                     choice.why.empty() ? "" : "; ", choice.why)));
         }
         *choice.to = _value;
     }
+    void operator()(const Text& text) const {
+        *text.to = _value;
+        if (text.is_given != nullptr) *text.is_given = true;
+    }
     void operator()(const List& list) const { list.to->emplace_back(_value); }
+    void operator()(const Ignored&) const {}
+    void operator()(const Refused& refused) const {
+        throw UsageError(fmt::format("--{}: {}", _option.long_name, refused.why));
+    }
 
   private:
     const Option& _option;
@@ -84,6 +93,10 @@ class Parser {
             } else if (code == '?') {
                 _refuse_short();
             } else {
+                if (const Flag* cleared = _cleared_by(code)) {
+                    *cleared->on = false;
+                    continue;
+                }
                 const Option& option = _option_of(code == ':' ? ::optopt : code);
                 if (code == ':') _refuse_without_value(option);
                 const std::string_view value = takes_value(option) ? ::optarg : "";
@@ -95,7 +108,6 @@ class Parser {
 
   private:
     void _describe_options() {
-        int code = FIRST_LONG;
         for (const Option& option : _command.options) {
             _long_names.emplace_back(option.long_name);
             if (option.short_name == 0) continue;
@@ -103,11 +115,31 @@ class Parser {
             if (takes_value(option)) _short_options += ':';
         }
         for (const Option& option : _command.options) {
-            const char* name = _long_names[static_cast<std::size_t>(code - FIRST_LONG)].c_str();
-            const int has_value = takes_value(option) ? required_argument : no_argument;
-            _long_options.push_back({name, has_value, nullptr, code++});
+            const Flag* flag = std::get_if<Flag>(&option.target);
+            const std::string name = "no-" + std::string(option.long_name);
+            const bool is_negative = option.long_name.starts_with("no-");
+            if (flag == nullptr || is_negative || _has_option(name)) continue;
+            _long_names.push_back(name);
+            _cleared.push_back(flag);
+        }
+        int code = FIRST_LONG;
+        for (std::size_t i = 0; i < _long_names.size(); ++i) {
+            const bool takes = i < _command.options.size() && takes_value(_command.options[i]);
+            const int has_value = takes ? required_argument : no_argument;
+            _long_options.push_back({_long_names[i].c_str(), has_value, nullptr, code++});
         }
         _long_options.push_back({nullptr, 0, nullptr, 0});
+    }
+
+    bool _has_option(std::string_view long_name) const {
+        return std::ranges::find(_command.options, long_name, &Option::long_name) !=
+               _command.options.end();
+    }
+
+    // The flag that a "--no-NAME" with this code clears.
+    const Flag* _cleared_by(int code) const {
+        const int first = FIRST_LONG + static_cast<int>(_command.options.size());
+        return code < first ? nullptr : _cleared[static_cast<std::size_t>(code - first)];
     }
 
     static void _restart() {
@@ -134,11 +166,14 @@ class Parser {
 
     void _check_long(std::string_view argument) const {
         const std::string_view name = argument.substr(0, argument.find('='));
-        const auto option = std::ranges::find(_command.options, name, &Option::long_name);
-        if (option == _command.options.end()) {
+        const auto known = std::ranges::find(_long_names, name);
+        if (known == _long_names.end()) {
             _refuse_unknown(fmt::format("--{}", name.empty() ? argument : name), name);
         }
-        if (!takes_value(*option) && name.size() < argument.size()) {
+        const auto position = static_cast<std::size_t>(known - _long_names.begin());
+        const bool takes =
+            position < _command.options.size() && takes_value(_command.options[position]);
+        if (!takes && name.size() < argument.size()) {
             throw UsageError(fmt::format("--{} takes no value", name));
         }
     }
@@ -188,7 +223,8 @@ class Parser {
     const Command& _command;
     std::vector<char*> _arguments;
     int _end = 0;  ///< how many arguments there are, the program's name included
-    std::vector<std::string> _long_names;
+    std::vector<std::string> _long_names;  ///< of the options, then those that clear a flag
+    std::vector<const Flag*> _cleared;     ///< by the latter
     std::vector<::option> _long_options;
     std::string _short_options = "-:";
     std::string_view _current;  ///< the argument that the last option was found in

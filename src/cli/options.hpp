@@ -16,7 +16,8 @@
 namespace codetext::cli {
 
 /// An option without a value. It sets `on` and clears `off`: of flags that contradict one another,
-/// the last one given counts.
+/// the last one given counts. `--no-NAME` clears `on`, unless the table has an option of that name
+/// or NAME begins with "no-".
 struct Flag {
     bool* on;
     std::vector<bool*> off = {};
@@ -33,6 +34,13 @@ struct Number {
 struct Choice {
     std::string* to;
     std::vector<std::string_view> words;
+    std::string_view why = "";  ///< there are no others; follows the message about another word
+};
+
+/// Any text; the last one given counts.
+struct Text {
+    std::string* to;
+    bool* is_given = nullptr;  ///< set when the option is given; may be none
 };
 
 /// Any text; each one given is added.
@@ -40,13 +48,21 @@ struct List {
     std::vector<std::string>* to;
 };
 
+/// Accepted, so that a command line made for another program works, and without effect.
+struct Ignored {};
+
+/// Known from another program, and refused with the reason.
+struct Refused {
+    std::string_view why;
+};
+
 struct Option {
     char short_name = 0;  ///< 0: none
     std::string_view long_name;
-    std::string_view value_name;  ///< empty for a Flag
-    std::string_view group;       ///< the heading that the help text shows it under
+    std::string_view value_name;  ///< empty for an option without a value
+    std::string_view group;       ///< the heading that the help text shows it under; empty: nowhere
     std::string_view help;
-    std::variant<Flag, Number, Choice, List> target;
+    std::variant<Flag, Number, Choice, Text, List, Ignored, Refused> target;
 };
 
 struct Positional {

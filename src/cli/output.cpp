@@ -27,7 +27,7 @@ bool Output::write(std::string_view text) {
     if (text.size() >= BUFFER_BYTES) return _write_out(text);
     _buffer.append(text);
     // On a terminal, the lines of each file appear as soon as they are found.
-    return _is_terminal ? flush() : !_closed;
+    return _is_terminal || _is_line_buffered ? flush() : !_closed;
 }
 
 bool Output::flush() {

@@ -20,12 +20,15 @@ class Output {
     /// Writes what is still unwritten. To be called at the end. Result and failures as for write.
     bool flush();
     bool is_terminal() const { return _is_terminal; }
+    /// Whether each text is written at once. A terminal gets it so in any case.
+    void set_line_buffered(bool is_buffered) { _is_line_buffered = is_buffered; }
 
   private:
     bool _write_out(std::string_view text);
 
     int _descriptor;
     bool _is_terminal;
+    bool _is_line_buffered = false;
     bool _closed = false;
     std::string _buffer;
 };

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -20,7 +21,9 @@
 #include "cli/search_arguments.hpp"
 #include "cli/search_paths.hpp"
 #include "cli/text_output.hpp"
+#include "cli/unindexed_files.hpp"
 #include "indexer/plan/language.hpp"
+#include "search/run/file_listing.hpp"
 #include "search/run/search_run.hpp"
 
 namespace codetext::cli {
@@ -38,8 +41,9 @@ std::int64_t ns_since(Clock::time_point start) {
 
 std::int64_t or_no_limit(std::int64_t number) { return number < 0 ? search::NO_LIMIT : number; }
 
-search::QueryOptions query_options(const SearchArguments& arguments) {
-    return {.patterns = arguments.patterns,
+search::QueryOptions query_options(const SearchArguments& arguments,
+                                   std::vector<std::string> patterns) {
+    return {.patterns = std::move(patterns),
             .fixed_strings = arguments.fixed_strings,
             .ignore_case = arguments.ignore_case,
             .smart_case = arguments.smart_case,
@@ -47,32 +51,63 @@ search::QueryOptions query_options(const SearchArguments& arguments) {
             .whole_lines = arguments.whole_lines};
 }
 
+search::QueryOptions query_options(const SearchArguments& arguments) {
+    search::QueryOptions options = query_options(arguments, arguments.patterns);
+    options.inverted = arguments.invert;
+    return options;
+}
+
+void add_globs(std::vector<search::Glob>& globs, const std::vector<std::string>& given,
+               search::Glob::Case letter_case, const SearchPaths& paths) {
+    for (const std::string& glob : given) {
+        const std::string from_root = paths.glob_from_root(glob);
+        const search::Glob as_given(glob);  // a failure shows the glob as the user wrote it
+        globs.emplace_back(from_root, letter_case);
+    }
+}
+
 search::FileFilter file_filter(const SearchArguments& arguments, const SearchPaths& paths) {
     search::FileFilter filter{.paths = paths.searched(),
                               .globs = {},
                               .languages = members_of_types(arguments.types),
                               .languages_out = members_of_types(arguments.types_out)};
-    for (const std::string& glob : arguments.globs) {
-        const std::string from_root = paths.glob_from_root(glob);
-        const search::Glob as_given(glob);  // a failure shows the glob as the user wrote it
-        filter.globs.emplace_back(from_root);
-    }
+    add_globs(filter.globs, arguments.globs, search::Glob::Case::SENSITIVE, paths);
+    add_globs(filter.globs, arguments.iglobs, search::Glob::Case::IGNORED, paths);
+    if (arguments.max_depth >= 0) filter.max_depth = arguments.max_depth;
     return filter;
+}
+
+// Ripgrep counts matches for "-c -o" too.
+bool counts_matches(const SearchArguments& arguments) {
+    return arguments.count_matches || (arguments.count && arguments.only_matching);
+}
+
+TextFormat::Shows shows(const SearchArguments& arguments) {
+    if (arguments.files_with_matches || arguments.files_without_match) {
+        return TextFormat::Shows::PATHS;
+    }
+    if (counts_matches(arguments)) return TextFormat::Shows::MATCH_COUNTS;
+    return arguments.count ? TextFormat::Shows::COUNTS : TextFormat::Shows::LINES;
 }
 
 // A file's first match is enough when the output shows only paths, or nothing.
 bool first_match_is_enough(const SearchArguments& arguments) {
-    return arguments.files_with_matches || arguments.files_without_match || arguments.quiet;
+    return shows(arguments) == TextFormat::Shows::PATHS || arguments.quiet;
 }
 
 search::FileWants file_wants(const SearchArguments& arguments) {
     if (first_match_is_enough(arguments)) {
         return {.max_matches = arguments.max_count == 0 ? 0 : 1, .lines = false};
     }
-    return {.before = arguments.lines_before(),
-            .after = arguments.lines_after(),
+    const bool has_lines = shows(arguments) == TextFormat::Shows::LINES;
+    const bool all_lines = arguments.passthru && has_lines;
+    return {.before = all_lines ? search::NO_LIMIT : arguments.lines_before(),
+            .after = all_lines ? search::NO_LIMIT : arguments.lines_after(),
             .max_matches = or_no_limit(arguments.max_count),
-            .lines = !arguments.count};
+            .lines = has_lines,
+            .all_lines = all_lines,
+            .matches = counts_matches(arguments),
+            .offsets = arguments.json || arguments.byte_offset};
 }
 
 SourceWanted source_wanted(std::string_view name) {
@@ -81,41 +116,82 @@ SourceWanted source_wanted(std::string_view name) {
 }
 
 search::ResultKind result_kind(const SearchArguments& arguments) {
-    if (arguments.files_without_match) return search::ResultKind::FILE_WITHOUT_MATCH;
-    const bool is_of_files = arguments.files_with_matches || arguments.count;
-    return is_of_files ? search::ResultKind::FILE_WITH_MATCH : search::ResultKind::MATCHING_LINE;
+    using search::ResultKind;
+    if (arguments.files_without_match) return ResultKind::FILE_WITHOUT_MATCH;
+    if (arguments.files_with_matches) return ResultKind::FILE_WITH_MATCH;
+    if (shows(arguments) == TextFormat::Shows::LINES) {
+        return arguments.passthru && !arguments.quiet ? ResultKind::FILE
+                                                      : ResultKind::MATCHING_LINE;
+    }
+    const bool wants_all = arguments.include_zero && !arguments.quiet;
+    return wants_all ? ResultKind::FILE : ResultKind::FILE_WITH_MATCH;
+}
+
+search::FileOrder file_order(const SearchArguments& arguments) {
+    const bool is_reversed = !arguments.sort_backwards.empty();
+    const std::string& key = is_reversed ? arguments.sort_backwards : arguments.sort;
+    using By = search::FileOrder::By;
+    const By by = key == "modified" ? By::MODIFIED : key == "created" ? By::CREATED : By::PATH;
+    return {by, is_reversed};
+}
+
+std::vector<search::FileCondition> conditions(const SearchArguments& arguments) {
+    std::vector<search::FileCondition> result;
+    const auto add = [&](const std::vector<std::string>& patterns, bool is_wanted) {
+        for (const std::string& pattern : patterns) {
+            result.push_back({search::make_query(query_options(arguments, {pattern})), is_wanted});
+        }
+    };
+    add(arguments.also, true);
+    add(arguments.never, false);
+    return result;
 }
 
 SearchOptions search_options(const SearchArguments& arguments, const SearchPaths& paths) {
     SearchOptions options;
-    options.query = search::make_query(query_options(arguments));
+    if (!arguments.files) options.query = search::make_query(query_options(arguments));
     options.filter = file_filter(arguments, paths);
     options.source = source_wanted(arguments.source);
     options.wants = file_wants(arguments);
     options.result_kind = result_kind(arguments);
+    options.conditions = conditions(arguments);
+    options.binary_as_text = arguments.text;
+    options.order = file_order(arguments);
+    options.threads = static_cast<unsigned>(arguments.threads);
     options.limit = or_no_limit(arguments.limit);
+    options.tells_cut = arguments.limit > 0 && !arguments.quiet;
     // The first result settles the exit status.
     if (arguments.quiet) options.limit = std::min<std::int64_t>(options.limit, 1);
     return options;
 }
 
-TextFormat::Shows shows(const SearchArguments& arguments) {
-    if (arguments.files_with_matches || arguments.files_without_match) {
-        return TextFormat::Shows::PATHS;
-    }
-    return arguments.count ? TextFormat::Shows::COUNTS : TextFormat::Shows::LINES;
-}
+/// Of a long line on a terminal, so many bytes are shown.
+constexpr std::int64_t TERMINAL_LINE_BYTES = 1000;
 
 TextFormat text_format(const SearchArguments& arguments, bool is_terminal) {
     TextFormat format;
     format.shows = shows(arguments);
+    const bool is_pretty = is_terminal || arguments.pretty;
     format.heading =
-        !arguments.vimgrep && !arguments.no_heading && (arguments.heading || is_terminal);
+        !arguments.vimgrep && !arguments.no_heading && (arguments.heading || is_pretty);
+    format.path = !arguments.no_filename;
+    format.line_number = !arguments.no_line_number;
     format.column = arguments.column;
+    format.byte_offset = arguments.byte_offset;
     format.each_match = arguments.vimgrep;
+    format.only_matching = arguments.only_matching;
     format.null = arguments.null;
-    format.to_terminal = is_terminal;
-    if (use_color(arguments.color, is_terminal)) format.colors = ANSI;
+    format.match_separator = arguments.match_field_separator;
+    format.context_separator = arguments.context_field_separator;
+    format.gap = arguments.context_separator;
+    if (arguments.no_context_separator) format.gap.reset();
+    format.line.to_terminal = is_terminal;
+    format.line.trim = arguments.trim;
+    const std::int64_t most = is_terminal ? TERMINAL_LINE_BYTES : 0;
+    format.line.most_bytes = arguments.max_columns >= 0 ? arguments.max_columns : most;
+    const Colors colors = terminal_colors(arguments.colors);
+    const bool is_colored = arguments.pretty && arguments.color == "auto";
+    if (is_colored || use_color(arguments.color, is_terminal)) format.line.colors = colors;
     return format;
 }
 
@@ -139,21 +215,86 @@ class SearchCommand {
           _paths(_arguments.paths),
           _options(search_options(_arguments, _paths)),
           _format(text_format(_arguments, _out.is_terminal())) {
-        _format.query = &_options.query;
+        _out.set_line_buffered(_arguments.line_buffered);
+        if (_arguments.replaces) {
+            _replacement.emplace(query_options(_arguments), _arguments.replacement);
+            _format.line.replacement = &*_replacement;
+        }
+        if (_arguments.hyperlink) {
+            const std::string& form = _arguments.hyperlink_format;
+            _hyperlink.emplace(form.empty() ? "default" : form, _paths.root());
+            if (!_hyperlink->is_none()) _format.hyperlink = &*_hyperlink;
+        }
+        _format.line.query = &_options.query;
         _format.paths = &_paths;
     }
 
     int run() {
+        for (const std::string& missing : _paths.missing()) _tell_of_files(missing);
+        if (_arguments.unrestricted) report(UNRESTRICTED);
         if (_arguments.fresh) make_fresh(_paths.root(), _owners);
         Database db = open_existing_index(_paths.root(), _owners);
+        const std::vector<std::string> problems = _find_unindexed(db);
+        if (_arguments.files) return _list(db, problems);
         const SearchResult result = _search(db);
         _finish(result);
-        if (!result.is_damaged) _report_unknown_paths(db);
+        if (!result.is_damaged) _tell_problems(problems);
         return _exit_status(result);
     }
 
   private:
-    bool _has_context() const { return _options.wants.before > 0 || _options.wants.after > 0; }
+    static constexpr const char* UNRESTRICTED =
+        "files that git ignores are not in the index: name them as PATHs to search them; -a "
+        "searches binary files";
+
+    bool _has_context() const {
+        const search::FileWants& wants = _options.wants;
+        return !wants.all_lines && (wants.before > 0 || wants.after > 0);
+    }
+
+    /// Says what is wrong with a file.
+    void _tell_of_files(const std::string& problem) const {
+        if (!_arguments.no_messages) report(problem);
+    }
+
+    // What is named and cannot be searched must not be taken for "no match", nor what other paths
+    // gave for the whole answer.
+    void _tell_problems(const std::vector<std::string>& problems) const {
+        for (const std::string& problem : problems) _tell_of_files(problem);
+    }
+
+    std::vector<std::string> _find_unindexed(const Database& db) {
+        try {
+            UnindexedFiles found =
+                unindexed_files(db, _paths, _options.filter, _options.source != SourceWanted::INDEX,
+                                _arguments.text);
+            _options.unindexed = std::move(found.files);
+            return std::move(found.problems);
+        } catch (const DatabaseError& error) {
+            if (!error.is_damage()) throw;
+            return {};  // the search meets the damage too, and says so
+        }
+    }
+
+    int _list(Database& db, const std::vector<std::string>& problems) {
+        _format.shows = TextFormat::Shows::PATHS;
+        std::int64_t left = _options.limit;
+        search::OutputBuffer text(1 << 16, [this](std::string_view part) { _emit(part, true); });
+        const auto renderer = make_text_renderer(_format, false);
+        bool found = false;
+        for (const code_text::FileRow& file : search::listed_files(db, _options)) {
+            if (left-- == 0) break;
+            renderer->begin(file, text);
+            renderer->end({}, text);
+            text.hand_on_if_large();
+            found = true;
+        }
+        text.hand_on();
+        _out.flush();
+        _tell_problems(problems);
+        if (!_paths.missing().empty()) return FAILURE;
+        return found ? SUCCESS : NOTHING;
+    }
 
     SearchResult _search(Database& db) {
         try {
@@ -169,28 +310,45 @@ class SearchCommand {
     }
 
     std::unique_ptr<search::Renderer> _make_renderer() const {
-        if (_arguments.json) return make_json_renderer(_options.query, _paths);
+        if (_arguments.json) {
+            return make_json_renderer(_options.query, _paths, _format.line.replacement);
+        }
         return make_text_renderer(_format, _has_context());
     }
 
     bool _emit(std::string_view part, bool begins_file) {
         if (_arguments.quiet) return true;
-        if (begins_file && _bytes_printed > 0 && !_arguments.json)
-            _out.write(file_separator(_format, _has_context()));
+        if (begins_file && _bytes_printed > 0 && !_arguments.json) {
+            if (!_write(file_separator(_format, _has_context()))) return false;
+        }
+        return _write(part);
+    }
+
+    // False once the output has as many bytes as it may have, or nobody reads it.
+    bool _write(std::string_view part) {
+        const std::int64_t most = or_no_limit(_arguments.max_bytes);
+        const auto left = static_cast<std::size_t>(most - _bytes_printed);
+        if (part.size() > left) {
+            const char end = _format.null && !_format.line_number ? '\0' : '\n';
+            part = part.substr(0, part.substr(0, left).rfind(end) + 1);
+            _is_full = true;
+        }
         _bytes_printed += static_cast<std::int64_t>(part.size());
-        return _out.write(part);
+        return _out.write(part) && !_is_full;
     }
 
     void _finish(const SearchResult& result) {
         const std::int64_t elapsed_ns = ns_since(_start);
+        const bool is_cut = result.is_cut || _is_full;
         if (_arguments.json && !_arguments.quiet) {
-            _out.write(json_summary(result, elapsed_ns, _bytes_printed));
+            _out.write(json_summary(result, elapsed_ns, _bytes_printed, is_cut));
         }
         _out.flush();
         if (result.reason) report(*result.reason);
         if (result.unread.count > 0) {
-            report(fmt::format("{} file(s) could not be read, so matches in them are missing: {}",
-                               result.unread.count, result.unread.first));
+            _tell_of_files(
+                fmt::format("{} file(s) could not be read, so matches in them are missing: {}",
+                            result.unread.count, result.unread.first));
         }
         if (result.stats.files_stale > 0) {
             report(
@@ -198,28 +356,25 @@ class SearchCommand {
                             "as they are; `codetext index` finds what is new elsewhere",
                             result.stats.files_stale));
         }
+        if (is_cut) {
+            report(_is_full ? fmt::format("cut after {} bytes (--max-bytes): there is more",
+                                          _bytes_printed)
+                            : fmt::format("cut after {} results (--limit): there are more",
+                                          result.results));
+        }
         if (_arguments.stats) fmt::print(stderr, "{}", stats_text(result, elapsed_ns));
     }
 
-    int _exit_status(const SearchResult& result) const {
-        const int status = result.results > 0 ? SUCCESS : NOTHING;
-        // A match is a match, whatever could not be read; with -q that is all that was asked.
-        const bool is_certain = result.unread.count == 0 || (_arguments.quiet && status == SUCCESS);
-        return is_certain ? status : FAILURE;
+    bool _has_found(const SearchResult& result) const {
+        const bool counts_all = _options.result_kind == search::ResultKind::FILE;
+        return (counts_all ? result.stats.files_with_match : result.results) > 0;
     }
 
-    // Nothing is found in a path that is ignored, binary or new. Users must not take this for "no
-    // match", nor what other paths gave for the whole answer.
-    void _report_unknown_paths(const Database& db) const {
-        for (const std::string& path : _paths.searched()) {
-            if (search::has_files_at(db, path)) continue;
-            const std::string shown = _paths.shown(path);
-            if (const auto reason = search::why_skipped(db, path)) {
-                report(fmt::format("{} is not searched: the last run found it {}", shown, *reason));
-            } else {
-                report(fmt::format("the index has no files at {}", shown.empty() ? "." : shown));
-            }
-        }
+    int _exit_status(const SearchResult& result) const {
+        const int status = _has_found(result) ? SUCCESS : NOTHING;
+        // A match is a match, whatever could not be read; with -q that is all that was asked.
+        const bool is_whole = result.unread.count == 0 && _paths.missing().empty();
+        return is_whole || (_arguments.quiet && status == SUCCESS) ? status : FAILURE;
     }
 
     Clock::time_point _start = Clock::now();
@@ -229,7 +384,10 @@ class SearchCommand {
     Output _out{STDOUT_FILENO};
     SearchOptions _options;
     TextFormat _format;
+    std::optional<search::Replacement> _replacement;
+    std::optional<Hyperlink> _hyperlink;
     std::int64_t _bytes_printed = 0;
+    bool _is_full = false;  ///< the output has as many bytes as it may have
 };
 
 }  // namespace
@@ -239,7 +397,8 @@ int search_main(SearchArguments arguments, schema::Owners owners) {
         fmt::print("{}", type_list());
         return 0;
     }
-    arguments.settle_pattern();
+    arguments.settle_patterns();
+    arguments.read_pattern_files();
     return SearchCommand(std::move(arguments), owners).run();
 }
 

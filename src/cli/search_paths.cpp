@@ -4,6 +4,7 @@
 #include <optional>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "cli/repository.hpp"
 
@@ -13,11 +14,28 @@ namespace fs = std::filesystem;
 
 namespace {
 
-fs::path existing(const std::string& path) {
-    std::error_code failure;
-    fs::path result = fs::canonical(path, failure);
-    if (failure) throw std::system_error(failure, path);
-    return result;
+struct GivenPath {
+    std::string given;
+    fs::path path;  ///< absolute, without links
+};
+
+/// Those of the given paths that are there. Adds the others to `missing`; throws when all are.
+std::vector<GivenPath> existing(const std::vector<std::string>& given,
+                                std::vector<std::string>& missing) {
+    std::vector<GivenPath> paths;
+    std::error_code last_failure;
+    for (const std::string& path : given) {
+        std::error_code failure;
+        fs::path found = fs::canonical(path, failure);
+        if (failure) {
+            missing.push_back(path + ": " + failure.message());
+            last_failure = failure;
+        } else {
+            paths.push_back({path, std::move(found)});
+        }
+    }
+    if (paths.empty() && !given.empty()) throw std::system_error(last_failure, given.back());
+    return paths;
 }
 
 // `path` relative to `root`, both absolute; nullopt when it lies outside.
@@ -54,15 +72,13 @@ std::string without_wildcards(std::string_view path) {
 
 SearchPaths::SearchPaths(const std::vector<std::string>& given) {
     const fs::path current = fs::canonical(fs::current_path());
-    std::vector<fs::path> paths;
-    paths.reserve(given.size() + 1);
-    for (const std::string& path : given) paths.push_back(existing(path));
-    if (paths.empty()) paths.push_back(current);
-    _root = find_root(directory_of(paths.front()));
-    for (std::size_t i = 0; i < paths.size(); ++i) {
-        const std::optional<std::string> relative = below(_root, paths[i]);
+    std::vector<GivenPath> paths = existing(given, _missing);
+    if (paths.empty()) paths.push_back({".", current});
+    _root = find_root(directory_of(paths.front().path));
+    for (const GivenPath& path : paths) {
+        const std::optional<std::string> relative = below(_root, path.path);
         if (!relative) {
-            throw std::invalid_argument(given[i] + " lies outside of the repository " +
+            throw std::invalid_argument(path.given + " lies outside of the repository " +
                                         _root.string());
         }
         _searched.push_back(*relative);

@@ -13,14 +13,16 @@ namespace codetext::cli {
 
 class SearchPaths {
   public:
-    /// `given` as the user gave them; none stands for the current directory. The first one decides
-    /// which repository is searched. Throws std::system_error for a path that does not exist,
+    /// `given` as the user gave them; none stands for the current directory. The first one that is
+    /// there decides which repository is searched. Throws std::system_error when none is there,
     /// std::invalid_argument for one that lies outside of the repository.
     explicit SearchPaths(const std::vector<std::string>& given);
 
     const std::filesystem::path& root() const { return _root; }
     /// The given paths relative to the root; "" is the root itself.
     const std::vector<std::string>& searched() const { return _searched; }
+    /// Why others of the given paths are not searched: "PATH: REASON" for each.
+    const std::vector<std::string>& missing() const { return _missing; }
     /// The path that leads from the current directory to a file of the index.
     std::string shown(std::string_view path) const;
     /// A glob of the user as search::Glob takes it. One with a "/" (not counting a "/" at its end)
@@ -31,7 +33,7 @@ class SearchPaths {
 
   private:
     std::filesystem::path _root;
-    std::vector<std::string> _searched;
+    std::vector<std::string> _searched, _missing;
     /// The current directory relative to the root, with a "/" at its end; empty for the root
     /// itself, and for a directory outside of the repository.
     std::string _from_root;

@@ -22,40 +22,35 @@ void append_number(std::string& out, std::int64_t number) {
     out.append(digits.data(), digits.size());
 }
 
-void append_path(std::string& out, const TextFormat& format, std::string_view path) {
-    out.append(format.colors.path).append(path).append(format.colors.reset);
-}
-
-void append_text(std::string& out, const TextFormat& format, std::string_view text) {
-    if (format.to_terminal) return append_escaped(out, text);
-    out.append(text);
-}
-
 class TextRenderer : public search::Renderer {
   public:
     TextRenderer(const TextFormat& format, bool context)
         : _format(format),
           _has_context(context),
-          _shows_columns(format.column || format.each_match),
-          _colors_matches(!format.colors.match.empty()) {}
+          _shows_columns(format.column || format.each_match) {}
 
     void begin(const code_text::FileRow& file, OutputBuffer& out) override {
         std::string path = _format.paths->shown(file.path);
-        if (!_format.null || _format.to_terminal) path = quoted_path(std::move(path));
+        if (!_format.null || _format.line.to_terminal) path = quoted_path(std::move(path));
         _path.clear();
-        append_path(_path, _format, path);
+        _append_colored(_path, _format.line.colors.path, path);
+        if (_format.hyperlink) _file = file.path;
         _follows = 0;
-        if (!_shows_lines() || _format.heading) out.text() += _path;
-        if (_shows_lines() && _format.heading) out.text() += _format.null ? '\0' : '\n';
+        const bool is_alone =
+            _shows_lines() ? _format.heading && _format.path : _format.path || !_shows_counts();
+        if (is_alone) _append_path(out.text(), 1, 1);
+        if (is_alone && _shows_lines()) out.text() += _format.null ? '\0' : '\n';
     }
 
     void line(const ResultLine& line, OutputBuffer& out) override {
-        if (_has_context && _follows != 0 && line.number != _follows) out.text() += "--\n";
+        const bool is_gap = _has_context && _follows != 0 && line.number != _follows;
+        if (is_gap && _format.gap) out.text() += *_format.gap + '\n';
         _follows = line.number + 1;
-        if (!line.is_match()) return _write(line, std::nullopt, out);
-        if (!_format.each_match) return _write_match(line, out);
-        search::each_match_span(*_format.query, line.text, [&](MatchSpan span) {
-            _write(line, span, out);
+        const bool is_inverted = _format.line.query->inverted;
+        if (!line.is_match() || is_inverted) return _write(line, std::nullopt, out);
+        if (!_format.each_match && !_format.only_matching) return _write_match(line, out);
+        search::each_match_span(*_format.line.query, line.text, [&](MatchSpan span) {
+            if (!_format.only_matching || span.end > span.start) _write(line, span, out);
             out.hand_on_if_large();
             return true;
         });
@@ -63,66 +58,83 @@ class TextRenderer : public search::Renderer {
 
     std::int64_t end(const search::Stats& stats, OutputBuffer& out) override {
         if (_shows_lines()) return 0;
-        const bool counts = _format.shows == TextFormat::Shows::COUNTS;
-        out.text() += _format.null ? '\0' : counts ? ':' : '\n';
-        if (!counts) return 0;
-        append_number(out.text(), stats.matched_lines);
-        out.text() += '\n';
+        if (_shows_counts() && _format.path)
+            _format.null ? out.text() += '\0' : out.text() += _format.match_separator;
+        if (_shows_counts()) {
+            append_number(out.text(), _format.shows == TextFormat::Shows::COUNTS
+                                          ? stats.matched_lines
+                                          : stats.matches);
+        }
+        out.text() += !_shows_counts() && _format.null ? '\0' : '\n';
         return 0;
     }
 
   private:
     bool _shows_lines() const { return _format.shows == TextFormat::Shows::LINES; }
+    bool _shows_counts() const {
+        return _format.shows == TextFormat::Shows::COUNTS ||
+               _format.shows == TextFormat::Shows::MATCH_COUNTS;
+    }
+
+    void _append_colored(std::string& out, std::string_view color, std::string_view text) const {
+        out += color;
+        out += text;
+        if (!color.empty()) out += _format.line.colors.reset;
+    }
+
+    void _append_path(std::string& out, std::int64_t line, std::int64_t column) const {
+        if (_format.hyperlink) out += _format.hyperlink->begin(_file, line, column);
+        out += _path;
+        if (_format.hyperlink) out += Hyperlink::END;
+    }
 
     void _write_match(const ResultLine& line, OutputBuffer& out) const {
         std::optional<MatchSpan> first;
-        if (_shows_columns) first = search::first_match_span(*_format.query, line.text);
+        if (_shows_columns) first = search::first_match_span(*_format.line.query, line.text);
         _write(line, first, out);
     }
 
     // `match` is the one whose column is shown.
     void _write(const ResultLine& line, const std::optional<MatchSpan>& match,
                 OutputBuffer& out) const {
-        const char separator = line.is_match() ? ':' : '-';
+        const std::string& separator =
+            line.is_match() ? _format.match_separator : _format.context_separator;
         std::string& text = out.text();
-        if (!_format.heading) {
-            text += _path;
-            text += _format.null ? '\0' : separator;
+        const std::int64_t column = match ? static_cast<std::int64_t>(match->start) + 1 : 1;
+        if (_format.path && !_format.heading) {
+            _append_path(text, line.number, column);
+            _format.null ? text += '\0' : text += separator;
         }
-        text += _format.colors.line_number;
-        append_number(text, line.number);
-        text += _format.colors.reset;
-        text += separator;
+        if (_format.line_number) {
+            _append_field(text, _format.line.colors.line_number, line.number, separator);
+        }
         if (match && _shows_columns) {
-            append_number(text, static_cast<std::int64_t>(match->start) + 1);
-            text += separator;
+            _append_field(text, _format.line.colors.column, column, separator);
         }
-        _write_text(line, out);
+        if (_format.byte_offset) {
+            const std::int64_t within = _format.only_matching && match ? column - 1 : 0;
+            _append_field(text, "", line.offset + within, separator);
+        }
+        if (_format.only_matching && match) {
+            append_match(out, _format.line, line.text, *match);
+        } else {
+            append_line(out, _format.line, line.text, line.is_match(), match);
+        }
         out.text() += '\n';
     }
 
-    void _write_text(const ResultLine& line, OutputBuffer& out) const {
-        std::size_t written = 0;
-        if (line.is_match() && _colors_matches) {
-            search::each_match_span(*_format.query, line.text, [&](MatchSpan span) {
-                if (span.start == span.end) return true;
-                const std::string_view between = line.text.substr(written, span.start - written);
-                append_text(out.text(), _format, between);
-                out.text() += _format.colors.match;
-                append_text(out.text(), _format,
-                            line.text.substr(span.start, span.end - span.start));
-                out.text() += _format.colors.reset;
-                out.hand_on_if_large();
-                written = span.end;
-                return true;
-            });
-        }
-        append_text(out.text(), _format, line.text.substr(written));
+    void _append_field(std::string& out, std::string_view color, std::int64_t number,
+                       const std::string& separator) const {
+        out += color;
+        append_number(out, number);
+        if (!color.empty()) out += _format.line.colors.reset;
+        out += separator;
     }
 
     TextFormat _format;
-    bool _has_context, _shows_columns, _colors_matches;
+    bool _has_context, _shows_columns;
     std::string _path;          ///< of the file, as it is shown
+    std::string _file;          ///< its path below the root, where paths are links
     std::int64_t _follows = 0;  ///< number of the line after the last one; 0 before the first
 };
 
@@ -132,10 +144,10 @@ std::unique_ptr<search::Renderer> make_text_renderer(const TextFormat& format, b
     return std::make_unique<TextRenderer>(format, context);
 }
 
-std::string_view file_separator(const TextFormat& format, bool context) {
+std::string file_separator(const TextFormat& format, bool context) {
     if (format.shows != TextFormat::Shows::LINES) return "";
     if (format.heading) return "\n";
-    return context ? "--\n" : "";
+    return context && format.gap ? *format.gap + '\n' : "";
 }
 
 }  // namespace codetext::cli

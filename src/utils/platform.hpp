@@ -12,6 +12,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 
 #if defined(__linux__)
 #include <sys/mman.h>
@@ -33,7 +34,7 @@ inline constexpr int OPEN_FOR_LOOKUP = O_RDONLY;  // takes that permission
 #endif
 
 /// In nanoseconds since the epoch. It wraps around for a time that 64 bits cannot hold (from the
-/// year 2262 on): it is compared for equality, never shown.
+/// year 2262 on): it is compared, never shown.
 inline std::int64_t nanoseconds_of(const struct timespec& time) {
     constexpr std::uint64_t NANOSECONDS = 1'000'000'000;
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(time.tv_sec) * NANOSECONDS +
@@ -55,6 +56,29 @@ inline std::int64_t change_time_ns(const struct stat& status) {
     return nanoseconds_of(status.st_ctimespec);
 #else
     return nanoseconds_of(status.st_ctim);
+#endif
+}
+
+/// When the file was made, as nanoseconds_of gives it; none where the file system does not tell, or
+/// with errno set for a file that cannot be looked at. Follows no link.
+inline std::optional<std::int64_t> creation_time_ns(const Descriptor& directory, const char* name) {
+#if defined(__linux__)
+    struct statx status {};
+    if (::statx(directory.number(), name, AT_SYMLINK_NOFOLLOW, STATX_BTIME, &status) == -1 ||
+        (status.stx_mask & STATX_BTIME) == 0) {
+        return std::nullopt;
+    }
+    return nanoseconds_of({.tv_sec = static_cast<time_t>(status.stx_btime.tv_sec),
+                           .tv_nsec = static_cast<long>(status.stx_btime.tv_nsec)});
+#elif defined(__APPLE__)
+    struct stat status {};
+    if (::fstatat(directory.number(), name, &status, AT_SYMLINK_NOFOLLOW) == -1) {
+        return std::nullopt;
+    }
+    return nanoseconds_of(status.st_birthtimespec);
+#else
+    static_cast<void>(directory), static_cast<void>(name);
+    return std::nullopt;
 #endif
 }
 

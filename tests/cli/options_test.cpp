@@ -21,7 +21,7 @@ using Texts = std::vector<std::string>;
 SearchArguments parsed(const Texts& given) {
     SearchArguments arguments;
     parse(search_command(arguments), given);
-    arguments.settle_pattern();
+    arguments.settle_patterns();
     return arguments;
 }
 
@@ -59,6 +59,9 @@ TEST(options, are_taken_before_between_and_after_positionals) {
     }
     ::unsetenv("POSIXLY_CORRECT");
     EXPECT_EQ(parsed({"", "--color=always", "--color", "never"}).color, "never");
+    EXPECT_FALSE(parsed({"", "-o", "--stats", "--no-only-matching"}).only_matching);
+    EXPECT_TRUE(parsed({"", "--no-stats", "--stats"}).stats);
+    EXPECT_TRUE(parsed({"", "-r", ""}).replaces);
     EXPECT_EQ(parsed({""}).patterns, Texts{""});
 }
 
@@ -66,8 +69,8 @@ TEST(options, are_refused_with_advice) {
     const std::string tip = "; use -e or -- for a pattern that begins with -";
     std::vector<std::pair<Texts, std::string>> cases = {
         {{"--colour", "x"}, "unknown option --colour; did you mean --color?"},
-        {{"--col=always"}, "unknown option --col; did you mean --column or --color?"},
-        {{"-color"}, "unknown option -o in -color; did you mean --color?"},
+        {{"--col=always"}, "unknown option --col; did you mean --column, --color or --colors?"},
+        {{"-colkor"}, "unknown option -k in -colkor; did you mean --color?"},
         {{"--limti", "3"}, "unknown option --limti; did you mean --limit?"},
         {{"->field"}, "unknown option -> in ->field" + tip},
         {{"-i:"}, "unknown option -: in -i:" + tip},
@@ -75,6 +78,9 @@ TEST(options, are_refused_with_advice) {
         {{"-i-"}, "unknown option - in -i-" + tip},
         {{"--count=3"}, "--count takes no value"},
         {{"x", "-im"}, "-m needs a value: N"},
+        {{"x", "--no-limit"}, "unknown option --no-limit" + tip},
+        {{"x", "--no-column=3"}, "--no-column takes no value"},
+        {{"x", "-U"}, "--multiline: lines are searched one by one; no match reaches past one"},
         {{"x", "--color"}, "--color needs a value: WHEN"},
         {{"x", "--source", "tape"}, "--source: \"tape\" is not one of auto, index, disk"},
         {{"x", "--json", "-c"}, "--json cannot be combined with --count"},
@@ -107,6 +113,7 @@ TEST(help_text, names_every_option_on_lines_of_80_columns) {
         EXPECT_THAT(texts, testing::HasSubstr(fmt::format("\n  {} ", command.name)));
         const std::string text = help_text(command);
         for (const Option& one : command.options) {
+            if (one.group.empty()) continue;
             const std::string letter =
                 one.short_name == 0 ? "   " : fmt::format("-{},", one.short_name);
             const std::string term =

@@ -16,6 +16,7 @@
 #include "indexer/watch/request.hpp"
 #include "indexer/watch/watcher.hpp"
 #include "indexer/watch/watcher_lock.hpp"
+#include "search/query/replacement.hpp"
 #include "search/run/line_renderer.hpp"
 #include "search/run/search_run.hpp"
 #include "storage/temp_index.hpp"
@@ -227,6 +228,8 @@ TEST_F(Examples, search) {
 #include "example_of/search/query/match_span.hpp"
 #include "example_of/search/query/pattern.hpp"
     EXPECT_EQ(taken(), "web/app.js,0:3,7:10,17,");
+#include "example_of/search/query/replacement.hpp"
+    EXPECT_EQ(text, "foo_remove");
     {
 #include "example_of/search/files/file_selection.hpp"
         use(files.size(), files[0].path);

@@ -30,6 +30,12 @@ bool is_one_of(const std::vector<std::string>& languages, std::string_view path,
     });
 }
 
+std::int64_t depth_of(const FileFilter& filter, std::string_view path) {
+    if (std::ranges::binary_search(filter.paths.outermost(), path)) return 0;
+    const std::size_t top_bytes = filter.paths.top_bytes(path);
+    return 1 + std::ranges::count(path.substr(top_bytes == 0 ? 0 : top_bytes + 1), '/');
+}
+
 /// Longer than the name of any language.
 constexpr std::size_t MAX_LANGUAGE_BYTES = 256;
 
@@ -138,6 +144,21 @@ bool has_files_at(const Database& db, const std::string& path) {
     return found;
 }
 
+std::vector<std::string> binary_files(const Database& db, const SearchedPaths& paths) {
+    std::vector<std::string> files;
+    if (schema::version(db) != schema::SCHEMA_VERSION) return files;
+    chunk_store::DatabaseLimit size(db);
+    db.each("SELECT path FROM skipped_files WHERE reason = 'binary' ORDER BY path", {},
+            [&](const RowView& row) {
+                const std::string_view path = row.text(0);
+                size.take(path.size());
+                const bool is_safe = path.size() <= chunk_store::MAX_PATH_BYTES;
+                if (is_safe && is_path_below(path) && paths.hold(path)) files.emplace_back(path);
+                return Visit::CONTINUE;
+            });
+    return files;
+}
+
 std::optional<std::string> why_skipped(const Database& db, const std::string& path) {
     if (schema::version(db) != schema::SCHEMA_VERSION) return std::nullopt;  // may lack the table
     const auto row = db.fetchone("SELECT reason FROM skipped_files WHERE path = ?", {path});
@@ -145,6 +166,9 @@ std::optional<std::string> why_skipped(const Database& db, const std::string& pa
 }
 
 bool passes(const FileFilter& filter, std::string_view path, std::string_view language) {
+    if (filter.max_depth != FileFilter().max_depth && depth_of(filter, path) > filter.max_depth) {
+        return false;
+    }
     return (filter.languages.empty() || is_one_of(filter.languages, path, language)) &&
            !is_one_of(filter.languages_out, path, language) &&
            (filter.globs.empty() || selects(filter.globs, path, filter.paths.top_bytes(path)));

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,9 +31,12 @@ struct FileFilter {
     /// Languages as the indexer names them, or endings of paths such as ".h".
     std::vector<std::string> languages;
     std::vector<std::string> languages_out = {};  ///< likewise; a file of any is not searched
+    /// How deep a file may lie below a searched directory; 1: in the directory itself. A file that
+    /// is itself one of `paths` lies at depth 0.
+    std::int64_t max_depth = std::numeric_limits<std::int64_t>::max();
 };
 
-/// Whether the filter's globs and languages let the file pass; its paths are not looked at.
+/// Whether the filter's globs, languages and depth let the file pass, which lies below its paths.
 bool passes(const FileFilter& filter, std::string_view path, std::string_view language);
 
 /// The files that the filter selects, ascending by the bytes of their paths, with their stamps
@@ -68,6 +72,9 @@ class SelectedFiles {
 
 /// Whether the index has a file at `path`, or one below it.
 bool has_files_at(const Database& db, const std::string& path);
+
+/// The paths of binary files that the last run has left out and that `paths` hold, ascending.
+std::vector<std::string> binary_files(const Database& db, const SearchedPaths& paths);
 
 /// "binary" or "unreadable" for a file that the last run has left out; none for any other.
 std::optional<std::string> why_skipped(const Database& db, const std::string& path);

@@ -54,20 +54,21 @@ bool lies_in_excluded(const std::vector<Glob>& globs, std::string_view path,
 
 class Glob::Compiled {
   public:
-    explicit Compiled(const std::string& regex)
-        : path(regex, _options()), below(regex + "/.+", _options()) {}
+    Compiled(const std::string& regex, Case letter_case)
+        : path(regex, _options(letter_case)), below(regex + "/.+", _options(letter_case)) {}
     RE2 path, below;
 
   private:
-    static RE2::Options _options() {
+    static RE2::Options _options(Case letter_case) {
         RE2::Options options;
+        options.set_case_sensitive(letter_case == Case::SENSITIVE);
         options.set_log_errors(false);
         options.set_dot_nl(true);
         return options;
     }
 };
 
-Glob::Glob(std::string_view glob)
+Glob::Glob(std::string_view glob, Case letter_case)
     : _excludes(glob.starts_with('!')), _is_for_directories(glob.ends_with('/')) {
     std::string_view name = glob.substr(_excludes ? 1 : 0);
     if (_is_for_directories) name.remove_suffix(1);
@@ -76,7 +77,8 @@ Glob::Glob(std::string_view glob)
     if (name.empty()) fail(glob, "names nothing");
     try {
         const std::string regex = glob_regex(name);
-        _compiled = std::make_unique<const Compiled>((from_root ? "" : "(?:.*/)?") + regex);
+        _compiled =
+            std::make_unique<const Compiled>((from_root ? "" : "(?:.*/)?") + regex, letter_case);
     } catch (const std::invalid_argument& failure) {
         fail(glob, failure.what());
     }

@@ -25,9 +25,11 @@ namespace codetext::search {
 /// the beginning excludes.
 class Glob {
   public:
+    enum class Case { SENSITIVE, IGNORED };
+
     /// Throws std::invalid_argument, with the glob and the reason, for a set or braces that are not
     /// closed, a range out of order, a backslash at the end, what is not UTF-8, or no name at all.
-    explicit Glob(std::string_view glob);
+    explicit Glob(std::string_view glob, Case letter_case = Case::SENSITIVE);
     ~Glob();
     Glob(Glob&&) noexcept;
     Glob& operator=(Glob&&) noexcept;

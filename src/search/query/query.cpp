@@ -24,17 +24,6 @@ void check_text(const QueryOptions& options) {
     }
 }
 
-// Smart case ignores case where a pattern names a letter and none names a capital. Without a letter
-// there is nothing to ignore but the case of classes, and \p{Lu} means what it says.
-bool ignores_case(const QueryOptions& options) {
-    if (options.ignore_case || !options.smart_case) return options.ignore_case;
-    std::string literals;
-    for (const std::string& pattern : options.patterns) {
-        literals += options.fixed_strings ? pattern : literals_of(pattern);
-    }
-    return re2::RE2::PartialMatch(literals, "\\pL") && unicode::lower(literals) == literals;
-}
-
 std::optional<std::string> plain_text(const QueryOptions& options) {
     if (options.patterns.size() != 1) return std::nullopt;
     return options.fixed_strings ? options.patterns.front() : literal_of(options.patterns.front());
@@ -50,9 +39,21 @@ std::vector<std::string> expressions(const QueryOptions& options) {
 
 }  // namespace
 
+// Smart case ignores case where a pattern names a letter and none names a capital. Without a letter
+// there is nothing to ignore but the case of classes, and \p{Lu} means what it says.
+bool ignores_case(const QueryOptions& options) {
+    if (options.ignore_case || !options.smart_case) return options.ignore_case;
+    std::string literals;
+    for (const std::string& pattern : options.patterns) {
+        literals += options.fixed_strings ? pattern : literals_of(pattern);
+    }
+    return re2::RE2::PartialMatch(literals, "\\pL") && unicode::lower(literals) == literals;
+}
+
 Query make_query(const QueryOptions& options) {
     check_text(options);
     Query query;
+    query.inverted = options.inverted;
     query.case_sensitive = !ignores_case(options);
     // A plain text needs no expression, unless it must be a word or a line.
     query.needle = plain_text(options);
@@ -74,6 +75,7 @@ Query make_query(const QueryOptions& options) {
 }
 
 void each_match_span(const Query& query, std::string_view line, const VisitSpan& visit) {
+    if (query.inverted) return;
     if (query.pattern) return query.pattern->each_span(line, visit);
     each_needle_span(line, *query.needle, query.case_sensitive, visit);
 }
@@ -87,8 +89,8 @@ std::vector<MatchSpan> match_spans(const Query& query, std::string_view line) {
     return spans;
 }
 
-MatchSpan first_match_span(const Query& query, std::string_view line) {
-    MatchSpan first{};
+std::optional<MatchSpan> first_match_span(const Query& query, std::string_view line) {
+    std::optional<MatchSpan> first;
     each_match_span(query, line, [&](MatchSpan span) {
         first = span;
         return false;

@@ -24,6 +24,7 @@ struct QueryOptions {
     bool smart_case = false;
     bool words = false;  ///< no character beside a match is part of a word
     bool whole_lines = false;
+    bool inverted = false;  ///< lines match that none of the patterns matches
 };
 
 /// A query as a search uses it. Copies share the compiled pattern; safe for use by several threads
@@ -35,6 +36,9 @@ struct Query {
     std::optional<Pattern> pattern;
     /// Of the needle alone: false for a lower-cased needle that is looked for in lower-cased text.
     bool case_sensitive = true;
+    /// The lines looked for are those without a match. Neither needle nor pattern narrows then what
+    /// is searched.
+    bool inverted = false;
 };
 
 /// A single pattern without metacharacters, or one given as plain text, becomes a needle;
@@ -42,11 +46,15 @@ struct Query {
 /// compile, is not UTF-8, or as plain text holds a line break.
 Query make_query(const QueryOptions& options);
 
-/// Where on a matching line the query matches: at least one span. Only the first is what the search
-/// found; a later one counts if it does not overlap the one before it.
+/// Whether the search ignores case, as the options say or smart case finds.
+bool ignores_case(const QueryOptions& options);
+
+/// Where on a matching line the query matches: at least one span, or none for an inverted query.
+/// Only the first is what the search found; a later one counts if it does not overlap the one
+/// before it.
 void each_match_span(const Query& query, std::string_view line, const VisitSpan& visit);
 std::vector<MatchSpan> match_spans(const Query& query, std::string_view line);
 /// The first of them.
-MatchSpan first_match_span(const Query& query, std::string_view line);
+std::optional<MatchSpan> first_match_span(const Query& query, std::string_view line);
 
 }  // namespace codetext::search

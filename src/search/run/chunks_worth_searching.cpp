@@ -131,13 +131,14 @@ std::optional<Candidates> chunks_with_atoms(const Database& db, const RequiredAt
 }  // namespace
 
 std::optional<std::string> narrowing_needle(const Query& query) {
+    if (query.inverted) return std::nullopt;
     if (!query.needle || query.needle->size() <= MAX_NARROWING_BYTES) return query.needle;
     const MatchSpan whole = whole_code_points(*query.needle, {0, MAX_NARROWING_BYTES});
     return query.needle->substr(0, whole.end);
 }
 
 std::optional<Candidates> chunks_worth_searching(const Database& db, const Query& query) {
-    if (query.pattern) {
+    if (query.pattern && !query.inverted) {
         // What a pattern needs on a line says at least as much as the needle taken from it.
         if (auto found = chunks_with_atoms(db, RequiredAtoms(*query.pattern))) return found;
     }

@@ -13,8 +13,8 @@
 namespace codetext::search {
 
 /// What an index is asked for in place of the query's needle: the needle, or the beginning of a
-/// long one, which every matching line holds too. SQLite refuses LIKE for more than 50,000 bytes,
-/// and takes time in proportion to needle and text for fewer.
+/// long one, which every matching line holds too; none for an inverted query. SQLite refuses LIKE
+/// for more than 50,000 bytes, and takes time in proportion to needle and text for fewer.
 std::optional<std::string> narrowing_needle(const Query& query);
 
 /// The chunks in which the query may match: those that may hold its needle, or a combination of

@@ -60,6 +60,7 @@ class FileSearch {
             if (_stats.matched_lines >= _wants.max_matches) break;
             _search(segment);
         }
+        if (_wants.all_lines) _wanted_until = NO_LIMIT;
         if (_wanted_until > 0) _show_context(_next, _wanted_until);
         _stats.files_searched = 1;
         _stats.files_with_match = _stats.matched_lines > 0 ? 1 : 0;
@@ -68,25 +69,61 @@ class FileSearch {
 
   private:
     void _search(const code_text::Segment& segment) {
-        const Pattern* pattern = _query->pattern ? &*_query->pattern : nullptr;
         const std::int64_t before = _stats.matched_lines;
-        auto matches = code_text::line_matches(segment.lines, _query->needle.value_or(""), pattern,
-                                               _query->case_sensitive);
-        for (const code_text::LineMatch& match : matches) {
-            ++_stats.matched_lines;
-            if (_wants.lines) _take({segment.first + match.number - 1, match.column, match.line});
-            if (_stats.matched_lines == _wants.max_matches) break;
+        if (_query->inverted) {
+            _search_inverted(segment);
+        } else {
+            for (const code_text::LineMatch& match : _matches_in(segment)) {
+                if (!_count({segment.first + match.number - 1, match.column, match.line})) break;
+            }
         }
         ++_stats.segments;
         if (_stats.matched_lines == before) ++_stats.segments_without_match;
         _stats.bytes_searched += static_cast<std::int64_t>(segment.lines.text().size());
     }
 
+    code_text::LineMatches<Pattern> _matches_in(const code_text::Segment& segment) const {
+        const Pattern* pattern = _query->pattern ? &*_query->pattern : nullptr;
+        return code_text::line_matches(segment.lines, _query->needle.value_or(""), pattern,
+                                       _query->case_sensitive);
+    }
+
+    // The lines between the matches are the ones looked for.
+    void _search_inverted(const code_text::Segment& segment) {
+        auto matches = _matches_in(segment);
+        auto match = matches.begin();
+        std::int64_t number = 0;
+        for (const std::string_view line : segment.lines) {
+            ++number;
+            if (match != matches.end() && match->number == number) {
+                ++match;
+            } else if (!_count({segment.first + number - 1, 0, line})) {
+                return;
+            }
+        }
+    }
+
+    // Takes in a matching line; false when no further one is wanted.
+    bool _count(const ResultLine& match) {
+        ++_stats.matched_lines;
+        if (_wants.matches) _count_matches(match.text);
+        if (_wants.lines) _take(match);
+        return _stats.matched_lines < _wants.max_matches;
+    }
+
+    void _count_matches(std::string_view line) {
+        _stats.matches += _query->inverted ? 1 : 0;
+        each_match_span(*_query, line, [this](MatchSpan) {
+            ++_stats.matches;
+            return true;
+        });
+    }
+
     void _take(ResultLine match) {
-        if (_has_mark && match.number == 1) ++match.column;
+        if (_has_mark && match.number == 1 && !_query->inverted) ++match.column;
         _show_context(_next, std::min(_wanted_until, match.number - 1));
         _show_context(std::max(_next, match.number - _wants.before), match.number - 1);
-        (*_show)(match);
+        _show_line(match);
         _next = match.number + 1;
         if (_wants.after > 0) _wanted_until = saturated_sum(match.number, _wants.after);
     }
@@ -97,7 +134,7 @@ class FileSearch {
             const std::int64_t until = std::min(last, saturated_sum(first, CONTEXT_LINES - 1));
             const auto cut = code_text::context(lines, first, until, start);
             for (const code_text::ContextLine& line : cut) {
-                (*_show)({line.line, -1, line.content});
+                _show_line({line.line, -1, line.content});
                 _next = line.line + 1;
             }
             if (_next <= until) return;  // the file ends before
@@ -120,11 +157,30 @@ class FileSearch {
             }
             break;
         }
+        return {_whole_file(), 1};
+    }
+
+    const code_text::Lines& _whole_file() {
         if (!_has_all_lines) {
             _all_lines = without_mark(code_text::lines(*_source, _file->file_id, _file->path));
             _has_all_lines = true;
         }
-        return {_all_lines, 1};
+        return _all_lines;
+    }
+
+    void _show_line(ResultLine line) {
+        if (_wants.offsets) line.offset = _offset_of(line.number);
+        (*_show)(line);
+    }
+
+    // Lines come in order, so that the text is walked once.
+    std::int64_t _offset_of(std::int64_t number) {
+        const std::string_view text = _whole_file().text();
+        for (; _walked_lines < number - 1 && _walked_bytes < text.size(); ++_walked_lines) {
+            const std::size_t line_feed = text.find('\n', _walked_bytes);
+            _walked_bytes = line_feed == std::string_view::npos ? text.size() : line_feed + 1;
+        }
+        return static_cast<std::int64_t>(_walked_bytes);
     }
 
     code_text::TextSource* _source;
@@ -140,6 +196,8 @@ class FileSearch {
     std::int64_t _next = 1;          ///< number of the first line that is not shown yet
     std::int64_t _wanted_until = 0;  ///< number of the last line that is wanted after a match
     std::size_t _segment = 0;        ///< the first one that later lines may lie in
+    std::int64_t _walked_lines = 0;  ///< of the whole file, for offsets
+    std::size_t _walked_bytes = 0;
 };
 
 }  // namespace
@@ -155,6 +213,7 @@ Stats& Stats::operator+=(const Stats& other) {
     files_checked += other.files_checked;
     files_stale += other.files_stale;
     files_gone += other.files_gone;
+    files_refused += other.files_refused;
     elapsed_ns += other.elapsed_ns;
     return *this;
 }

@@ -24,15 +24,23 @@ struct FileWants {
     std::int64_t before = 0;              ///< context lines in front of a match
     std::int64_t after = 0;               ///< and after it
     std::int64_t max_matches = NO_LIMIT;  ///< matching lines after which the rest is not searched
-    bool lines = true;                    ///< false: the number of matches is enough
+    bool lines = true;                    ///< false: the number of matching lines is enough
+    bool all_lines = false;               ///< also every line without a match, as context
+    bool matches = false;                 ///< count them in Stats::matches, several on a line too
+    bool offsets = false;                 ///< ResultLine::offset is wanted
 };
 
 /// A line to show.
 struct ResultLine {
     std::int64_t number;  ///< its number in the file, from 1
-    /// Code points before the first match, a byte-order mark included; -1 for a context line.
+    /// Code points before the first match, a byte-order mark included; 0 for a line that an
+    /// inverted query finds; -1 for a context line.
     std::int64_t column;
     std::string_view text;  ///< without the byte-order mark that the file may begin with
+    /// Bytes from the beginning of the file's text to the line's: the text as it is searched, its
+    /// lines joined by LF. That is the place in the file where the file is UTF-8 without a mark and
+    /// its lines end with LF. Only where FileWants::offsets asks for it.
+    std::int64_t offset = 0;
     bool is_match() const { return column >= 0; }
 };
 
@@ -43,10 +51,11 @@ struct Stats {
     std::int64_t segments_without_match = 0;
     std::int64_t bytes_searched = 0;
     std::int64_t matched_lines = 0;
-    std::int64_t matches = 0;  ///< several on a line too; counted by an output that shows each
+    std::int64_t matches = 0;        ///< several on a line too; where they were asked for or shown
     std::int64_t files_checked = 0;  ///< compared with the disk before anything of them was shown
     std::int64_t files_stale = 0;    ///< of these, changed or gone since they were indexed
     std::int64_t files_gone = 0;     ///< of these, gone
+    std::int64_t files_refused = 0;  ///< by a FileCondition; they have no result
     std::int64_t elapsed_ns = 0;
 
     Stats& operator+=(const Stats& other);

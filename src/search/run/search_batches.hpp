@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "search/files/file_selection.hpp"
+#include "search/run/file_conditions.hpp"
 #include "search/run/search_run.hpp"
 #include "search/run/tree_reader.hpp"
 #include "storage/chunk_store.hpp"
@@ -23,6 +24,8 @@ struct SearchBatch {
     std::vector<code_text::FileRow> files;  ///< ascending by path, after those of earlier batches
     code_text::TextSource source;
     code_text::TextSource disk;  ///< for files that have changed since they were indexed
+    /// The same two for each condition of the search.
+    std::vector<code_text::TextSource> conditions, conditions_on_disk;
 };
 
 /// REQUIRES: all is done in one transaction on `db`, so that each batch is of one snapshot. The
@@ -49,20 +52,25 @@ class SearchBatches {
     void _start();
     std::vector<std::int64_t> _files_worth_searching() const;
     std::vector<code_text::FileRow> _next_files();
-    code_text::TextSource _disk() const;
-    code_text::SourceChoice _choose(const std::vector<code_text::FileRow>& files) const;
+    void _add_unindexed(std::vector<code_text::FileRow>& files);
+    code_text::TextSource _disk(const Query& query) const;
+    code_text::SourceChoice _choose(const std::vector<code_text::FileRow>& files,
+                                    const Query& query,
+                                    const std::optional<chunk_store::Candidates>& asked) const;
 
     const Database* _db;
     const SearchOptions* _options;
     SourceWanted _source;
     TreeReader _reader;
     std::optional<chunk_store::Layout> _layout;
-    std::optional<chunk_store::Candidates> _candidates;  ///< none: the index narrows nothing
+    std::optional<chunk_store::Candidates> _candidates;        ///< none: the index narrows nothing
+    std::optional<ConditionCandidates> _condition_candidates;  ///< none: as for _candidates
     /// Ids of the files worth searching; none: all of them.
     std::optional<std::vector<std::int64_t>> _narrowed;
     std::optional<SelectedFiles> _in_order;  ///< only in a search that may end early
     std::size_t _count;                      ///< of files in its next batch
     bool _is_done = false;
+    std::size_t _unindexed = 0;  ///< how many of them earlier batches had
     std::optional<std::string> _reason;
 };
 

@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "search/files/file_selection.hpp"
 #include "search/query/query.hpp"
@@ -29,7 +30,26 @@ enum class SourceWanted {
 };
 
 /// What a search counts as one result.
-enum class ResultKind { MATCHING_LINE, FILE_WITH_MATCH, FILE_WITHOUT_MATCH };
+enum class ResultKind {
+    MATCHING_LINE,
+    FILE_WITH_MATCH,
+    FILE_WITHOUT_MATCH,
+    FILE,  ///< with a match or without
+};
+
+/// What must hold for a file so that its results count.
+struct FileCondition {
+    Query query;
+    bool is_wanted = true;  ///< false: the query must match nowhere in the file
+};
+
+/// The order in which files come.
+struct FileOrder {
+    enum class By { PATH, MODIFIED, CREATED };
+    By by = By::PATH;
+    bool is_reversed = false;
+    friend bool operator==(const FileOrder&, const FileOrder&) = default;
+};
 
 struct SearchOptions {
     Query query;
@@ -37,8 +57,18 @@ struct SearchOptions {
     SourceWanted source = SourceWanted::AUTO;
     FileWants wants;
     ResultKind result_kind = ResultKind::MATCHING_LINE;
+    std::vector<FileCondition> conditions = {};  ///< all of them must hold
+    /// Files that the index lacks, to be read from disk: ascending by path, with ids of their own
+    /// below 0. The filter is not asked about them.
+    std::vector<code_text::FileRow> unindexed = {};
+    bool binary_as_text =
+        false;  ///< of files that are read from disk; else binary ones are left out
+    FileOrder order = {};
     std::int64_t limit = NO_LIMIT;  ///< results after which the search ends
-    unsigned threads = 0;           ///< 0: one a core
+    /// The search goes on after the last result that the limit allows, to see whether there is
+    /// another one.
+    bool tells_cut = false;
+    unsigned threads = 0;  ///< 0: one a core
 };
 
 /// Makes the output for one file after the other.
@@ -56,7 +86,7 @@ class Renderer {
 };
 /// Called once for each thread of a search.
 using MakeRenderer = std::function<std::unique_ptr<Renderer>()>;
-/// Takes the output for one file after the other, in path order, on the thread that runs the
+/// Takes the output for one file after the other, in their order, on the thread that runs the
 /// search: a large one in parts, of which only the first `begins_file`. False when nobody reads the
 /// output any more.
 using Emit = std::function<bool(std::string_view part, bool begins_file)>;
@@ -67,6 +97,7 @@ struct SearchResult {
     std::optional<std::string> reason;  ///< why the disk was read although the index was asked
     bool is_damaged = false;            ///< the index, so that the disk was read
     std::int64_t results = 0;           ///< of the kind that the options name
+    bool is_cut = false;                ///< there are more results, as far as tells_cut asks for it
     bool stopped = false;               ///< `emit` gave false
     UnreadFiles unread;                 ///< on disk, so that the answer may lack matches in them
 };

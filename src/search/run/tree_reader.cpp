@@ -34,7 +34,7 @@ bool is_no_file(int error) {
 
 class TreeReader::State {
   public:
-    explicit State(std::filesystem::path root) : _root(std::move(root)) {}
+    State(std::filesystem::path root, Binary binary) : _root(std::move(root)), _binary(binary) {}
 
     std::string read(const std::filesystem::path& location, std::size_t most_bytes) {
         _open();
@@ -42,7 +42,8 @@ class TreeReader::State {
         try {
             const std::size_t most = std::min(most_bytes, fsio::MAX_FILE_BYTES);
             std::string bytes = fsio::read_file_below(_opened, path, most).bytes;
-            if (is_binary(bytes)) throw std::system_error(EINVAL, std::generic_category());
+            if (_binary == Binary::HAS_NO_TEXT && is_binary(bytes))
+                throw std::system_error(EINVAL, std::generic_category());
             return bytes;
         } catch (const std::system_error& error) {
             const int code = error.code().value();
@@ -91,13 +92,15 @@ class TreeReader::State {
     }
 
     std::filesystem::path _root;
+    Binary _binary;
     Once _is_open;
     Descriptor _opened;  ///< the root
     mutable std::mutex _mutex;
     UnreadFiles _unread;
 };
 
-TreeReader::TreeReader(const std::filesystem::path& root) : _state(std::make_shared<State>(root)) {}
+TreeReader::TreeReader(const std::filesystem::path& root, Binary binary)
+    : _state(std::make_shared<State>(root, binary)) {}
 
 code_text::FileReader TreeReader::reader() const {
     return [state = _state](const std::filesystem::path& location, std::size_t most_bytes) {
@@ -122,6 +125,12 @@ std::optional<FileStamp> TreeReader::Stamps::of(std::string_view path) {
     const std::string doing = "cannot look at " + std::string(path);
     if (is_machine_failure(code.value())) throw std::runtime_error(doing + ": " + code.message());
     throw std::system_error(code, doing);
+}
+
+std::optional<std::int64_t> TreeReader::Stamps::created_ns(std::string_view path) {
+    const std::size_t name = path.rfind('/') + 1;
+    if (!_open_directory(path.substr(0, name))) return std::nullopt;
+    return platform::creation_time_ns(_directory, std::string(path.substr(name)).c_str());
 }
 
 bool TreeReader::Stamps::_open_directory(std::string_view path) {

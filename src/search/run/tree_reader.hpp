@@ -27,8 +27,11 @@ struct UnreadFiles {
 
 class TreeReader {
   public:
+    /// What becomes of a file that is binary (utils/binary.hpp).
+    enum class Binary { HAS_NO_TEXT, IS_TEXT };
+
     /// `root` is the directory that a text source puts in front of each path.
-    explicit TreeReader(const std::filesystem::path& root);
+    explicit TreeReader(const std::filesystem::path& root, Binary binary = Binary::HAS_NO_TEXT);
 
     /// Several threads may call it at once. It fails with std::system_error where a text source is
     /// to go on, and with another std::runtime_error when the machine fails (is_machine_failure):
@@ -51,6 +54,8 @@ class TreeReader::Stamps {
     /// The file's stamp as it is now. None when it has gone or is no regular file. Throws
     /// std::system_error when nothing tells, std::runtime_error when the machine fails.
     std::optional<FileStamp> of(std::string_view path);
+    /// When the file was made, in nanoseconds since the epoch; none where nothing tells.
+    std::optional<std::int64_t> created_ns(std::string_view path);
 
   private:
     friend class TreeReader;
