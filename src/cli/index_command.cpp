@@ -24,6 +24,7 @@ indexer::IndexOptions options_of(const IndexArguments& arguments, schema::Owners
     if (arguments.layout == chunk_store::CODE_CHUNKS.name) {
         options.layout = chunk_store::CODE_CHUNKS;
     }
+    if (arguments.force) options.trust = indexer::Trust::NOTHING;
     options.threads = static_cast<unsigned>(arguments.jobs);
     options.progress = [&line](std::int64_t done, std::int64_t total) { line.show(done, total); };
     return options;
@@ -43,6 +44,9 @@ Command index_command(IndexArguments& arguments) {
          Choice{&arguments.layout, {chunk_store::COMPRESSED.name, chunk_store::CODE_CHUNKS.name}}},
         {'j', "jobs", "N", "Options", "Threads that read files, 1 to 256 (default: one a core)",
          Number{&arguments.jobs, 1, MAX_JOBS}},
+        {0, "force", "", "Options",
+         "Read every file again, whatever its size and times say; only text that differs is stored",
+         Flag{&arguments.force}},
     };
     return command;
 }

@@ -18,6 +18,7 @@ struct IndexArguments {
     RepositoryArguments repository;
     std::string layout;     ///< empty: the default of this SQLite
     std::int64_t jobs = 0;  ///< 0: one a core
+    bool force = false;     ///< read every file again
 };
 
 /// The command's table. `arguments` must outlive it.

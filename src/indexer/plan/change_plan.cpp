@@ -47,8 +47,9 @@ FileStamp stamp_in(const RowView& row, std::size_t column) {
 
 class Planner {
   public:
-    Planner(const Database& db, chunk_store::Layout layout, std::vector<FileEntry> files)
-        : _db(db), _files(std::move(files)), _seen(_files.size(), false) {
+    Planner(const Database& db, chunk_store::Layout layout, std::vector<FileEntry> files,
+            Trust trust)
+        : _db(db), _trust(trust), _files(std::move(files)), _seen(_files.size(), false) {
         _without_chunks = chunk_store::files_without_chunks(db, layout);
     }
 
@@ -89,8 +90,7 @@ class Planner {
         // Without chunks: an earlier run did not get to it, or a repair has dropped them.
         known.text_is_stored = !std::ranges::binary_search(_without_chunks, known.id);
         known.language_is_current = row.text(2) == language_of(_files[index].path);
-        if (known.text_is_stored && known.language_is_current &&
-            is_unchanged(known.stamp, _files[index].stamp)) {
+        if (known.text_is_stored && known.language_is_current && _is_trusted(known.stamp, index)) {
             ++_result.unchanged;
             _result.unchanged_kept_on_disk += known.text_on_disk ? 1 : 0;
         } else {
@@ -117,11 +117,15 @@ class Planner {
 
     void _compare_skipped(std::size_t index, SkippedFile skipped) {
         _seen[index] = true;
-        if (skipped.reason == SKIPPED_BINARY && is_unchanged(skipped.stamp, _files[index].stamp)) {
+        if (skipped.reason == SKIPPED_BINARY && _is_trusted(skipped.stamp, index)) {
             ++_result.unchanged_binary;
         } else {
             _plan(index, std::nullopt, std::move(skipped));
         }
+    }
+
+    bool _is_trusted(const FileStamp& stamp, std::size_t index) const {
+        return _trust == Trust::STAMPS && is_unchanged(stamp, _files[index].stamp);
     }
 
     void _plan(std::size_t index, std::optional<KnownFile> known,
@@ -132,6 +136,7 @@ class Planner {
     }
 
     const Database& _db;
+    Trust _trust;
     std::vector<FileEntry> _files;
     std::vector<bool> _seen;  ///< for each file: a row of either table has its path
     std::vector<std::int64_t> _without_chunks;
@@ -141,8 +146,8 @@ class Planner {
 }  // namespace
 
 ChangePlan plan_changes(const Database& db, chunk_store::Layout layout,
-                        std::vector<FileEntry> files) {
-    return Planner(db, layout, std::move(files)).plan();
+                        std::vector<FileEntry> files, Trust trust) {
+    return Planner(db, layout, std::move(files), trust).plan();
 }
 
 }  // namespace codetext::indexer

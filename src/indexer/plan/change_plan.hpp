@@ -72,9 +72,15 @@ struct ChangePlan {
     std::int64_t unchanged_binary = 0;  ///< binary files that need not be read
 };
 
+/// Which files a plan lets be.
+enum class Trust {
+    STAMPS,   ///< those with the stamp that the index remembers
+    NOTHING,  ///< none: every file is read
+};
+
 /// Compares `files`, ascending by path, with the index. To be read are new and changed files, those
 /// whose chunks are missing (a run was interrupted), and those whose language has changed.
 ChangePlan plan_changes(const Database& db, chunk_store::Layout layout,
-                        std::vector<FileEntry> files);
+                        std::vector<FileEntry> files, Trust trust = Trust::STAMPS);
 
 }  // namespace codetext::indexer

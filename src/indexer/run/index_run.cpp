@@ -165,7 +165,7 @@ IndexReport index_under_lock(const std::filesystem::path& root, const IndexOptio
     FileList list = list_files(root, thread_count(options));
     report.warnings = std::move(list.warnings);
     if (options.listed) options.listed(list.files);
-    ChangePlan plan = plan_changes(db, layout, std::move(list.files));
+    ChangePlan plan = plan_changes(db, layout, std::move(list.files), options.trust);
     count_unchanged(plan, report);
 
     IndexStore store(db, layout);

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "indexer/listing/file_entry.hpp"
+#include "indexer/plan/change_plan.hpp"
 #include "storage/chunk_store.hpp"
 #include "storage/schema.hpp"
 
@@ -24,7 +25,8 @@ struct IndexOptions {
     /// The layout of a new index. An index with another layout is refused.
     std::optional<chunk_store::Layout> layout;
     schema::Owners owners = schema::Owners::TRUSTED;  ///< of an index that is there
-    unsigned threads = 0;  ///< threads that read and pack files; 0: one for each processor
+    unsigned threads = 0;         ///< threads that read and pack files; 0: one for each processor
+    Trust trust = Trust::STAMPS;  ///< NOTHING: every file is read, whatever its times say
     /// Called after each file, with the number of files done and of those to be read in this run.
     std::function<void(std::int64_t done, std::int64_t total)> progress;
     /// Called with the files of the repository, ascending by path, before any is read.
