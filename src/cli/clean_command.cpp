@@ -5,13 +5,16 @@
 
 #include "cli/output.hpp"
 #include "cli/repository.hpp"
+#include "cli/waiting.hpp"
 #include "indexer/run/index_run.hpp"
 #include "indexer/watch/watcher_lock.hpp"
 
 namespace codetext::cli {
 
 Command clean_command(RepositoryArguments& arguments) {
-    return repository_command("clean", "Remove the index of a repository", arguments);
+    Command command = repository_command("clean", "Remove the index of a repository", arguments);
+    command.options.push_back(no_wait_option(arguments));
+    return command;
 }
 
 int clean_main(const RepositoryArguments& arguments, schema::Owners owners) {
@@ -21,7 +24,7 @@ int clean_main(const RepositoryArguments& arguments, schema::Owners owners) {
         throw std::runtime_error("codetext watch is running on " + root.string() +
                                  ": end it first");
     }
-    indexer::clean_index(root, owners);
+    indexer::clean_index(root, lock_options(owners, indexer::Work::CLEAN, arguments.no_wait));
     const std::string place = (root / schema::INDEX_DIRECTORY).string();
     print_line((was_there ? "removed the index in " : "no index in ") + place);
     return 0;

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "cli/existing_index.hpp"
-#include "indexer/watch/patient_run.hpp"
+#include "indexer/run/index_run.hpp"
 #include "indexer/watch/request.hpp"
 
 namespace codetext::cli {
@@ -19,11 +19,14 @@ void make_fresh(const std::filesystem::path& root, schema::Owners owners) {
     try {
         if (indexer::ask_watcher(root, owners)) return;
         indexer::IndexOptions options;
-        options.owners = owners;
-        indexer::index_patiently(root, options, [&](std::chrono::milliseconds pause) {
-            std::this_thread::sleep_for(pause);
+        options.lock.owners = owners;
+        options.lock.work = indexer::Work::FRESH;
+        options.lock.wait = [&](const indexer::IndexBusy&) {
+            constexpr std::chrono::milliseconds PAUSE(20);
+            std::this_thread::sleep_for(PAUSE);
             return std::chrono::steady_clock::now() < end;
-        });
+        };
+        indexer::index_repository(root, options);
     } catch (const std::exception& error) {
         throw std::runtime_error(
             fmt::format("--fresh: the index cannot be refreshed: {}", error.what()));

@@ -5,10 +5,12 @@
 
 #include <chrono>
 #include <string>
+#include <utility>
 
 #include "cli/output.hpp"
 #include "cli/progress_line.hpp"
 #include "cli/repository.hpp"
+#include "cli/waiting.hpp"
 #include "indexer/run/index_run.hpp"
 
 namespace codetext::cli {
@@ -17,9 +19,15 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 indexer::IndexOptions options_of(const IndexArguments& arguments, schema::Owners owners,
-                                 ProgressLine& line) {
+                                 ProgressLine& line, Clock::time_point& begin) {
     indexer::IndexOptions options;
-    options.owners = owners;
+    options.lock = lock_options(owners, indexer::Work::INDEX, arguments.repository.no_wait);
+    // What it waits is not its own time.
+    options.lock.wait = [&begin, wait = std::move(options.lock.wait)](const auto& busy) {
+        const bool goes_on = wait(busy);
+        begin = Clock::now();
+        return goes_on;
+    };
     if (arguments.layout == chunk_store::COMPRESSED.name) options.layout = chunk_store::COMPRESSED;
     if (arguments.layout == chunk_store::CODE_CHUNKS.name) {
         options.layout = chunk_store::CODE_CHUNKS;
@@ -47,6 +55,7 @@ Command index_command(IndexArguments& arguments) {
         {0, "force", "", "Options",
          "Read every file again, whatever its size and times say; only text that differs is stored",
          Flag{&arguments.force}},
+        no_wait_option(arguments.repository),
     };
     return command;
 }
@@ -76,10 +85,10 @@ void print_summary(const indexer::IndexReport& report, Clock::duration elapsed) 
 }
 
 int index_main(const IndexArguments& arguments, schema::Owners owners) {
-    const auto begin = Clock::now();
+    auto begin = Clock::now();
     ProgressLine line(::isatty(STDERR_FILENO) == 1);
     const indexer::IndexReport result = indexer::index_repository(
-        find_root(arguments.repository.path()), options_of(arguments, owners, line));
+        find_root(arguments.repository.path()), options_of(arguments, owners, line, begin));
     line.clear();
     report_problems(result);
     print_summary(result, Clock::now() - begin);

@@ -12,6 +12,7 @@ namespace codetext::cli {
 
 struct RepositoryArguments {
     std::vector<std::string> paths;  ///< at most one
+    bool no_wait = false;            ///< refuse where another process works on the index
     /// The directory given, or the current one.
     std::string path() const { return paths.empty() ? "." : paths.front(); }
 };
@@ -28,6 +29,16 @@ inline Command repository_command(std::string_view name, std::string_view summar
             .options = {},
             .notes = "",
             .dash_tip = "use -- for a path that begins with -"};
+}
+
+/// For a command that writes the index. `arguments` must outlive it.
+inline Option no_wait_option(RepositoryArguments& arguments) {
+    return {0,
+            "no-wait",
+            "",
+            "Other",
+            "While another run is going on, end with status 2 instead of waiting for it",
+            Flag{&arguments.no_wait}};
 }
 
 }  // namespace codetext::cli

@@ -5,20 +5,24 @@
 #include "cli/existing_index.hpp"
 #include "cli/output.hpp"
 #include "cli/repository.hpp"
+#include "cli/waiting.hpp"
 #include "indexer/run/index_run.hpp"
 
 namespace codetext::cli {
 
 Command upgrade_command(RepositoryArguments& arguments) {
-    return repository_command(
+    Command command = repository_command(
         "upgrade", "Bring the index of an older codetext to today's format, as `index` does too",
         arguments);
+    command.options.push_back(no_wait_option(arguments));
+    return command;
 }
 
 int upgrade_main(const RepositoryArguments& arguments, schema::Owners owners) {
     const std::filesystem::path root = find_root(arguments.path());
     check_index(root, owners);
-    const auto steps = indexer::upgrade_index(root, owners);
+    const auto steps = indexer::upgrade_index(
+        root, lock_options(owners, indexer::Work::UPGRADE, arguments.no_wait));
     for (const schema::UpgradeStep& step : steps) {
         print_line(fmt::format("{} to {}: {}", step.from, step.to, step.what));
     }

@@ -4,6 +4,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/existing_index.hpp"
@@ -11,6 +12,7 @@
 #include "cli/index_command.hpp"
 #include "cli/output.hpp"
 #include "cli/repository.hpp"
+#include "cli/waiting.hpp"
 #include "indexer/run/repair.hpp"
 #include "storage/schema.hpp"
 #include "storage/verify.hpp"
@@ -30,9 +32,9 @@ std::vector<std::string> verify_quickly(const std::filesystem::path& path) {
     return schema::page_problems(check);
 }
 
-int repair(const std::filesystem::path& root, schema::Owners owners) {
+int repair(const std::filesystem::path& root, indexer::LockOptions lock) {
     indexer::IndexOptions options;
-    options.owners = owners;
+    options.lock = std::move(lock);
     const indexer::RepairReport report = indexer::repair_index(root, options);
     for (const std::string& problem : report.problems) print_line(problem);
     switch (report.mended) {
@@ -62,6 +64,7 @@ Command verify_command(VerifyArguments& arguments) {
     command.options.push_back({0, "repair", "", "Checks",
                                "Rebuild what is damaged from the files on disk",
                                Flag{&arguments.repair, {&arguments.quick}}});
+    command.options.push_back(no_wait_option(arguments.repository));
     command.notes =
         "Exit status: 0 for an index that is whole, or that --repair made whole,\n"
         "1 for a damaged one, 2 for an error.";
@@ -71,7 +74,10 @@ Command verify_command(VerifyArguments& arguments) {
 int verify_main(const VerifyArguments& arguments, schema::Owners owners) {
     const std::filesystem::path root = find_root(arguments.repository.path());
     check_index(root, owners);
-    if (arguments.repair) return repair(root, owners);
+    if (arguments.repair) {
+        return repair(root,
+                      lock_options(owners, indexer::Work::REPAIR, arguments.repository.no_wait));
+    }
     const std::filesystem::path path = schema::index_path(root);
     const std::vector<std::string> problems =
         arguments.quick ? verify_quickly(path) : schema::verify_file(path);

@@ -10,9 +10,9 @@
 
 #include "indexer/plan/language.hpp"
 #include "indexer/run/index_run.hpp"
+#include "indexer/run/lock_holder.hpp"
 #include "indexer/run/repair.hpp"
 #include "indexer/status.hpp"
-#include "indexer/watch/patient_run.hpp"
 #include "indexer/watch/request.hpp"
 #include "indexer/watch/watcher.hpp"
 #include "indexer/watch/watcher_lock.hpp"
@@ -265,7 +265,12 @@ TEST_F(Examples, indexer) {
 #include "example_of/indexer/run/repair.hpp"
     } EXPECT_EQ(taken(), "2:0:2,2:2,");
     const Descriptor stop(::open("/dev/null", O_RDONLY | O_CLOEXEC));  // it is readable
-#include "example_of/indexer/watch/patient_run.hpp"
+    {
+        const Descriptor file(
+            ::open((root / ".codetext/holder").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+#include "example_of/indexer/run/lock_holder.hpp"
+        EXPECT_EQ(taken(), "codetext index,");
+    }
 #include "example_of/indexer/watch/request.hpp"
 #include "example_of/indexer/watch/watcher.hpp"
 #include "example_of/indexer/watch/watcher_lock.hpp"

@@ -22,7 +22,6 @@
 #include "indexer/listing/file_list.hpp"
 #include "indexer/plan/change_plan.hpp"
 #include "indexer/run/dictionary_sample.hpp"
-#include "indexer/run/index_lock.hpp"
 #include "indexer/run/index_store.hpp"
 #include "indexer/run/locked_run.hpp"
 #include "indexer/run/parse_pipeline.hpp"
@@ -46,7 +45,7 @@ std::vector<schema::UpgradeStep> upgrade_if_older(Database& db) {
 
 Database open_or_create(const std::filesystem::path& root, const IndexOptions& options,
                         IndexReport& report) {
-    Database db = schema::open_or_create_index(root, options.layout, options.owners);
+    Database db = schema::open_or_create_index(root, options.layout, options.lock.owners);
     report.upgrade_steps = upgrade_if_older(db);
     return db;
 }
@@ -154,7 +153,7 @@ std::optional<std::string> checkpoint(Database& db) {
 }  // namespace
 
 IndexReport index_repository(const std::filesystem::path& root, const IndexOptions& options) {
-    const IndexLock lock(root, options.owners);
+    const IndexLock lock(root, options.lock);
     return index_under_lock(root, options);
 }
 
@@ -180,8 +179,8 @@ IndexReport index_under_lock(const std::filesystem::path& root, const IndexOptio
 }
 
 std::vector<schema::UpgradeStep> upgrade_index(const std::filesystem::path& root,
-                                               schema::Owners owners) {
-    const IndexLock lock(root, owners);
+                                               const LockOptions& lock) {
+    const IndexLock held(root, lock);
     Database db = schema::open_any_version(schema::index_path(root), Access::READ_WRITE);
     std::vector<schema::UpgradeStep> steps = upgrade_if_older(db);
     if (steps.empty()) return steps;
@@ -189,11 +188,11 @@ std::vector<schema::UpgradeStep> upgrade_index(const std::filesystem::path& root
     return steps;
 }
 
-void clean_index(const std::filesystem::path& root, schema::Owners owners) {
+void clean_index(const std::filesystem::path& root, const LockOptions& lock) {
     // The lock would make the directory that is to go.
-    if (!schema::open_index_directory(root, owners)) return;
-    const IndexLock lock(root, owners);
-    schema::remove_index(root, owners);
+    if (!schema::open_index_directory(root, lock.owners)) return;
+    const IndexLock held(root, lock);
+    schema::remove_index(root, lock.owners);
 }
 
 }  // namespace codetext::indexer

@@ -10,12 +10,12 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "indexer/listing/file_entry.hpp"
 #include "indexer/plan/change_plan.hpp"
+#include "indexer/run/index_lock.hpp"
 #include "storage/chunk_store.hpp"
 #include "storage/schema.hpp"
 
@@ -24,19 +24,13 @@ namespace codetext::indexer {
 struct IndexOptions {
     /// The layout of a new index. An index with another layout is refused.
     std::optional<chunk_store::Layout> layout;
-    schema::Owners owners = schema::Owners::TRUSTED;  ///< of an index that is there
+    LockOptions lock = {};
     unsigned threads = 0;         ///< threads that read and pack files; 0: one for each processor
     Trust trust = Trust::STAMPS;  ///< NOTHING: every file is read, whatever its times say
     /// Called after each file, with the number of files done and of those to be read in this run.
     std::function<void(std::int64_t done, std::int64_t total)> progress;
     /// Called with the files of the repository, ascending by path, before any is read.
     std::function<void(const std::vector<FileEntry>& files)> listed = {};
-};
-
-/// Another run is going on.
-class IndexBusy : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
 };
 
 struct UnreadableFile {
@@ -58,8 +52,8 @@ struct IndexReport {
 /// Brings the index of the repository at `root` up to date, or makes one. An older index is
 /// upgraded first. Searches go on meanwhile: each sees the state after some commit of the run.
 ///
-/// Throws IndexBusy, std::runtime_error when git fails, std::invalid_argument for a
-/// layout that the index does not have, schema::UnusableIndex, and DatabaseError or
+/// Throws IndexBusy (unless `lock` waits), std::runtime_error when git fails, std::invalid_argument
+/// for a layout that the index does not have, schema::UnusableIndex, and DatabaseError or
 /// std::system_error when the run cannot go on. What was committed until then stays, and the next
 /// run does the rest.
 IndexReport index_repository(const std::filesystem::path& root, const IndexOptions& options = {});
@@ -67,11 +61,10 @@ IndexReport index_repository(const std::filesystem::path& root, const IndexOptio
 /// Only upgrades the index of the repository at `root`, which must exist. Returns the steps taken;
 /// none for an index that is up to date. Throws as index_repository does.
 std::vector<schema::UpgradeStep> upgrade_index(const std::filesystem::path& root,
-                                               schema::Owners owners = schema::Owners::TRUSTED);
+                                               const LockOptions& lock = {});
 
 /// Removes the index of the repository at `root`; nothing where there is none. Throws
 /// IndexBusy while a run is going on, and what schema::remove_index throws.
-void clean_index(const std::filesystem::path& root,
-                 schema::Owners owners = schema::Owners::TRUSTED);
+void clean_index(const std::filesystem::path& root, const LockOptions& lock = {});
 
 }  // namespace codetext::indexer

@@ -39,14 +39,14 @@ void drop_chunks(const std::filesystem::path& path, const std::vector<std::int64
 }  // namespace
 
 RepairReport repair_index(const std::filesystem::path& root, const IndexOptions& options) {
-    const IndexLock lock(root, options.owners);
+    const IndexLock lock(root, options.lock);
     const std::filesystem::path path = schema::index_path(root);
     schema::Findings found = schema::find_damage_in_file(path);
     RepairReport report{std::move(found.problems), Mended::NOTHING, {}};
     if (report.problems.empty()) return report;
     if (found.is_beyond_files) {
         report.mended = Mended::INDEX;
-        schema::remove_database(root, options.owners);
+        schema::remove_database(root, options.lock.owners);
     } else {
         report.mended = Mended::FILES;
         drop_chunks(path, found.hurt_files);

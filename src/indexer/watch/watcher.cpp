@@ -17,7 +17,6 @@
 #include <vector>
 
 #include "indexer/watch/pace.hpp"
-#include "indexer/watch/patient_run.hpp"
 #include "indexer/watch/request.hpp"
 #include "indexer/watch/watched_tree.hpp"
 #include "indexer/watch/watcher_lock.hpp"
@@ -170,7 +169,13 @@ class Watcher {
     bool _run_indexer() {
         bool is_late = false;
         IndexOptions options;
-        options.owners = _options.owners;
+        options.lock.owners = _options.owners;
+        options.lock.work = Work::WATCH;
+        options.lock.wait = [this](const IndexBusy&) {
+            constexpr int PAUSE_MS = 20;
+            _poll_stop(PAUSE_MS);
+            return true;
+        };
         options.progress = [this](std::int64_t done, std::int64_t total) {
             constexpr std::int64_t SOME = 16;
             if (done % SOME == 0) _poll_stop();
@@ -178,10 +183,7 @@ class Watcher {
         };
         options.listed = [&](const std::vector<FileEntry>& files) { is_late = _follow(files); };
         const Clock::time_point begin = Clock::now();
-        const IndexReport report = index_patiently(_root, options, [this](milliseconds pause) {
-            _poll_stop(static_cast<int>(pause.count()));
-            return true;
-        });
+        const IndexReport report = index_repository(_root, options);
         _cost = Clock::now() - begin;
         if (_options.refreshed) _options.refreshed(report, _cost);
         return is_late;
