@@ -4,12 +4,19 @@
 
 #include <array>
 #include <cstdint>
+#include <filesystem>
+#include <optional>
 #include <string>
 
 #include "cli/existing_index.hpp"
 #include "cli/output.hpp"
 #include "cli/repository.hpp"
+#include "cli/times.hpp"
+#include "cli/waiting.hpp"
 #include "indexer/status.hpp"
+#include "indexer/watch/watcher_lock.hpp"
+#include "storage/indexed_at.hpp"
+#include "utils/wall_clock.hpp"
 
 namespace codetext::cli {
 namespace {
@@ -28,6 +35,21 @@ std::string readable_bytes(std::int64_t bytes) {
     return fmt::format("{:.1f} {}", size, UNITS[unit]);
 }
 
+std::string shown_time(std::optional<std::int64_t> time_ns) {
+    if (!time_ns) return "at an unknown time";
+    return fmt::format("{} ({})", local_time(*time_ns / NS_PER_S),
+                       age((now_ns() - *time_ns) / NS_PER_S));
+}
+
+/// How far the index can be relied on.
+void print_freshness(const std::filesystem::path& root, schema::Owners owners) {
+    print_line(fmt::format("indexed         {}", shown_time(schema::indexed_at(root, owners))));
+    const indexer::WatcherSight watcher(root, owners);
+    if (!watcher.lives()) return;
+    const auto holder = watcher.holder();
+    print_line("watched         by " + (holder ? described(*holder) : "another process"));
+}
+
 }  // namespace
 
 Command status_command(RepositoryArguments& arguments) {
@@ -35,9 +57,11 @@ Command status_command(RepositoryArguments& arguments) {
 }
 
 int status_main(const RepositoryArguments& arguments, schema::Owners owners) {
-    const Database db = open_existing_index(find_root(arguments.path()), owners);
+    const std::filesystem::path root = find_root(arguments.path());
+    const Database db = open_existing_index(root, owners);
     const indexer::IndexStatus status = indexer::index_status(db);
     print_line(fmt::format("index           {}", db.db_path().string()));
+    print_freshness(root, owners);
     print_line(fmt::format("schema          {}", status.schema_version));
     print_line(fmt::format("layout          {}", status.layout));
     print_line(fmt::format("database        {}", readable_bytes(status.database_bytes)));

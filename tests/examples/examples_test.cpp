@@ -19,6 +19,7 @@
 #include "search/query/replacement.hpp"
 #include "search/run/line_renderer.hpp"
 #include "search/run/search_run.hpp"
+#include "storage/indexed_at.hpp"
 #include "storage/temp_index.hpp"
 #include "storage/verify.hpp"
 #include "utils/directory_entries.hpp"
@@ -155,6 +156,9 @@ TEST_F(Examples, database) {
     {
 #include "example_of/storage/index_directory.hpp"
         EXPECT_TRUE(directory);
+        const std::int64_t now_ns = 1'700'000'000'000'000'000;
+#include "example_of/storage/indexed_at.hpp"
+        EXPECT_EQ(taken(), "1,");
     }
     db.execute("BEGIN");
 #include "example_of/storage/database/error.hpp"

@@ -7,7 +7,7 @@
 // 4. Read and pack on many threads, store on one, and commit batch by batch. A batch that was not
 //    committed is read again by the next run, which finds its files without chunks or with old
 //    stamps.
-// 5. Note that a run has come to its end, and move the log into the database.
+// 5. Note that a run has come to its end, move the log into the database, and note the time of 2.
 
 #include "indexer/run/index_run.hpp"
 
@@ -25,7 +25,9 @@
 #include "indexer/run/index_store.hpp"
 #include "indexer/run/locked_run.hpp"
 #include "indexer/run/parse_pipeline.hpp"
+#include "storage/indexed_at.hpp"
 #include "utils/open_below.hpp"
+#include "utils/wall_clock.hpp"
 
 namespace codetext::indexer {
 namespace {
@@ -161,6 +163,7 @@ IndexReport index_under_lock(const std::filesystem::path& root, const IndexOptio
     IndexReport report;
     Database db = open_or_create(root, options, report);
     const chunk_store::Layout layout = layout_of(db, options);
+    const std::int64_t begun_at_ns = now_ns();
     FileList list = list_files(root, thread_count(options));
     report.warnings = std::move(list.warnings);
     if (options.listed) options.listed(list.files);
@@ -173,8 +176,11 @@ IndexReport index_under_lock(const std::filesystem::path& root, const IndexOptio
     store.commit();
     // After the last commit: an index without a file is a repository without one from now on.
     schema::set_filled(db);
-    if (!store.has_written()) return report;
-    if (auto warning = checkpoint(db)) report.warnings.push_back(std::move(*warning));
+    if (store.has_written()) {
+        if (auto warning = checkpoint(db)) report.warnings.push_back(std::move(*warning));
+    }
+    // After the checkpoint, which has synced what the time speaks of.
+    schema::set_indexed_at(root, options.lock.owners, begun_at_ns);
     return report;
 }
 

@@ -8,10 +8,11 @@
 
 #include <array>
 #include <charconv>
-#include <chrono>
 #include <csignal>
 #include <limits>
 #include <string>
+
+#include "utils/wall_clock.hpp"
 
 namespace codetext::indexer {
 namespace {
@@ -57,10 +58,7 @@ std::optional<std::int64_t> number_in(std::optional<std::string_view> digits, st
     return is_whole && number >= 1 && number <= most ? std::optional(number) : std::nullopt;
 }
 
-std::int64_t now_s() {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::seconds>(now).count();
-}
+std::int64_t now_s() { return now_ns() / NS_PER_S; }
 
 bool lives(std::int64_t process) {
     return ::kill(static_cast<pid_t>(process), 0) == 0 || errno == EPERM;

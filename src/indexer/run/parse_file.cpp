@@ -1,6 +1,5 @@
 #include "indexer/run/parse_file.hpp"
 
-#include <chrono>
 #include <span>
 #include <system_error>
 #include <utility>
@@ -12,14 +11,10 @@
 #include "utils/fsio.hpp"
 #include "utils/hash.hpp"
 #include "utils/unicode.hpp"
+#include "utils/wall_clock.hpp"
 
 namespace codetext::indexer {
 namespace {
-
-std::int64_t now_ns() {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
-}
 
 std::int64_t hash_of(std::string_view bytes) { return static_cast<std::int64_t>(xxh3(bytes)); }
 

@@ -15,6 +15,7 @@ namespace {
 
 constexpr int SAFELY = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
 constexpr char BUSY = 'b', IDLE = '-';
+constexpr std::int64_t HOLDER_OFFSET = 1;
 
 /// Whoever looks whether a watcher lives holds the lock for a moment. So it is tried for a while.
 bool lock(const Descriptor& file) {
@@ -45,6 +46,7 @@ WatcherLock::WatcherLock(const std::filesystem::path& root, schema::Owners owner
     if (!lock(_file)) {
         throw std::runtime_error("another codetext watch is running on " + root.string());
     }
+    write_holder(_file, Work::WATCH, HOLDER_OFFSET);
 }
 
 // Without room on the disk the byte stays as it was: a search then refreshes the index itself.
@@ -87,5 +89,7 @@ bool WatcherSight::is_busy() const {
     char state = IDLE;
     return ::pread(_file.number(), &state, 1, 0) == 1 && state == BUSY;
 }
+
+std::optional<LockHolder> WatcherSight::holder() const { return read_holder(_file, HOLDER_OFFSET); }
 
 }  // namespace codetext::indexer

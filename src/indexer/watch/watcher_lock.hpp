@@ -1,13 +1,15 @@
 #pragma once
 
 // A watcher holds a lock on a file in the directory of the index as long as it lives, so that an
-// index has one watcher at most, and a search can tell whether there is one. The file's only byte
-// says whether the watcher is busy with a run, and so answers late.
+// index has one watcher at most, and a search can tell whether there is one. The file's first byte
+// says whether the watcher is busy with a run, and so answers late; the rest says who it is.
 //
 //   if (WatcherSight(root, schema::Owners::TRUSTED).lives()) show("somebody watches");
 
 #include <filesystem>
+#include <optional>
 
+#include "indexer/run/lock_holder.hpp"
 #include "storage/index_directory.hpp"
 #include "utils/descriptor.hpp"
 
@@ -39,6 +41,8 @@ class WatcherSight {
 
     bool lives() const;
     bool is_busy() const;
+    /// Who it is, as read_holder reads it. REQUIRES: lives().
+    std::optional<LockHolder> holder() const;
 
   private:
     Descriptor _file;
