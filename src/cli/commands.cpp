@@ -6,7 +6,6 @@
 #include "cli/clean_command.hpp"
 #include "cli/nearest_name.hpp"
 #include "cli/search_command.hpp"
-#include "cli/status_command.hpp"
 #include "cli/upgrade_command.hpp"
 #include "cli/verify_command.hpp"
 

@@ -10,6 +10,7 @@
 #include "cli/options.hpp"
 #include "cli/repository_arguments.hpp"
 #include "cli/search_arguments.hpp"
+#include "cli/status_command.hpp"
 #include "cli/verify_command.hpp"
 #include "cli/watch_command.hpp"
 
@@ -22,7 +23,8 @@ struct AllArguments {
     std::vector<std::string> none;  ///< the program itself takes no positionals
     IndexArguments index;
     SearchArguments search;
-    RepositoryArguments status, upgrade, clean;
+    StatusArguments status;
+    RepositoryArguments upgrade, clean;
     VerifyArguments verify;
     WatchArguments watch;
 };

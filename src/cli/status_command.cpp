@@ -2,17 +2,23 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
+#include "cli/escaped.hpp"
 #include "cli/existing_index.hpp"
+#include "cli/exit_status.hpp"
 #include "cli/output.hpp"
 #include "cli/repository.hpp"
 #include "cli/times.hpp"
 #include "cli/waiting.hpp"
+#include "indexer/run/preview.hpp"
 #include "indexer/status.hpp"
 #include "indexer/watch/watcher_lock.hpp"
 #include "storage/indexed_at.hpp"
@@ -50,15 +56,7 @@ void print_freshness(const std::filesystem::path& root, schema::Owners owners) {
     print_line("watched         by " + (holder ? described(*holder) : "another process"));
 }
 
-}  // namespace
-
-Command status_command(RepositoryArguments& arguments) {
-    return repository_command("status", "Say what the index holds", arguments);
-}
-
-int status_main(const RepositoryArguments& arguments, schema::Owners owners) {
-    const std::filesystem::path root = find_root(arguments.path());
-    const Database db = open_existing_index(root, owners);
+void print_overview(const Database& db, const std::filesystem::path& root, schema::Owners owners) {
     const indexer::IndexStatus status = indexer::index_status(db);
     print_line(fmt::format("index           {}", db.db_path().string()));
     print_freshness(root, owners);
@@ -73,7 +71,55 @@ int status_main(const RepositoryArguments& arguments, schema::Owners owners) {
     print_line(fmt::format("without chunks  {}", status.without_chunks));
     print_line(fmt::format("skipped         {} binary, {} unreadable", status.binary_files,
                            status.unreadable_files));
-    return 0;
+}
+
+/// The first few paths, a line each.
+void print_paths(std::string_view what, const std::vector<std::string>& paths) {
+    constexpr std::size_t MOST = 5;
+    const std::size_t shown = std::min(paths.size(), MOST);
+    for (std::size_t i = 0; i < shown; ++i) {
+        print_line(fmt::format("{:<16}{}", what, quoted_path(paths[i])));
+    }
+    if (shown < paths.size()) {
+        print_line(fmt::format("{:<16}and {} more", what, paths.size() - shown));
+    }
+}
+
+void print_changes(const indexer::PendingChanges& changes) {
+    for (const std::string& warning : changes.warnings) report(warning);
+    if (changes.is_older) return print_line("a run would upgrade the index first");
+    if (changes.none()) return print_line("up to date");
+    print_line(fmt::format("a run would find {} new, {} changed, {} gone", changes.new_files.size(),
+                           changes.changed.size(), changes.gone.size()));
+    print_paths("new", changes.new_files);
+    print_paths("changed", changes.changed);
+    print_paths("gone", changes.gone);
+}
+
+}  // namespace
+
+Command status_command(StatusArguments& arguments) {
+    Command command =
+        repository_command("status", "Say what the index holds", arguments.repository);
+    command.options = {{0, "check", "", "Options",
+                        "Say what a run of `codetext index` would find; write nothing",
+                        Flag{&arguments.check}}};
+    command.notes =
+        "Exit status: 0; 1 when --check has found that the index is not up to date;\n"
+        "2 for an error.";
+    return command;
+}
+
+int status_main(const StatusArguments& arguments, schema::Owners owners) {
+    const std::filesystem::path root = find_root(arguments.repository.path());
+    Database db = open_existing_index(root, owners);
+    if (!arguments.check) {
+        print_overview(db, root, owners);
+        return SUCCESS;
+    }
+    const indexer::PendingChanges changes = indexer::pending_changes(db, root);
+    print_changes(changes);
+    return changes.none() ? SUCCESS : NOTHING;
 }
 
 }  // namespace codetext::cli

@@ -8,10 +8,17 @@
 
 namespace codetext::cli {
 
-/// The command's table. `arguments` must outlive it.
-Command status_command(RepositoryArguments& arguments);
+struct StatusArguments {
+    RepositoryArguments repository;
+    bool check = false;  ///< say what a run would find
+};
 
-/// Prints the status; returns exit status 0. Throws when there is no index that can be read.
-int status_main(const RepositoryArguments& arguments, schema::Owners owners);
+/// The command's table. `arguments` must outlive it.
+Command status_command(StatusArguments& arguments);
+
+/// Prints the status, or those parts of it that were asked for. Returns exit status 0, and 1 when
+/// `check` has found that the index is not up to date. Throws when there is no index that can be
+/// read.
+int status_main(const StatusArguments& arguments, schema::Owners owners);
 
 }  // namespace codetext::cli

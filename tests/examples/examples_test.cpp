@@ -11,6 +11,7 @@
 #include "indexer/plan/language.hpp"
 #include "indexer/run/index_run.hpp"
 #include "indexer/run/lock_holder.hpp"
+#include "indexer/run/preview.hpp"
 #include "indexer/run/repair.hpp"
 #include "indexer/status.hpp"
 #include "indexer/watch/request.hpp"
@@ -264,10 +265,11 @@ namespace indexer {
 TEST_F(Examples, indexer) {
 #include "example_of/indexer/plan/language.hpp"
 #include "example_of/indexer/run/index_run.hpp"
+#include "example_of/indexer/run/preview.hpp"
 #include "example_of/indexer/status.hpp"
     {
 #include "example_of/indexer/run/repair.hpp"
-    } EXPECT_EQ(taken(), "2:0:2,2:2,");
+    } EXPECT_EQ(taken(), "2:0:2,0:0:0,2:2,");
     const Descriptor stop(::open("/dev/null", O_RDONLY | O_CLOEXEC));  // it is readable
     {
         const Descriptor file(

@@ -35,11 +35,6 @@ namespace {
 /// How long a run waits at its end for searches that still read the write-ahead log.
 constexpr int CHECKPOINT_WAIT_MS = 1000;
 
-unsigned thread_count(const IndexOptions& options) {
-    return options.threads > 0 ? options.threads
-                               : std::max(1U, std::thread::hardware_concurrency());
-}
-
 std::vector<schema::UpgradeStep> upgrade_if_older(Database& db) {
     if (schema::version(db) == schema::SCHEMA_VERSION) return {};
     return schema::upgrade(db);
@@ -52,19 +47,14 @@ Database open_or_create(const std::filesystem::path& root, const IndexOptions& o
     return db;
 }
 
-chunk_store::Layout layout_of(const Database& db, const IndexOptions& options) {
-    const std::optional<chunk_store::Layout> layout = chunk_store::layout(db);
-    if (!layout) {
-        throw std::runtime_error(
-            fmt::format("the index {} has no table of the files' text: remove it and index anew",
-                        db.db_path().string()));
-    }
-    if (options.layout && *options.layout != *layout) {
+chunk_store::Layout wanted_layout_of(const Database& db, const IndexOptions& options) {
+    const chunk_store::Layout layout = layout_of(db);
+    if (options.layout && *options.layout != layout) {
         throw std::invalid_argument(
             fmt::format("the index {} has the layout {}: remove it to make one with the layout {}",
-                        db.db_path().string(), layout->name, options.layout->name));
+                        db.db_path().string(), layout.name, options.layout->name));
     }
-    return *layout;
+    return layout;
 }
 
 chunk_store::DictionaryHandle dictionary_for(Database& db, chunk_store::Layout layout,
@@ -80,27 +70,24 @@ chunk_store::DictionaryHandle dictionary_for(Database& db, chunk_store::Layout l
     return dictionary;
 }
 
-void count_text(const PlannedFile& file, IndexReport& report) {
-    ++report.files;
-    if (file.known && file.known->text_is_stored) {
-        ++report.changed_files;
-    } else {
-        ++report.new_files;
-    }
-}
-
 /// Adds one file to the report.
 void count(const PlannedFile& file, const ParsedFile& parsed, IndexReport& report) {
+    const Change change = change_of(file, parsed.outcome);
+    report.new_files += change == Change::NEW ? 1 : 0;
+    report.changed_files += change == Change::CHANGED ? 1 : 0;
+    report.gone_files += change == Change::GONE ? 1 : 0;
     switch (parsed.outcome) {
         case Outcome::CHUNKS:
-            return count_text(file, report);
+            ++report.files;
+            break;
         case Outcome::KEPT_ON_DISK:
+            ++report.files;
             ++report.kept_on_disk;
-            return count_text(file, report);
+            break;
         case Outcome::SAME_TEXT:
             ++report.files;
             report.kept_on_disk += file.known->text_on_disk ? 1 : 0;
-            return;
+            break;
         case Outcome::BINARY:
             ++report.binary_files;
             break;
@@ -108,7 +95,6 @@ void count(const PlannedFile& file, const ParsedFile& parsed, IndexReport& repor
             report.unreadable.push_back({file.entry.path, parsed.error});
             break;
     }
-    if (file.known && file.known->text_is_stored) ++report.gone_files;
 }
 
 void count_unchanged(const ChangePlan& plan, IndexReport& report) {
@@ -123,7 +109,7 @@ void read_files(Database& db, IndexStore& store, chunk_store::Layout layout, con
                 const ChangePlan& plan, const IndexOptions& options, IndexReport& report) {
     ParsePipeline pipeline =
         parse_files(root, plan.to_read, layout, dictionary_for(db, layout, root, plan.to_read),
-                    thread_count(options));
+                    thread_count(options.threads));
     const auto total = static_cast<std::int64_t>(plan.to_read.size());
     std::int64_t done = 0;
     for (const PlannedFile& file : plan.to_read) {
@@ -154,6 +140,18 @@ std::optional<std::string> checkpoint(Database& db) {
 
 }  // namespace
 
+unsigned thread_count(unsigned wanted) {
+    return wanted > 0 ? wanted : std::max(1U, std::thread::hardware_concurrency());
+}
+
+chunk_store::Layout layout_of(const Database& db) {
+    const std::optional<chunk_store::Layout> layout = chunk_store::layout(db);
+    if (layout) return *layout;
+    throw std::runtime_error(
+        fmt::format("the index {} has no table of the files' text: remove it and index anew",
+                    db.db_path().string()));
+}
+
 IndexReport index_repository(const std::filesystem::path& root, const IndexOptions& options) {
     const IndexLock lock(root, options.lock);
     return index_under_lock(root, options);
@@ -162,9 +160,9 @@ IndexReport index_repository(const std::filesystem::path& root, const IndexOptio
 IndexReport index_under_lock(const std::filesystem::path& root, const IndexOptions& options) {
     IndexReport report;
     Database db = open_or_create(root, options, report);
-    const chunk_store::Layout layout = layout_of(db, options);
+    const chunk_store::Layout layout = wanted_layout_of(db, options);
     const std::int64_t begun_at_ns = now_ns();
-    FileList list = list_files(root, thread_count(options));
+    FileList list = list_files(root, thread_count(options.threads));
     report.warnings = std::move(list.warnings);
     if (options.listed) options.listed(list.files);
     ChangePlan plan = plan_changes(db, layout, std::move(list.files), options.trust);

@@ -49,6 +49,15 @@ void parse_text(const PlannedFile& file, std::string bytes, chunk_store::Packer&
 
 }  // namespace
 
+Change change_of(const PlannedFile& file, Outcome outcome) {
+    const bool was_there = file.known && file.known->text_is_stored;
+    if (outcome == Outcome::SAME_TEXT) return Change::NONE;
+    if (outcome == Outcome::CHUNKS || outcome == Outcome::KEPT_ON_DISK) {
+        return was_there ? Change::CHANGED : Change::NEW;
+    }
+    return was_there ? Change::GONE : Change::NONE;
+}
+
 ParsedFile parse_file(const Descriptor& root, const PlannedFile& file,
                       chunk_store::Packer& packer) {
     ParsedFile parsed;

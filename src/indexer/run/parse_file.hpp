@@ -26,6 +26,10 @@ enum class Outcome {
     UNREADABLE,
 };
 
+/// What that means for the files of the index.
+enum class Change { NONE, NEW, CHANGED, GONE };
+Change change_of(const PlannedFile& file, Outcome outcome);
+
 struct ParsedFile {
     Outcome outcome = Outcome::UNREADABLE;
     FileStamp stamp = UNSETTLED;     ///< what the index is to remember
