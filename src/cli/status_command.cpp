@@ -16,12 +16,9 @@
 #include "cli/exit_status.hpp"
 #include "cli/output.hpp"
 #include "cli/repository.hpp"
+#include "cli/status_report.hpp"
 #include "cli/times.hpp"
 #include "cli/waiting.hpp"
-#include "indexer/run/preview.hpp"
-#include "indexer/status.hpp"
-#include "indexer/watch/watcher_lock.hpp"
-#include "storage/indexed_at.hpp"
 #include "utils/wall_clock.hpp"
 
 namespace codetext::cli {
@@ -48,18 +45,17 @@ std::string shown_time(std::optional<std::int64_t> time_ns) {
 }
 
 /// How far the index can be relied on.
-void print_freshness(const std::filesystem::path& root, schema::Owners owners) {
-    print_line(fmt::format("indexed         {}", shown_time(schema::indexed_at(root, owners))));
-    const indexer::WatcherSight watcher(root, owners);
-    if (!watcher.lives()) return;
-    const auto holder = watcher.holder();
-    print_line("watched         by " + (holder ? described(*holder) : "another process"));
+void print_freshness(const StatusReport& report) {
+    print_line("indexed         " + shown_time(report.indexed_at_ns));
+    if (!report.is_watched) return;
+    print_line("watched         by " +
+               (report.watcher ? described(*report.watcher) : "another process"));
 }
 
-void print_overview(const Database& db, const std::filesystem::path& root, schema::Owners owners) {
-    const indexer::IndexStatus status = indexer::index_status(db);
-    print_line(fmt::format("index           {}", db.db_path().string()));
-    print_freshness(root, owners);
+void print_overview(const StatusReport& report) {
+    const indexer::IndexStatus& status = report.status;
+    print_line(fmt::format("index           {}", report.index.string()));
+    print_freshness(report);
     print_line(fmt::format("schema          {}", status.schema_version));
     print_line(fmt::format("layout          {}", status.layout));
     print_line(fmt::format("database        {}", readable_bytes(status.database_bytes)));
@@ -86,7 +82,6 @@ void print_paths(std::string_view what, const std::vector<std::string>& paths) {
 }
 
 void print_changes(const indexer::PendingChanges& changes) {
-    for (const std::string& warning : changes.warnings) report(warning);
     if (changes.is_older) return print_line("a run would upgrade the index first");
     if (changes.none()) return print_line("up to date");
     print_line(fmt::format("a run would find {} new, {} changed, {} gone", changes.new_files.size(),
@@ -96,14 +91,44 @@ void print_changes(const indexer::PendingChanges& changes) {
     print_paths("gone", changes.gone);
 }
 
+void print_languages(const Database& db) {
+    for (const indexer::LanguageShare& share : indexer::languages_of(db)) {
+        const std::string name = share.language.empty() ? "unknown" : share.language;
+        print_line(
+            fmt::format("{:<16}{} files, {}", name, share.files, readable_bytes(share.bytes)));
+    }
+}
+
+void print_skipped(const Database& db) {
+    indexer::each_skipped_file(db, [](std::string_view path, std::string_view reason) {
+        print_line(fmt::format("{:<16}{}", reason, quoted_path(std::string(path))));
+    });
+}
+
+void print_text(const StatusArguments& arguments, const Database& db, const StatusReport& report) {
+    if (!arguments.check && !arguments.languages && !arguments.skipped) print_overview(report);
+    if (arguments.check) print_changes(*report.pending);
+    if (arguments.languages) print_languages(db);
+    if (arguments.skipped) print_skipped(db);
+}
+
 }  // namespace
 
 Command status_command(StatusArguments& arguments) {
     Command command =
         repository_command("status", "Say what the index holds", arguments.repository);
-    command.options = {{0, "check", "", "Options",
-                        "Say what a run of `codetext index` would find; write nothing",
-                        Flag{&arguments.check}}};
+    command.options = {
+        {0, "check", "", "Options", "Say what a run of `codetext index` would find; write nothing",
+         Flag{&arguments.check}},
+        {0, "languages", "", "Options", "Files and bytes by language, most files first",
+         Flag{&arguments.languages}},
+        {0, "skipped", "", "Options",
+         "The files that are not searched, and why, as the last run found them",
+         Flag{&arguments.skipped}},
+        {0, "json", "", "Options",
+         "Everything as one JSON object; what takes a look at the files only with --check",
+         Flag{&arguments.json}},
+    };
     command.notes =
         "Exit status: 0; 1 when --check has found that the index is not up to date;\n"
         "2 for an error.";
@@ -113,13 +138,17 @@ Command status_command(StatusArguments& arguments) {
 int status_main(const StatusArguments& arguments, schema::Owners owners) {
     const std::filesystem::path root = find_root(arguments.repository.path());
     Database db = open_existing_index(root, owners);
-    if (!arguments.check) {
-        print_overview(db, root, owners);
-        return SUCCESS;
+    StatusReport found = status_report(db, root, owners);
+    if (arguments.check) {
+        found.pending = indexer::pending_changes(db, root);
+        for (const std::string& warning : found.pending->warnings) report(warning);
     }
-    const indexer::PendingChanges changes = indexer::pending_changes(db, root);
-    print_changes(changes);
-    return changes.none() ? SUCCESS : NOTHING;
+    if (arguments.json) {
+        fmt::print("{}\n", status_json(found, db));
+    } else {
+        print_text(arguments, db, found);
+    }
+    return found.pending && !found.pending->none() ? NOTHING : SUCCESS;
 }
 
 }  // namespace codetext::cli

@@ -10,7 +10,10 @@ namespace codetext::cli {
 
 struct StatusArguments {
     RepositoryArguments repository;
-    bool check = false;  ///< say what a run would find
+    bool check = false;      ///< say what a run would find
+    bool languages = false;  ///< count files by language
+    bool skipped = false;    ///< name the files that are not searched
+    bool json = false;       ///< all of it for programs
 };
 
 /// The command's table. `arguments` must outlive it.

@@ -36,11 +36,13 @@ void count_chunks(const Database& db, IndexStatus& status) {
         static_cast<std::int64_t>(chunk_store::files_without_chunks(db, *layout).size());
 }
 
+/// An index of 3.1.0 has no such table.
+bool has_skipped_files(const Database& db) {
+    return number(db, "SELECT count(*) FROM sqlite_master WHERE name = ?", "skipped_files") > 0;
+}
+
 void count_skipped(const Database& db, IndexStatus& status) {
-    // An index of 3.1.0 has no such table.
-    if (number(db, "SELECT count(*) FROM sqlite_master WHERE name = ?", "skipped_files") == 0) {
-        return;
-    }
+    if (!has_skipped_files(db)) return;
     constexpr std::string_view SQL = "SELECT count(*) FROM skipped_files WHERE reason = ?";
     status.binary_files = number(db, SQL, SKIPPED_BINARY);
     status.unreadable_files = number(db, SQL, SKIPPED_UNREADABLE);
@@ -53,6 +55,25 @@ std::int64_t size_of(const std::filesystem::path& path) {
 }
 
 }  // namespace
+
+std::vector<LanguageShare> languages_of(const Database& db) {
+    std::vector<LanguageShare> shares;
+    for (const Row& row : db.fetchall("SELECT language, count(*), sum(size) FROM files "
+                                      "GROUP BY language ORDER BY 2 DESC, 3 DESC, 1")) {
+        shares.push_back({row.text(0), row.integer(1), row.integer(2)});
+    }
+    return shares;
+}
+
+void each_skipped_file(
+    const Database& db,
+    const std::function<void(std::string_view path, std::string_view reason)>& visit) {
+    if (!has_skipped_files(db)) return;
+    db.each("SELECT path, reason FROM skipped_files ORDER BY path", {}, [&](const RowView& row) {
+        visit(row.text(0), row.text(1));
+        return Visit::CONTINUE;
+    });
+}
 
 IndexStatus index_status(const Database& db) {
     IndexStatus status;

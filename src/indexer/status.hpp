@@ -6,7 +6,10 @@
 //   print(status.files, status.chunks);
 
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "storage/database.hpp"
 
@@ -25,6 +28,21 @@ struct IndexStatus {
     std::int64_t unreadable_files = 0;
     std::int64_t database_bytes = 0;  ///< the database file and its write-ahead log
 };
+
+/// The files of one language.
+struct LanguageShare {
+    std::string language;  ///< empty: unknown
+    std::int64_t files = 0, bytes = 0;
+};
+
+/// Those with most files first.
+std::vector<LanguageShare> languages_of(const Database& db);
+
+/// Hands each file that is not searched to `visit`, with the reason that the last run found,
+/// ascending by path. An old index that has no table of skipped files has none.
+void each_skipped_file(
+    const Database& db,
+    const std::function<void(std::string_view path, std::string_view reason)>& visit);
 
 /// Counts. An old index that has no table of skipped files counts none.
 IndexStatus index_status(const Database& db);
