@@ -4,7 +4,6 @@
 #include <stdexcept>
 
 #include "cli/output.hpp"
-#include "cli/repository.hpp"
 #include "cli/waiting.hpp"
 #include "indexer/run/index_run.hpp"
 #include "indexer/watch/watcher_lock.hpp"
@@ -17,14 +16,15 @@ Command clean_command(RepositoryArguments& arguments) {
     return command;
 }
 
-int clean_main(const RepositoryArguments& arguments, schema::Owners owners) {
-    const std::filesystem::path root = find_root(arguments.path());
-    const bool was_there = schema::open_index_directory(root, owners).number() != -1;
-    if (indexer::WatcherSight(root, owners).lives()) {
+int clean_main(const RepositoryArguments& arguments, const WhichIndex& which) {
+    const std::filesystem::path root = which.root_for(arguments);
+    const bool was_there = schema::open_index_directory(root, which.owners()).number() != -1;
+    if (indexer::WatcherSight(root, which.owners()).lives()) {
         throw std::runtime_error("codetext watch is running on " + root.string() +
                                  ": end it first");
     }
-    indexer::clean_index(root, lock_options(owners, indexer::Work::CLEAN, arguments.no_wait));
+    indexer::clean_index(root,
+                         lock_options(which.owners(), indexer::Work::CLEAN, arguments.no_wait));
     const std::string place = (root / schema::INDEX_DIRECTORY).string();
     print_line((was_there ? "removed the index in " : "no index in ") + place);
     return 0;

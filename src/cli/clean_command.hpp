@@ -4,7 +4,7 @@
 
 #include "cli/options.hpp"
 #include "cli/repository_arguments.hpp"
-#include "storage/index_directory.hpp"
+#include "cli/which_index.hpp"
 
 namespace codetext::cli {
 
@@ -12,6 +12,6 @@ namespace codetext::cli {
 Command clean_command(RepositoryArguments& arguments);
 
 /// Removes the index; returns exit status 0, also where there is none. Throws when it cannot.
-int clean_main(const RepositoryArguments& arguments, schema::Owners owners);
+int clean_main(const RepositoryArguments& arguments, const WhichIndex& which);
 
 }  // namespace codetext::cli

@@ -22,7 +22,16 @@ Option owner_option(AllArguments& arguments) {
             "",
             "Other",
             "Use an index that another user owns, who may have put anything into it",
-            Flag{&arguments.any_owner}};
+            Flag{&arguments.which.any_owner}};
+}
+
+Option root_option(AllArguments& arguments) {
+    return {0,
+            "root",
+            "DIR",
+            "Other",
+            "Use the index in the directory DIR, not the nearest one",
+            List{&arguments.which.roots}};
 }
 
 std::string_view first_word(std::string_view name) { return name.substr(0, name.find(' ')); }
@@ -71,6 +80,7 @@ std::vector<Command> all_commands(AllArguments& arguments) {
         verify_command(arguments.verify), clean_command(arguments.clean),
         watch_command(arguments.watch)};
     for (Command& command : commands) {
+        command.options.push_back(root_option(arguments));
         command.options.push_back(owner_option(arguments));
         command.options.push_back(help_option(arguments));
     }

@@ -13,13 +13,14 @@
 #include "cli/status_command.hpp"
 #include "cli/verify_command.hpp"
 #include "cli/watch_command.hpp"
+#include "cli/which_index.hpp"
 
 namespace codetext::cli {
 
 /// What the user gave to the command that was chosen; the others keep their defaults.
 struct AllArguments {
     bool help = false, version = false;
-    bool any_owner = false;         ///< an index that another user owns is used too
+    WhichIndex which;
     std::vector<std::string> none;  ///< the program itself takes no positionals
     IndexArguments index;
     SearchArguments search;
@@ -29,8 +30,8 @@ struct AllArguments {
     WatchArguments watch;
 };
 
-/// The commands in the order of the help text; each has --help and --any-owner. `arguments` must
-/// outlive them.
+/// The commands in the order of the help text; each has --help, --root and --any-owner. `arguments`
+/// must outlive them.
 std::vector<Command> all_commands(AllArguments& arguments);
 
 /// The program without a command: --help and --version. `arguments` must outlive it.

@@ -9,7 +9,6 @@
 
 #include "cli/output.hpp"
 #include "cli/progress_line.hpp"
-#include "cli/repository.hpp"
 #include "cli/waiting.hpp"
 #include "indexer/run/index_run.hpp"
 
@@ -84,11 +83,11 @@ void print_summary(const indexer::IndexReport& report, Clock::duration elapsed) 
         std::chrono::duration<double>(elapsed).count());
 }
 
-int index_main(const IndexArguments& arguments, schema::Owners owners) {
+int index_main(const IndexArguments& arguments, const WhichIndex& which) {
     auto begin = Clock::now();
     ProgressLine line(::isatty(STDERR_FILENO) == 1);
     const indexer::IndexReport result = indexer::index_repository(
-        find_root(arguments.repository.path()), options_of(arguments, owners, line, begin));
+        which.root_for(arguments.repository), options_of(arguments, which.owners(), line, begin));
     line.clear();
     report_problems(result);
     print_summary(result, Clock::now() - begin);

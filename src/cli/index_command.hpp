@@ -9,8 +9,8 @@
 
 #include "cli/options.hpp"
 #include "cli/repository_arguments.hpp"
+#include "cli/which_index.hpp"
 #include "indexer/run/index_run.hpp"
-#include "storage/index_directory.hpp"
 
 namespace codetext::cli {
 
@@ -34,6 +34,6 @@ void print_summary(const indexer::IndexReport& report, std::chrono::steady_clock
 
 /// Makes or refreshes the index; returns exit status 0. Reports a file that cannot be read on
 /// standard error and goes on. Throws whatever ends the run.
-int index_main(const IndexArguments& arguments, schema::Owners owners);
+int index_main(const IndexArguments& arguments, const WhichIndex& which);
 
 }  // namespace codetext::cli

@@ -56,14 +56,13 @@ int run_program_option(AllArguments& arguments, const std::vector<Command>& comm
 }
 
 int run_command(std::string_view name, const AllArguments& arguments) {
-    const auto owners = arguments.any_owner ? schema::Owners::ANY : schema::Owners::TRUSTED;
-    if (name == "index") return index_main(arguments.index, owners);
-    if (name == "search code") return search_main(arguments.search, owners);
-    if (name == "status") return status_main(arguments.status, owners);
-    if (name == "upgrade") return upgrade_main(arguments.upgrade, owners);
-    if (name == "watch") return watch_main(arguments.watch, owners);
-    if (name == "clean") return clean_main(arguments.clean, owners);
-    return verify_main(arguments.verify, owners);
+    if (name == "index") return index_main(arguments.index, arguments.which);
+    if (name == "search code") return search_main(arguments.search, arguments.which);
+    if (name == "status") return status_main(arguments.status, arguments.which);
+    if (name == "upgrade") return upgrade_main(arguments.upgrade, arguments.which);
+    if (name == "watch") return watch_main(arguments.watch, arguments.which);
+    if (name == "clean") return clean_main(arguments.clean, arguments.which);
+    return verify_main(arguments.verify, arguments.which);
 }
 
 int run(const std::vector<std::string>& given) {

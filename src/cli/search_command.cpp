@@ -209,10 +209,11 @@ std::string stats_text(const SearchResult& result, std::int64_t elapsed_ns) {
 // One run of the command.
 class SearchCommand {
   public:
-    SearchCommand(SearchArguments arguments, schema::Owners owners)
+    SearchCommand(SearchArguments arguments, const WhichIndex& which)
         : _arguments(std::move(arguments)),
-          _owners(owners),
-          _paths(_arguments.paths),
+          _owners(which.owners()),
+          _paths(_arguments.paths, which.root()),
+          _may_be_another(which.roots.empty()),
           _options(search_options(_arguments, _paths)),
           _format(text_format(_arguments, _out.is_terminal())) {
         _out.set_line_buffered(_arguments.line_buffered);
@@ -234,6 +235,7 @@ class SearchCommand {
         if (_arguments.unrestricted) report(UNRESTRICTED);
         if (_arguments.fresh) make_fresh(_paths.root(), _owners);
         Database db = open_existing_index(_paths.root(), _owners);
+        if (_may_be_another) _report_who_answers();
         const std::vector<std::string> problems = _find_unindexed(db);
         if (_arguments.files) return _list(db, problems);
         const SearchResult result = _search(db);
@@ -246,6 +248,11 @@ class SearchCommand {
     static constexpr const char* UNRESTRICTED =
         "files that git ignores are not in the index: name them as PATHs to search them; -a "
         "searches binary files";
+
+    void _report_who_answers() const {
+        const auto line = who_answers(_paths.root(), _paths.searched());
+        if (line) report(*line);
+    }
 
     bool _has_context() const {
         const search::FileWants& wants = _options.wants;
@@ -381,6 +388,7 @@ class SearchCommand {
     SearchArguments _arguments;
     schema::Owners _owners;
     SearchPaths _paths;
+    bool _may_be_another;  ///< nobody has said which index is to answer
     Output _out{STDOUT_FILENO};
     SearchOptions _options;
     TextFormat _format;
@@ -392,14 +400,14 @@ class SearchCommand {
 
 }  // namespace
 
-int search_main(SearchArguments arguments, schema::Owners owners) {
+int search_main(SearchArguments arguments, const WhichIndex& which) {
     if (arguments.type_list) {
         fmt::print("{}", type_list());
         return 0;
     }
     arguments.settle_patterns();
     arguments.read_pattern_files();
-    return SearchCommand(std::move(arguments), owners).run();
+    return SearchCommand(std::move(arguments), which).run();
 }
 
 }  // namespace codetext::cli

@@ -1,7 +1,6 @@
 #include "cli/search_paths.hpp"
 
 #include <algorithm>
-#include <optional>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -38,16 +37,6 @@ std::vector<GivenPath> existing(const std::vector<std::string>& given,
     return paths;
 }
 
-// `path` relative to `root`, both absolute; nullopt when it lies outside.
-std::optional<std::string> below(const fs::path& root, const fs::path& path) {
-    const std::string& inside = path.native();
-    const std::string& outside = root.native();
-    if (inside == outside) return "";
-    if (outside == "/") return inside.substr(1);
-    if (!inside.starts_with(outside) || inside[outside.size()] != '/') return std::nullopt;
-    return inside.substr(outside.size() + 1);
-}
-
 fs::path directory_of(const fs::path& path) {
     return fs::is_directory(path) ? path : path.parent_path();
 }
@@ -70,20 +59,24 @@ std::string without_wildcards(std::string_view path) {
 
 }  // namespace
 
-SearchPaths::SearchPaths(const std::vector<std::string>& given) {
+SearchPaths::SearchPaths(const std::vector<std::string>& given,
+                         const std::optional<fs::path>& chosen_root) {
     const fs::path current = fs::canonical(fs::current_path());
     std::vector<GivenPath> paths = existing(given, _missing);
-    if (paths.empty()) paths.push_back({".", current});
-    _root = find_root(directory_of(paths.front().path));
+    if (paths.empty()) {
+        const bool is_outside = chosen_root && !path_from_root(*chosen_root, current);
+        paths.push_back({".", is_outside ? *chosen_root : current});
+    }
+    _root = chosen_root ? *chosen_root : find_root(directory_of(paths.front().path));
     for (const GivenPath& path : paths) {
-        const std::optional<std::string> relative = below(_root, path.path);
+        const std::optional<std::string> relative = path_from_root(_root, path.path);
         if (!relative) {
             throw std::invalid_argument(path.given + " lies outside of the repository " +
                                         _root.string());
         }
         _searched.push_back(*relative);
     }
-    if (const auto relative = below(_root, current)) {
+    if (const auto relative = path_from_root(_root, current)) {
         _from_root = relative->empty() ? "" : *relative + '/';
     } else {
         _to_root = _root.lexically_relative(current).string() + '/';

@@ -5,6 +5,7 @@
 // directory `lib`, the file drivers/tun.c is ../drivers/tun.c.
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,10 +14,12 @@ namespace codetext::cli {
 
 class SearchPaths {
   public:
-    /// `given` as the user gave them; none stands for the current directory. The first one that is
+    /// `given` as the user gave them; none stands for the current directory, or for `chosen_root`
+    /// where that is elsewhere. Without a `chosen_root`, which is canonical, the first one that is
     /// there decides which repository is searched. Throws std::system_error when none is there,
     /// std::invalid_argument for one that lies outside of the repository.
-    explicit SearchPaths(const std::vector<std::string>& given);
+    SearchPaths(const std::vector<std::string>& given,
+                const std::optional<std::filesystem::path>& chosen_root);
 
     const std::filesystem::path& root() const { return _root; }
     /// The given paths relative to the root; "" is the root itself.

@@ -15,7 +15,6 @@
 #include "cli/existing_index.hpp"
 #include "cli/exit_status.hpp"
 #include "cli/output.hpp"
-#include "cli/repository.hpp"
 #include "cli/status_report.hpp"
 #include "cli/times.hpp"
 #include "cli/waiting.hpp"
@@ -55,6 +54,10 @@ void print_freshness(const StatusReport& report) {
 void print_overview(const StatusReport& report) {
     const indexer::IndexStatus& status = report.status;
     print_line(fmt::format("index           {}", report.index.string()));
+    for (const std::filesystem::path& other : report.above) {
+        print_line(
+            fmt::format("also            {} (an index above; --root chooses it)", other.string()));
+    }
     print_freshness(report);
     print_line(fmt::format("schema          {}", status.schema_version));
     print_line(fmt::format("layout          {}", status.layout));
@@ -135,10 +138,10 @@ Command status_command(StatusArguments& arguments) {
     return command;
 }
 
-int status_main(const StatusArguments& arguments, schema::Owners owners) {
-    const std::filesystem::path root = find_root(arguments.repository.path());
-    Database db = open_existing_index(root, owners);
-    StatusReport found = status_report(db, root, owners);
+int status_main(const StatusArguments& arguments, const WhichIndex& which) {
+    const std::filesystem::path root = which.root_for(arguments.repository);
+    Database db = open_existing_index(root, which.owners());
+    StatusReport found = status_report(db, root, which.owners());
     if (arguments.check) {
         found.pending = indexer::pending_changes(db, root);
         for (const std::string& warning : found.pending->warnings) report(warning);

@@ -4,7 +4,7 @@
 
 #include "cli/options.hpp"
 #include "cli/repository_arguments.hpp"
-#include "storage/index_directory.hpp"
+#include "cli/which_index.hpp"
 
 namespace codetext::cli {
 
@@ -22,6 +22,6 @@ Command status_command(StatusArguments& arguments);
 /// Prints the status, or those parts of it that were asked for. Returns exit status 0, and 1 when
 /// `check` has found that the index is not up to date. Throws when there is no index that can be
 /// read.
-int status_main(const StatusArguments& arguments, schema::Owners owners);
+int status_main(const StatusArguments& arguments, const WhichIndex& which);
 
 }  // namespace codetext::cli

@@ -123,6 +123,7 @@ std::string status_json(const StatusReport& report, const Database& db) {
     Json json(out);
     json.StartObject();
     text(json, "index", report.index.native());
+    texts(json, "above", {report.above.begin(), report.above.end()});
     freshness(json, report);
     counts(json, report.status);
     pending(json, report.pending);

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "indexer/run/lock_holder.hpp"
 #include "indexer/run/preview.hpp"
@@ -16,6 +17,7 @@ namespace codetext::cli {
 
 struct StatusReport {
     std::filesystem::path index;
+    std::vector<std::filesystem::path> above;  ///< indexes of directories above, nearest first
     indexer::IndexStatus status;
     std::optional<std::int64_t> indexed_at_ns;
     bool is_watched = false;

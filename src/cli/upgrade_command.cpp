@@ -4,7 +4,6 @@
 
 #include "cli/existing_index.hpp"
 #include "cli/output.hpp"
-#include "cli/repository.hpp"
 #include "cli/waiting.hpp"
 #include "indexer/run/index_run.hpp"
 
@@ -18,11 +17,11 @@ Command upgrade_command(RepositoryArguments& arguments) {
     return command;
 }
 
-int upgrade_main(const RepositoryArguments& arguments, schema::Owners owners) {
-    const std::filesystem::path root = find_root(arguments.path());
-    check_index(root, owners);
+int upgrade_main(const RepositoryArguments& arguments, const WhichIndex& which) {
+    const std::filesystem::path root = which.root_for(arguments);
+    check_index(root, which.owners());
     const auto steps = indexer::upgrade_index(
-        root, lock_options(owners, indexer::Work::UPGRADE, arguments.no_wait));
+        root, lock_options(which.owners(), indexer::Work::UPGRADE, arguments.no_wait));
     for (const schema::UpgradeStep& step : steps) {
         print_line(fmt::format("{} to {}: {}", step.from, step.to, step.what));
     }

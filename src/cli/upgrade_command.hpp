@@ -4,7 +4,7 @@
 
 #include "cli/options.hpp"
 #include "cli/repository_arguments.hpp"
-#include "storage/index_directory.hpp"
+#include "cli/which_index.hpp"
 
 namespace codetext::cli {
 
@@ -12,6 +12,6 @@ namespace codetext::cli {
 Command upgrade_command(RepositoryArguments& arguments);
 
 /// Upgrades the index; returns exit status 0. Throws when there is no index or a step fails.
-int upgrade_main(const RepositoryArguments& arguments, schema::Owners owners);
+int upgrade_main(const RepositoryArguments& arguments, const WhichIndex& which);
 
 }  // namespace codetext::cli

@@ -11,7 +11,6 @@
 #include "cli/exit_status.hpp"
 #include "cli/index_command.hpp"
 #include "cli/output.hpp"
-#include "cli/repository.hpp"
 #include "cli/waiting.hpp"
 #include "indexer/run/repair.hpp"
 #include "storage/schema.hpp"
@@ -71,12 +70,12 @@ Command verify_command(VerifyArguments& arguments) {
     return command;
 }
 
-int verify_main(const VerifyArguments& arguments, schema::Owners owners) {
-    const std::filesystem::path root = find_root(arguments.repository.path());
-    check_index(root, owners);
+int verify_main(const VerifyArguments& arguments, const WhichIndex& which) {
+    const std::filesystem::path root = which.root_for(arguments.repository);
+    check_index(root, which.owners());
     if (arguments.repair) {
-        return repair(root,
-                      lock_options(owners, indexer::Work::REPAIR, arguments.repository.no_wait));
+        return repair(root, lock_options(which.owners(), indexer::Work::REPAIR,
+                                         arguments.repository.no_wait));
     }
     const std::filesystem::path path = schema::index_path(root);
     const std::vector<std::string> problems =

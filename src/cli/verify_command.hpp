@@ -5,7 +5,7 @@
 
 #include "cli/options.hpp"
 #include "cli/repository_arguments.hpp"
-#include "storage/index_directory.hpp"
+#include "cli/which_index.hpp"
 
 namespace codetext::cli {
 
@@ -21,6 +21,6 @@ Command verify_command(VerifyArguments& arguments);
 /// Returns the exit status: 0 for an index that is whole, or was repaired, 1 after printing each
 /// problem on its own line.
 /// Throws when there is no index that can be read.
-int verify_main(const VerifyArguments& arguments, schema::Owners owners);
+int verify_main(const VerifyArguments& arguments, const WhichIndex& which);
 
 }  // namespace codetext::cli

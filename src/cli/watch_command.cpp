@@ -21,7 +21,6 @@
 #include "cli/index_command.hpp"
 #include "cli/output.hpp"
 #include "cli/progress_line.hpp"
-#include "cli/repository.hpp"
 #include "cli/stop_signals.hpp"
 #include "indexer/watch/watcher.hpp"
 
@@ -107,12 +106,12 @@ Command watch_command(WatchArguments& arguments) {
     return command;
 }
 
-int watch_main(const WatchArguments& arguments, schema::Owners owners) {
-    const std::filesystem::path root = find_root(arguments.repository.path());
+int watch_main(const WatchArguments& arguments, const WhichIndex& which) {
+    const std::filesystem::path root = which.root_for(arguments.repository);
     const StopSignals signals;
     WatchOutput output(arguments.quiet);
     indexer::WatchOptions options;
-    options.owners = owners;
+    options.owners = which.owners();
     options.stop = signals.descriptor();
     options.refreshed = [&](const indexer::IndexReport& report, Elapsed elapsed) {
         output.show_run(report, elapsed);

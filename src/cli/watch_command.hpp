@@ -4,7 +4,7 @@
 
 #include "cli/options.hpp"
 #include "cli/repository_arguments.hpp"
-#include "storage/index_directory.hpp"
+#include "cli/which_index.hpp"
 
 namespace codetext::cli {
 
@@ -19,6 +19,6 @@ Command watch_command(WatchArguments& arguments);
 /// Watches until SIGINT or SIGTERM comes, then returns exit status 0. Prints a line for each
 /// refresh that found changes; reports failures on standard error and goes on. Throws what
 /// indexer::watch_repository throws.
-int watch_main(const WatchArguments& arguments, schema::Owners owners);
+int watch_main(const WatchArguments& arguments, const WhichIndex& which);
 
 }  // namespace codetext::cli
