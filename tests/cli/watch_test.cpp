@@ -245,6 +245,7 @@ TEST(watch, waits_for_another_run_and_ends_cleanly_in_the_middle) {
     ASSERT_TRUE(eventually(lives));
     ASSERT_EQ(::flock(lock.number(), LOCK_UN), 0);
     EXPECT_TRUE(ask(play.root));
+    EXPECT_THAT(run({"status"}, play.root).output, HasSubstr("\nwatched         by process "));
     EXPECT_EQ(second.end(SIGTERM), 0);
     EXPECT_THAT(second.said(), HasSubstr("watching " + play.root.string()));
 }
