@@ -63,7 +63,7 @@ void target(Input input) {
     require(unquoted(cli::quoted_path(path)) == path, "a quoted path tells which path it is");
     require_harmless(cli::escaped(input.rest()), true);
 
-    static const cli::SearchPaths paths({"/"});
+    static const cli::SearchPaths paths({"/"}, std::nullopt);
     const code_text::FileRow file{1, unicode::decode(path), "", std::nullopt};
     const std::vector<std::string> lines = reference::words(text, '\n');
     std::string json;

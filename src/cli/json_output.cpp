@@ -11,6 +11,7 @@
 #include <string_view>
 #include <utility>
 
+#include "cli/times.hpp"
 #include "search/query/match_span.hpp"
 #include "utils/unicode.hpp"
 
@@ -116,6 +117,17 @@ void stats(Json& json, const search::Stats& stats, std::int64_t bytes_printed) {
     json.EndObject();
 }
 
+void coverage(Json& json, const std::optional<search::Coverage>& coverage) {
+    key(json, "coverage");
+    if (!coverage) return static_cast<void>(json.Null());
+    json.StartObject();
+    number(json, "files", coverage->files);
+    number(json, "left_out", coverage->left_out);
+    number(json, "binary", coverage->binary);
+    number(json, "unreadable", coverage->unreadable);
+    json.EndObject();
+}
+
 class JsonRenderer : public search::Renderer {
   public:
     JsonRenderer(const search::Query& query, const SearchPaths& paths,
@@ -195,22 +207,26 @@ std::unique_ptr<search::Renderer> make_json_renderer(const search::Query& query,
     return std::make_unique<JsonRenderer>(query, paths, replacement);
 }
 
-std::string json_summary(const search::SearchResult& result, std::int64_t elapsed_ns,
-                         std::int64_t bytes_printed, bool is_cut) {
+std::string json_summary(const SearchSummary& summary) {
+    const search::SearchResult& result = *summary.result;
     OutputBuffer out(std::numeric_limits<std::size_t>::max(), nullptr);
     add_object(out, "summary", [&](Json& json) {
-        elapsed(json, "elapsed_total", elapsed_ns);
-        stats(json, result.stats, bytes_printed);
+        elapsed(json, "elapsed_total", summary.elapsed_ns);
+        stats(json, result.stats, summary.bytes_printed);
         key(json, "source");
         text(json, result.from_index ? "index" : "disk");
         key(json, "reason");
         result.reason ? text(json, *result.reason) : static_cast<void>(json.Null());
-        key(json, "unreadable");
-        json.Int64(result.unread.count);
+        number(json, "from_disk", result.stats.files_from_disk);
+        number(json, "unreadable", result.unread.count);
         key(json, "truncated");
-        json.Bool(is_cut);
+        json.Bool(summary.is_cut);
         number(json, "checked", result.stats.files_checked);
         number(json, "stale", result.stats.files_stale);
+        coverage(json, summary.coverage);
+        key(json, "indexed_at");
+        summary.indexed_at_ns ? text(json, utc_time(*summary.indexed_at_ns / NS_PER_SECOND))
+                              : static_cast<void>(json.Null());
     });
     return out.text();
 }

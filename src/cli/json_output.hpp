@@ -10,9 +10,12 @@
 // Differences to ripgrep: a match also has `column`, the number of code points before the first
 // submatch in the text of the index (in the line's lower-case form when the search ignores case and
 // looks for plain text). That text has the byte-order mark of a file, which is not written here.
-// The summary also has `source` and `reason`, `unreadable`, `truncated`, and `checked` and `stale`:
-// files that were compared with the disk before they were shown, and how many of them had changed
-// or gone.
+// The summary also has `source` and `reason`; `from_disk`, files whose text was read from disk, and
+// `unreadable`, those that could not be read; `truncated`: there is more than was printed; `checked`
+// and `stale`: files that were compared with the disk before they were shown, and how many of them
+// had changed or gone; `coverage`, numbers of files below the searched paths: `files` in the index,
+// of these `left_out` by globs, types or depth, and `binary` and `unreadable` ones that are not in
+// it; `indexed_at`: when the last run of the indexer came to its end, in UTC, or null.
 //
 // `absolute_offset` is the place of the line in the file, in bytes from 0, where the file is UTF-8
 // without a mark and its lines end with LF alone; elsewhere in the text as it is searched: decoded,
@@ -22,6 +25,7 @@
 #include <string>
 
 #include "cli/search_paths.hpp"
+#include "cli/search_summary.hpp"
 #include "search/query/replacement.hpp"
 #include "search/run/search_run.hpp"
 
@@ -33,9 +37,7 @@ std::unique_ptr<search::Renderer> make_json_renderer(const search::Query& query,
                                                      const SearchPaths& paths,
                                                      const search::Replacement* replacement);
 
-/// The summary line. `elapsed_ns` is the time of the whole search; `is_cut` says that there is more
-/// than was printed.
-std::string json_summary(const search::SearchResult& result, std::int64_t elapsed_ns,
-                         std::int64_t bytes_printed, bool is_cut);
+/// The summary line.
+std::string json_summary(const SearchSummary& summary);
 
 }  // namespace codetext::cli

@@ -198,6 +198,11 @@ Options other_options(SearchArguments& a) {
         {0, "no-messages", "", GROUP, "No words about files that cannot be read",
          Flag{&a.no_messages}},
         {0, "stats", "", GROUP, "Report on standard error what the search did", Flag{&a.stats}},
+        {0, "explain", "", GROUP,
+         "Report on standard error what was asked of the index, what each step left, and how long "
+         "it "
+         "took",
+         Flag{&a.explain}},
     };
 }
 

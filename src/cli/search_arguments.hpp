@@ -34,7 +34,7 @@ struct SearchArguments {
                 context_field_separator = "-", hyperlink_format;
     std::string encoding, engine, path_separator;  ///< one value each is accepted
     bool no_context_separator = false, hyperlink = false;
-    bool type_list = false, fresh = false, files = false, unrestricted = false;
+    bool explain = false, type_list = false, fresh = false, files = false, unrestricted = false;
 
     /// Checks that the options go together and, where no option gives a pattern and one is needed,
     /// moves the first positional to `patterns`. Throws UsageError where options exclude one

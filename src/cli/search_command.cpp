@@ -20,11 +20,13 @@
 #include "cli/output.hpp"
 #include "cli/search_arguments.hpp"
 #include "cli/search_paths.hpp"
+#include "cli/search_summary.hpp"
 #include "cli/text_output.hpp"
 #include "cli/unindexed_files.hpp"
 #include "indexer/plan/language.hpp"
 #include "search/run/file_listing.hpp"
 #include "search/run/search_run.hpp"
+#include "storage/indexed_at.hpp"
 
 namespace codetext::cli {
 
@@ -157,6 +159,7 @@ SearchOptions search_options(const SearchArguments& arguments, const SearchPaths
     options.conditions = conditions(arguments);
     options.binary_as_text = arguments.text;
     options.order = file_order(arguments);
+    options.explains = arguments.explain;
     options.threads = static_cast<unsigned>(arguments.threads);
     options.limit = or_no_limit(arguments.limit);
     options.tells_cut = arguments.limit > 0 && !arguments.quiet;
@@ -195,17 +198,6 @@ TextFormat text_format(const SearchArguments& arguments, bool is_terminal) {
     return format;
 }
 
-std::string stats_text(const SearchResult& result, std::int64_t elapsed_ns) {
-    const search::Stats& stats = result.stats;
-    return fmt::format(
-        "{} matching lines in {} files\n{} files searched\n{} {} read, {} of them without a match\n"
-        "{} bytes searched\n{} files checked, {} stale\n{:.6f} seconds\nread from the {}\n",
-        stats.matched_lines, stats.files_with_match, stats.files_searched, stats.segments,
-        result.from_index ? "chunks" : "files", stats.segments_without_match, stats.bytes_searched,
-        stats.files_checked, stats.files_stale, static_cast<double>(elapsed_ns) * 1e-9,
-        result.from_index ? "index" : "disk");
-}
-
 // One run of the command.
 class SearchCommand {
   public:
@@ -239,7 +231,7 @@ class SearchCommand {
         const std::vector<std::string> problems = _find_unindexed(db);
         if (_arguments.files) return _list(db, problems);
         const SearchResult result = _search(db);
-        _finish(result);
+        _finish(db, result);
         if (!result.is_damaged) _tell_problems(problems);
         return _exit_status(result);
     }
@@ -344,12 +336,22 @@ class SearchCommand {
         return _out.write(part) && !_is_full;
     }
 
-    void _finish(const SearchResult& result) {
-        const std::int64_t elapsed_ns = ns_since(_start);
-        const bool is_cut = result.is_cut || _is_full;
-        if (_arguments.json && !_arguments.quiet) {
-            _out.write(json_summary(result, elapsed_ns, _bytes_printed, is_cut));
+    SearchSummary _summary(const Database& db, const SearchResult& result) const {
+        SearchSummary summary{.result = &result,
+                              .elapsed_ns = ns_since(_start),
+                              .bytes_printed = _bytes_printed,
+                              .is_cut = result.is_cut || _is_full};
+        const bool is_wanted = _arguments.stats || (_arguments.json && !_arguments.quiet);
+        if (is_wanted && !result.is_damaged) {
+            summary.coverage = search::coverage_of(db, _options.filter);
         }
+        if (is_wanted) summary.indexed_at_ns = schema::indexed_at(_paths.root(), _owners);
+        return summary;
+    }
+
+    void _finish(const Database& db, const SearchResult& result) {
+        const SearchSummary summary = _summary(db, result);
+        if (_arguments.json && !_arguments.quiet) _out.write(json_summary(summary));
         _out.flush();
         if (result.reason) report(*result.reason);
         if (result.unread.count > 0) {
@@ -363,13 +365,14 @@ class SearchCommand {
                             "as they are; `codetext index` finds what is new elsewhere",
                             result.stats.files_stale));
         }
-        if (is_cut) {
+        if (summary.is_cut) {
             report(_is_full ? fmt::format("cut after {} bytes (--max-bytes): there is more",
                                           _bytes_printed)
                             : fmt::format("cut after {} results (--limit): there are more",
                                           result.results));
         }
-        if (_arguments.stats) fmt::print(stderr, "{}", stats_text(result, elapsed_ns));
+        if (_arguments.stats) fmt::print(stderr, "{}", stats_text(summary));
+        if (_arguments.explain) fmt::print(stderr, "{}", explanation(_options.query, summary));
     }
 
     bool _has_found(const SearchResult& result) const {

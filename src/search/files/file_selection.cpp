@@ -63,19 +63,6 @@ std::string select_files(const Database& db) {
            (has_stamps ? ", size, mtime_ns, ctime_ns, inode" : "") + " FROM files";
 }
 
-// Calls `row` for each file below the filter's paths, once.
-void each_row(const Database& db, const std::string& select, const FileFilter& filter,
-              const std::function<Visit(const RowView&)>& row) {
-    const std::vector<std::string>& paths = filter.paths.outermost();
-    if (paths.empty() || paths.front().empty()) return db.each(select, {}, row);
-    const std::string one_or_below =
-        fmt::format("{0} WHERE path = ?1 UNION ALL {0} WHERE path > ?2 AND path < ?3", select);
-    for (const std::string& path : paths) {
-        // "0" is the character after "/": the range is that of everything in the directory.
-        db.each(one_or_below, {path, path + '/', path + '0'}, row);
-    }
-}
-
 std::optional<FileStamp> stamp_in(const RowView& row) {
     if (row.size() < 7) return std::nullopt;
     return FileStamp{.size = row.integer(3),
@@ -124,7 +111,7 @@ std::vector<FileRow> rows_by_scan(const Database& db, const FileFilter& filter,
         files.reserve(file_ids->size());
     }
     chunk_store::DatabaseLimit size(db);
-    each_row(db, select_files(db), filter, [&](const RowView& row) {
+    _each_row(db, select_files(db), filter, [&](const RowView& row) {
         size.take(row.text(1).size() + MIN_ROW_BYTES);
         if (!wanted || wanted->contains(row.integer(0))) add_passing(files, filter, row);
         return Visit::CONTINUE;
@@ -134,13 +121,25 @@ std::vector<FileRow> rows_by_scan(const Database& db, const FileFilter& filter,
 
 }  // namespace
 
+void _each_row(const Database& db, const std::string& select, const FileFilter& filter,
+               const std::function<Visit(const RowView&)>& row) {
+    const std::vector<std::string>& paths = filter.paths.outermost();
+    if (paths.empty() || paths.front().empty()) return db.each(select, {}, row);
+    const std::string one_or_below =
+        fmt::format("{0} WHERE path = ?1 UNION ALL {0} WHERE path > ?2 AND path < ?3", select);
+    for (const std::string& path : paths) {
+        // "0" is the character after "/": the range is that of everything in the directory.
+        db.each(one_or_below, {path, path + '/', path + '0'}, row);
+    }
+}
+
 bool has_files_at(const Database& db, const std::string& path) {
     bool found = false;
-    each_row(db, "SELECT 1 FROM files", {.paths = {path}, .globs = {}, .languages = {}},
-             [&](const RowView&) {
-                 found = true;
-                 return Visit::STOP;
-             });
+    _each_row(db, "SELECT 1 FROM files", {.paths = {path}, .globs = {}, .languages = {}},
+              [&](const RowView&) {
+                  found = true;
+                  return Visit::STOP;
+              });
     return found;
 }
 
@@ -157,12 +156,6 @@ std::vector<std::string> binary_files(const Database& db, const SearchedPaths& p
                 return Visit::CONTINUE;
             });
     return files;
-}
-
-std::optional<std::string> why_skipped(const Database& db, const std::string& path) {
-    if (schema::version(db) != schema::SCHEMA_VERSION) return std::nullopt;  // may lack the table
-    const auto row = db.fetchone("SELECT reason FROM skipped_files WHERE path = ?", {path});
-    return row ? std::optional(row->text(0)) : std::nullopt;
 }
 
 bool passes(const FileFilter& filter, std::string_view path, std::string_view language) {

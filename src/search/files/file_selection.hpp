@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <optional>
 #include <string>
@@ -76,7 +77,9 @@ bool has_files_at(const Database& db, const std::string& path);
 /// The paths of binary files that the last run has left out and that `paths` hold, ascending.
 std::vector<std::string> binary_files(const Database& db, const SearchedPaths& paths);
 
-/// "binary" or "unreadable" for a file that the last run has left out; none for any other.
-std::optional<std::string> why_skipped(const Database& db, const std::string& path);
+/// Calls `visit` for each file below the filter's paths, once, with the columns that `select` names
+/// ("SELECT ... FROM files"). Private to search/files.
+void _each_row(const Database& db, const std::string& select, const FileFilter& filter,
+               const std::function<Visit(const RowView&)>& visit);
 
 }  // namespace codetext::search

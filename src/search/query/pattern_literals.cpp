@@ -40,6 +40,18 @@ class Literals {
         return std::move(_literals);
     }
 
+    bool name_line_break() {
+        while (!_rest.empty() && !_names_line_break) {
+            // A class may name it beside others, or to exclude it.
+            const bool is_class = _rest.starts_with('[');
+            const std::size_t before = _literals.size();
+            _one();
+            const bool is_break = _literals.find('\n', before) != std::string::npos;
+            _names_line_break = !is_class && (is_break || _names_line_break);
+        }
+        return _names_line_break;
+    }
+
   private:
     void _one() {
         if (_takes("\\Q")) return _quotation();
@@ -65,6 +77,8 @@ class Literals {
         const std::string_view name = _taken(next_code_point(_rest, 0));
         if (name == "x") {
             _number(_takes("{") ? _taken_until('}') : _taken(2), 16);
+        } else if (name == "n") {
+            _names_line_break = true;
         } else if (name == "p" || name == "P") {
             _takes("{") ? _skip_past('}') : _skip(next_code_point(_rest, 0));
         }
@@ -119,10 +133,13 @@ class Literals {
 
     std::string_view _rest;
     std::string _literals;
+    bool _names_line_break = false;  ///< the escape read last, or one outside of a class
 };
 
 }  // namespace
 
 std::string literals_of(std::string_view pattern) { return Literals(pattern).all(); }
+
+bool names_line_break(std::string_view pattern) { return Literals(pattern).name_line_break(); }
 
 }  // namespace codetext::search

@@ -14,4 +14,8 @@ namespace codetext::search {
 /// flag is written with. What it gives for a pattern that does not compile means nothing.
 std::string literals_of(std::string_view pattern);
 
+/// Whether the pattern names a line feed outside of a class: as itself, as \n or by its number. No
+/// line matches that part of it.
+bool names_line_break(std::string_view pattern);
+
 }  // namespace codetext::search

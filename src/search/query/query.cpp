@@ -17,9 +17,10 @@ void check_text(const QueryOptions& options) {
         if (unicode::decode(pattern) != pattern) {
             throw std::invalid_argument("the pattern is not valid UTF-8");
         }
-        if (pattern.find('\n') != std::string::npos) {
+        const bool is_in_text = pattern.find('\n') != std::string::npos;
+        if (is_in_text || (!options.fixed_strings && names_line_break(pattern))) {
             throw std::invalid_argument(
-                "the pattern holds a line break, but lines are searched one by one");
+                "a pattern cannot hold a line break: lines are searched one by one");
         }
     }
 }

@@ -43,7 +43,7 @@ struct Query {
 
 /// A single pattern without metacharacters, or one given as plain text, becomes a needle;
 /// everything else a regular expression. Throws std::invalid_argument for a pattern that does not
-/// compile, is not UTF-8, or as plain text holds a line break.
+/// compile, is not UTF-8, or holds a line break.
 Query make_query(const QueryOptions& options);
 
 /// Whether the search ignores case, as the options say or smart case finds.

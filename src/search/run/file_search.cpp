@@ -63,6 +63,7 @@ class FileSearch {
         if (_wants.all_lines) _wanted_until = NO_LIMIT;
         if (_wanted_until > 0) _show_context(_next, _wanted_until);
         _stats.files_searched = 1;
+        _stats.files_from_disk = code_text::reads_disk(*_source, _file->file_id) ? 1 : 0;
         _stats.files_with_match = _stats.matched_lines > 0 ? 1 : 0;
         return _stats;
     }
@@ -204,6 +205,7 @@ class FileSearch {
 
 Stats& Stats::operator+=(const Stats& other) {
     files_searched += other.files_searched;
+    files_from_disk += other.files_from_disk;
     files_with_match += other.files_with_match;
     segments += other.segments;
     segments_without_match += other.segments_without_match;

@@ -45,7 +45,8 @@ struct ResultLine {
 };
 
 struct Stats {
-    std::int64_t files_searched = 0;  ///< read from disk, or with candidates in the index
+    std::int64_t files_searched = 0;   ///< read from disk, or with candidates in the index
+    std::int64_t files_from_disk = 0;  ///< of these, those whose text was read from disk
     std::int64_t files_with_match = 0;
     std::int64_t segments = 0;  ///< runs of lines that were searched: chunks, or files
     std::int64_t segments_without_match = 0;

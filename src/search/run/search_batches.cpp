@@ -8,6 +8,8 @@
 
 #include "search/run/search_batches.hpp"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <iterator>
 #include <span>
@@ -27,7 +29,8 @@ constexpr std::size_t GROWTH = 4;
 
 }  // namespace
 
-SearchBatches::SearchBatches(const Database& db, const SearchOptions& options, SourceWanted source)
+SearchBatches::SearchBatches(const Database& db, const SearchOptions& options, SourceWanted source,
+                             StepLog& log)
     : _db(&db),
       _options(&options),
       _source(source),
@@ -42,7 +45,25 @@ SearchBatches::SearchBatches(const Database& db, const SearchOptions& options, S
     const bool needs_match = options.result_kind == ResultKind::MATCHING_LINE ||
                              options.result_kind == ResultKind::FILE_WITH_MATCH;
     if (_candidates && needs_match) _narrowed = _files_worth_searching();
+    log.add([this] { return _description(); });
     _start();
+}
+
+std::string SearchBatches::_description() const {
+    if (_source == SourceWanted::DISK) return "the index is not asked";
+    if (!_layout) return "the index has no text";
+    if (!chunk_store::asks_before_reading(*_layout)) {
+        return "this layout has no trigram index: SQLite looks through the chunks";
+    }
+    if (!_candidates) return "the trigram index narrows nothing: all chunks may match";
+    std::string text = fmt::format("the trigram index leaves {} chunk(s) in {} file(s)",
+                                   _candidates->rowids().size(), _candidates->file_ids().size());
+    if (_narrowed) {
+        text +=
+            fmt::format("; with files kept on disk{}, {} file(s)",
+                        _options->conditions.empty() ? "" : ", and by --and", _narrowed->size());
+    }
+    return text;
 }
 
 // Files kept on disk have no chunk, and may hold anything.

@@ -32,8 +32,10 @@ struct SearchBatch {
 /// database and the options must outlive it.
 class SearchBatches {
   public:
-    /// `source` counts in place of that of the options.
-    SearchBatches(const Database& db, const SearchOptions& options, SourceWanted source);
+    /// `source` counts in place of that of the options. `log` gets a line about what the trigram
+    /// index gave.
+    SearchBatches(const Database& db, const SearchOptions& options, SourceWanted source,
+                  StepLog& log);
     // Not copied: _in_order reads _narrowed where it stands.
     SearchBatches(const SearchBatches&) = delete;
     SearchBatches& operator=(const SearchBatches&) = delete;
@@ -49,6 +51,7 @@ class SearchBatches {
     const TreeReader& reader() const { return _reader; }
 
   private:
+    std::string _description() const;
     void _start();
     std::vector<std::int64_t> _files_worth_searching() const;
     std::vector<code_text::FileRow> _next_files();

@@ -5,6 +5,9 @@
 
 #include "search/run/search_run.hpp"
 
+#include <fmt/format.h>
+
+#include <string>
 #include <utility>
 
 #include "search/run/batch_search.hpp"
@@ -13,19 +16,40 @@
 namespace codetext::search {
 namespace {
 
+std::string description_of(const SearchBatch& batch) {
+    const bool is_index = std::holds_alternative<code_text::ChunkText>(batch.source);
+    return fmt::format("{} file(s) to look at, read from the {}", batch.files.size(),
+                       is_index ? "index" : "disk");
+}
+
+std::string description_of(const SearchResult& result) {
+    const Stats& stats = result.stats;
+    return fmt::format(
+        "{} file(s) searched, {} of them from disk: {} {}, {} without a match; {} file(s) match on "
+        "{} line(s); {} refused by --and or --not; {} compared with the disk, {} stale",
+        stats.files_searched, stats.files_from_disk, stats.segments,
+        result.from_index ? "chunk(s)" : "text(s)", stats.segments_without_match,
+        stats.files_with_match, stats.matched_lines, stats.files_refused, stats.files_checked,
+        stats.files_stale);
+}
+
 SearchResult search_once(Database& db, const SearchOptions& options, SourceWanted source,
                          const MakeRenderer& make_renderer, const Emit& emit) {
     const Transaction snapshot(db, Transaction::Kind::READ);
     SearchResult result;
-    SearchBatches batches(db, options, source);
+    StepLog log(options.explains);
+    SearchBatches batches(db, options, source, log);
     bool goes_on = true;
     while (goes_on) {
         std::optional<SearchBatch> batch = batches.next();
         if (!batch) break;
         result.from_index = std::holds_alternative<code_text::ChunkText>(batch->source);
+        log.add([&] { return description_of(*batch); });
         goes_on = options.limit > 0 && search_batch(options, make_renderer, batches.reader(),
                                                     *std::move(batch), emit, result);
     }
+    log.add([&] { return description_of(result); });
+    result.steps = log.steps();
     result.reason = batches.reason();
     result.unread = batches.reader().unread();
     return result;

@@ -18,6 +18,7 @@
 #include "search/query/query.hpp"
 #include "search/run/file_search.hpp"
 #include "search/run/output_buffer.hpp"
+#include "search/run/step_log.hpp"
 #include "search/run/tree_reader.hpp"
 #include "storage/database.hpp"
 
@@ -68,7 +69,8 @@ struct SearchOptions {
     /// The search goes on after the last result that the limit allows, to see whether there is
     /// another one.
     bool tells_cut = false;
-    unsigned threads = 0;  ///< 0: one a core
+    unsigned threads = 0;   ///< 0: one a core
+    bool explains = false;  ///< SearchResult::steps is wanted
 };
 
 /// Makes the output for one file after the other.
@@ -99,7 +101,8 @@ struct SearchResult {
     std::int64_t results = 0;           ///< of the kind that the options name
     bool is_cut = false;                ///< there are more results, as far as tells_cut asks for it
     bool stopped = false;               ///< `emit` gave false
-    UnreadFiles unread;                 ///< on disk, so that the answer may lack matches in them
+    std::vector<SearchStep> steps = {};  ///< what was done, where the options ask for it
+    UnreadFiles unread;                  ///< on disk, so that the answer may lack matches in them
 };
 
 /// The index cannot answer a search that wants it to; the message holds the reason.

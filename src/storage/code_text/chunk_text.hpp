@@ -44,6 +44,8 @@ class ChunkText {
     /// Ids, ascending, of the files that can have a segment: those with candidates, and those kept
     /// on disk. A search need not ask for any other.
     std::vector<std::int64_t> possible_files() const;
+    /// Whether the index has no chunks of the file, on purpose.
+    bool keeps_on_disk(std::int64_t file_id) const { return _on_disk->contains(file_id); }
 
   private:
     void _forget_dropped_lists();

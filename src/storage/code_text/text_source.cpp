@@ -55,6 +55,11 @@ SegmentList segments(TextSource& source, std::int64_t file_id, const std::string
     return std::visit([&](auto& text) { return text.segments(file_id, path); }, source);
 }
 
+bool reads_disk(const TextSource& source, std::int64_t file_id) {
+    const auto* chunks = std::get_if<ChunkText>(&source);
+    return chunks == nullptr || chunks->keeps_on_disk(file_id);
+}
+
 Lines lines(TextSource& source, std::int64_t file_id, const std::string& path) {
     return std::visit([&](auto& text) { return text.lines(file_id, path); }, source);
 }

@@ -27,6 +27,8 @@ using TextSource = std::variant<DiskText, ChunkText>;
 void limit_text(TextSource& source, std::size_t bytes);
 /// The file's runs of lines in which to look for matches.
 SegmentList segments(TextSource& source, std::int64_t file_id, const std::string& path);
+/// Whether the source reads this file's text from disk.
+bool reads_disk(const TextSource& source, std::int64_t file_id);
 /// Every line of the file, line 1 first.
 Lines lines(TextSource& source, std::int64_t file_id, const std::string& path);
 
