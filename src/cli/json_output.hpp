@@ -11,11 +11,12 @@
 // submatch in the text of the index (in the line's lower-case form when the search ignores case and
 // looks for plain text). That text has the byte-order mark of a file, which is not written here.
 // The summary also has `source` and `reason`; `from_disk`, files whose text was read from disk, and
-// `unreadable`, those that could not be read; `truncated`: there is more than was printed; `checked`
-// and `stale`: files that were compared with the disk before they were shown, and how many of them
-// had changed or gone; `coverage`, numbers of files below the searched paths: `files` in the index,
-// of these `left_out` by globs, types or depth, and `binary` and `unreadable` ones that are not in
-// it; `indexed_at`: when the last run of the indexer came to its end, in UTC, or null.
+// `unreadable`, those that could not be read; `truncated`: there is more than was printed;
+// `checked` and `stale`: files that were compared with the disk before they were shown, and how
+// many of them had changed or gone; `coverage`, numbers of files below the searched paths: `files`
+// in the index, of these `left_out` by globs, types or depth, and `binary` and `unreadable` ones
+// that are not in it; `indexed_at`: when the last run of the indexer came to its end, in UTC, or
+// null.
 //
 // `absolute_offset` is the place of the line in the file, in bytes from 0, where the file is UTF-8
 // without a mark and its lines end with LF alone; elsewhere in the text as it is searched: decoded,

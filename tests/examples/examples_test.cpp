@@ -17,6 +17,7 @@
 #include "indexer/watch/request.hpp"
 #include "indexer/watch/watcher.hpp"
 #include "indexer/watch/watcher_lock.hpp"
+#include "search/files/coverage.hpp"
 #include "search/query/replacement.hpp"
 #include "search/run/line_renderer.hpp"
 #include "search/run/search_run.hpp"
@@ -238,6 +239,7 @@ TEST_F(Examples, search) {
     {
 #include "example_of/search/files/file_selection.hpp"
         use(files.size(), files[0].path);
+#include "example_of/search/files/coverage.hpp"
     }
 #include "example_of/search/query/query.hpp"
     EXPECT_EQ(query.needle, "spin_lock(");

@@ -3,7 +3,7 @@
 // How much of a repository a search looks at.
 //
 //   const search::Coverage coverage = search::coverage_of(db, filter);
-//   print(coverage.files - coverage.left_out);
+//   use(coverage.files - coverage.left_out);
 
 #include <cstdint>
 

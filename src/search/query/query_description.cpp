@@ -29,7 +29,8 @@ std::string trigrams_of(const std::string& text) {
     if (!query) return fmt::format("{}: too short to be asked for", quoted(text));
     std::string shown;
     for (std::size_t i = 0; i < std::min(query->trigrams.size(), MAX_SHOWN_TRIGRAMS); ++i) {
-        shown += (i == 0 ? "" : " ") + trigram_text(query->trigrams[i]);
+        if (i > 0) shown += ' ';
+        shown += trigram_text(query->trigrams[i]);
     }
     if (query->trigrams.size() > MAX_SHOWN_TRIGRAMS) shown += " ...";
     return fmt::format("{}: {} trigram(s): {}", quoted(text), query->trigrams.size(), shown);

@@ -144,17 +144,19 @@ Database::Connection::Connection(const std::filesystem::path& path, Access acces
     _open(uri_of(_path), access);
     if (access == Access::READ_ONLY) _make_readable();
     if (access == Access::CREATE) reserve_checksums();
-    sqlite3_busy_timeout(_db, BUSY_TIMEOUT_MS);
+    sqlite3_busy_timeout(handle(), BUSY_TIMEOUT_MS);
     // SQLite rolls back by itself too (a full disk, say), and no statement tells of that.
     sqlite3_rollback_hook(
-        _db, [](void* connection) { static_cast<Connection*>(connection)->note_undo(); }, this);
-    if (access == Access::READ_ONLY) sqlite3_exec(_db, READER_CACHE, nullptr, nullptr, nullptr);
+        handle(), [](void* connection) { static_cast<Connection*>(connection)->note_undo(); },
+        this);
+    if (access == Access::READ_ONLY)
+        sqlite3_exec(handle(), READER_CACHE, nullptr, nullptr, nullptr);
 }
 
 Database::Connection::~Connection() {
     // Statement's destructor has given all others back.
     for (auto& [sql, statement] : _idle) sqlite3_finalize(statement);
-    sqlite3_close_v2(_db);
+    sqlite3_rollback_hook(handle(), nullptr, nullptr);  // closing may roll back
 }
 
 std::unique_lock<std::recursive_mutex> Database::Connection::lock() const {
@@ -183,9 +185,9 @@ sqlite3_stmt* Database::Connection::_prepared(std::string_view sql) {
         return statement;
     }
     sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v3(_db, sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT,
-                           &statement, nullptr) != SQLITE_OK) {
-        throw_last_error(_db, "cannot prepare a statement", sql);
+    if (sqlite3_prepare_v3(handle(), sql.data(), static_cast<int>(sql.size()),
+                           SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK) {
+        throw_last_error(handle(), "cannot prepare a statement", sql);
     }
     if (!statement) throw DatabaseError(DatabaseError::Kind::MISUSE, "no statement to run", sql);
     return statement;
@@ -211,32 +213,29 @@ void Database::Connection::give_back(std::string_view sql, sqlite3_stmt* stateme
 // The end of a transaction that changed nothing undoes nothing: a reader may go on with what it
 // has.
 void Database::Connection::note_undo() {
-    const std::int64_t changes = sqlite3_total_changes64(_db);
+    const std::int64_t changes = sqlite3_total_changes64(handle());
     if (changes != _changes_at_undo) ++_undone;
     _changes_at_undo = changes;
 }
 
 void Database::Connection::limit_values(int bytes) {
-    sqlite3_limit(_db, SQLITE_LIMIT_LENGTH, bytes);
+    sqlite3_limit(handle(), SQLITE_LIMIT_LENGTH, bytes);
 }
 
 void Database::Connection::reserve_checksums() {
     int bytes = page_checksum::BYTES;
-    sqlite3_file_control(_db, "main", SQLITE_FCNTL_RESERVE_BYTES, &bytes);
+    sqlite3_file_control(handle(), "main", SQLITE_FCNTL_RESERVE_BYTES, &bytes);
 }
 
 void Database::Connection::_open(const std::string& uri, Access access) {
     // A null name would stand for the system's own VFS, which checks nothing.
     if (checksum_vfs() == nullptr) throw std::bad_alloc();
-    if (sqlite3_open_v2(uri.c_str(), &_db, open_flags(access), checksum_vfs()) == SQLITE_OK) {
-        return _distrust_content(access);
-    }
-    // Made before the handle is closed, which the message belongs to.
-    const DatabaseError error(sqlite3_extended_errcode(_db),
-                              fmt::format("cannot open {}: {}", _path.string(), message_of(_db)),
-                              "");
-    sqlite3_close_v2(_db);
-    throw error;
+    sqlite3* opened = nullptr;
+    const int result = sqlite3_open_v2(uri.c_str(), &opened, open_flags(access), checksum_vfs());
+    _db.reset(opened);
+    if (result == SQLITE_OK) return _distrust_content(access);
+    throw DatabaseError(sqlite3_extended_errcode(opened),
+                        fmt::format("cannot open {}: {}", _path.string(), message_of(opened)), "");
 }
 
 // A database may come from a stranger, who has put into it whatever its tables can hold.
@@ -247,16 +246,16 @@ void Database::Connection::_distrust_content(Access access) {
           {SQLITE_DBCONFIG_ENABLE_VIEW, 0},
           // a writer has triggers of its own
           {SQLITE_DBCONFIG_ENABLE_TRIGGER, access == Access::READ_ONLY ? 0 : 1}}) {
-        sqlite3_db_config(_db, option, value, nullptr);
+        sqlite3_db_config(handle(), option, value, nullptr);
     }
     // VACUUM attaches the database that it makes.
-    sqlite3_limit(_db, SQLITE_LIMIT_ATTACHED, access == Access::READ_ONLY ? 0 : 1);
-    sqlite3_limit(_db, SQLITE_LIMIT_SQL_LENGTH, MAX_SQL_BYTES);
+    sqlite3_limit(handle(), SQLITE_LIMIT_ATTACHED, access == Access::READ_ONLY ? 0 : 1);
+    sqlite3_limit(handle(), SQLITE_LIMIT_SQL_LENGTH, MAX_SQL_BYTES);
     limit_values(max_value_bytes(access));
     // The last bound: SQLite calls this between steps, and a result other than 0 ends the
     // statement.
     sqlite3_progress_handler(
-        _db, STEPS_A_CHECK,
+        handle(), STEPS_A_CHECK,
         [](void* connection) {
             return static_cast<Connection*>(connection)->_is_without_end() ? 1 : 0;
         },
@@ -287,20 +286,20 @@ std::int64_t Database::Connection::_database_bytes() const {
 // Only a writer can take back a change that was cut short. And a reader makes files beside a WAL
 // database; a user who may not write there, or has no room on the disk, cannot.
 void Database::Connection::_make_readable() {
-    int result = first_read(_db);
+    int result = first_read(handle());
     if (result == SQLITE_READONLY_ROLLBACK) {
-        sqlite3_close_v2(_db);
+        _db.reset();
         // The first read of a writer plays the journal back. Another process may be doing that: it
         // waits.
         _open(uri_of(_path), Access::READ_WRITE);
-        sqlite3_busy_timeout(_db, BUSY_TIMEOUT_MS);
-        first_read(_db);
-        sqlite3_close_v2(_db);
+        sqlite3_busy_timeout(handle(), BUSY_TIMEOUT_MS);
+        first_read(handle());
+        _db.reset();
         _open(uri_of(_path), Access::READ_ONLY);
-        result = first_read(_db);
+        result = first_read(handle());
     }
     if (!needs_immutable(result)) return;
-    sqlite3_close_v2(_db);
+    _db.reset();
     check_stands_alone(_path);
     _open(uri_of(_path) + "?immutable=1", Access::READ_ONLY);
 }

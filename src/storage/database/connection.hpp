@@ -6,6 +6,7 @@
 #include <sqlite3.h>
 
 #include <filesystem>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -26,7 +27,7 @@ class Database::Connection {
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    sqlite3* handle() const { return _db; }
+    sqlite3* handle() const { return _db.get(); }
 
     /// One thread at a time is inside SQLite.
     std::unique_lock<std::recursive_mutex> lock() const;
@@ -60,7 +61,10 @@ class Database::Connection {
 
     std::filesystem::path _path;  ///< without a symbolic link among its directories
 
-    sqlite3* _db = nullptr;
+    struct Close {
+        void operator()(sqlite3* db) const { sqlite3_close_v2(db); }
+    };
+    std::unique_ptr<sqlite3, Close> _db;
     mutable std::recursive_mutex _mutex;
     std::unordered_multimap<std::string, sqlite3_stmt*> _idle;
     int _in_use = 0;              ///< prepared statements that calls are using
