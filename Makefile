@@ -1,5 +1,5 @@
 # Everything a developer types. Each target installs what it misses first (scripts/setup says what).
-.PHONY: build demo test soak bench microbench fuzz format clean
+.PHONY: build demo test package soak bench microbench fuzz format clean
 
 build: setup
 	cmake --preset release
@@ -12,6 +12,10 @@ test: setup
 	cmake --preset debug
 	cmake --build --preset debug
 	ctest --preset debug
+
+# A Debian package, one of the library, and a tarball, in build/packages.
+package: build
+	cpack --config build/release/CPackConfig.cmake -B build/packages
 
 # Power cuts, kills, load and answers, for SECONDS= (300 unless given). SEED= does the same cases again;
 # CORPUS=/some/tree kills runs on copies of that tree.

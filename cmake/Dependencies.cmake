@@ -3,52 +3,45 @@
 find_package(Threads REQUIRED)
 find_package(fmt REQUIRED)
 
-set(codetext_all_static TRUE)
-
-# codetext_static_library(NAME HEADER LIBRARY...): an interface target over libraries found by name,
-# the archive before the shared object.
-function(codetext_static_library name header)
-    find_path(${name}_include ${header} REQUIRED)
-    add_library(${name} INTERFACE)
-    target_include_directories(${name} SYSTEM INTERFACE ${${name}_include})
-    foreach(library IN LISTS ARGN)
-        find_library(${name}_${library} NAMES lib${library}.a ${library} REQUIRED)
-        target_link_libraries(${name} INTERFACE ${${name}_${library}})
-        if(NOT ${name}_${library} MATCHES "\\.a$")
-            set(codetext_all_static FALSE PARENT_SCOPE)
-        endif()
-    endforeach()
-endfunction()
-
-codetext_static_library(codetext_icu unicode/ucasemap.h icuuc icudata)
-target_link_libraries(codetext_icu INTERFACE ${CMAKE_DL_LIBS})
-find_path(codetext_re2_header re2/re2.h REQUIRED)
-file(STRINGS "${codetext_re2_header}/re2/re2.h" codetext_re2_uses_abseil REGEX "#include \"absl/")
-if(codetext_re2_uses_abseil)  # from 2023-06-02 on; RE2's own package knows which libraries it takes
+# From 2023-06-02 on, RE2's headers include Abseil's.
+find_path(codetext_re2_include re2/re2.h REQUIRED)
+file(STRINGS "${codetext_re2_include}/re2/re2.h" codetext_re2_uses_abseil REGEX "#include \"absl/")
+if(codetext_re2_uses_abseil)
+    set(codetext_re2_uses_abseil TRUE)
     find_package(re2 CONFIG REQUIRED)
-    add_library(codetext_re2 INTERFACE)
-    target_link_libraries(codetext_re2 INTERFACE re2::re2)
-    set(codetext_all_static FALSE)
 else()
-    codetext_static_library(codetext_re2 re2/re2.h re2)
-    target_link_libraries(codetext_re2 INTERFACE Threads::Threads)
+    set(codetext_re2_uses_abseil FALSE)
 endif()
-codetext_static_library(codetext_zstd zstd.h zstd)
-codetext_static_library(codetext_lz4 lz4hc.h lz4)
-codetext_static_library(codetext_xxhash xxhash.h xxhash)
+include("${CMAKE_CURRENT_LIST_DIR}/Libraries.cmake")
+if(codetext_missing)
+    message(FATAL_ERROR "Libraries not found: ${codetext_missing}. README.md lists their packages")
+endif()
+find_path(codetext_icu_include unicode/ucasemap.h REQUIRED)
+find_path(codetext_zstd_include zstd.h REQUIRED)
+find_path(codetext_lz4_include lz4hc.h REQUIRED)
+find_path(codetext_xxhash_include xxhash.h REQUIRED)
+foreach(library icu re2 zstd lz4 xxhash)
+    set_property(TARGET codetext_${library} APPEND PROPERTY
+        INTERFACE_INCLUDE_DIRECTORIES "${codetext_${library}_include}")
+endforeach()
 find_path(codetext_rapidjson_include rapidjson/writer.h REQUIRED)
 
+# Without scripts/setup there is no amalgamation, and the system's SQLite does.
+if(NOT CODETEXT_SYSTEM_SQLITE AND NOT EXISTS "${CODETEXT_SQLITE_DIR}/sqlite3.c")
+    if(NOT CODETEXT_SQLITE_DIR STREQUAL codetext_sqlite_of_setup)
+        message(FATAL_ERROR "No SQLite amalgamation in ${CODETEXT_SQLITE_DIR}")
+    endif()
+    message(NOTICE "codetext: no SQLite amalgamation in ${CODETEXT_SQLITE_DIR}, which scripts/setup "
+        "puts there: linking the system's SQLite instead")
+    set(CODETEXT_SYSTEM_SQLITE ON)
+endif()
 if(CODETEXT_SYSTEM_SQLITE)
     find_package(SQLite3 REQUIRED)
     add_library(codetext_sqlite ALIAS SQLite::SQLite3)
 else()
-    if(NOT EXISTS "${CODETEXT_SQLITE_DIR}/sqlite3.c")
-        message(FATAL_ERROR "No SQLite amalgamation in ${CODETEXT_SQLITE_DIR}: run scripts/setup, "
-            "give another -DCODETEXT_SQLITE_DIR, or link the system's SQLite with "
-            "-DCODETEXT_SYSTEM_SQLITE=ON")
-    endif()
     add_library(codetext_sqlite STATIC "${CODETEXT_SQLITE_DIR}/sqlite3.c")
-    target_include_directories(codetext_sqlite SYSTEM PUBLIC "${CODETEXT_SQLITE_DIR}")
+    target_include_directories(codetext_sqlite SYSTEM PUBLIC
+        "$<BUILD_INTERFACE:${CODETEXT_SQLITE_DIR}>")
     target_compile_definitions(codetext_sqlite PRIVATE SQLITE_ENABLE_FTS5 SQLITE_DQS=0
         SQLITE_DEFAULT_MEMSTATUS=0 SQLITE_LIKE_DOESNT_MATCH_BLOBS SQLITE_OMIT_DEPRECATED
         SQLITE_OMIT_SHARED_CACHE SQLITE_OMIT_LOAD_EXTENSION)

@@ -126,11 +126,9 @@ Names main_names() {
 }
 
 [[noreturn]] void refuse(const std::string& type) {
-    Names known = main_names();
-    for (const Type& alias : ALIASES) known.push_back(alias.name);
     throw UsageError(fmt::format("unknown type {}{}; --type-list shows all types",
                                  type.empty() ? "\"\"" : type,
-                                 did_you_mean(nearest_names(type, known))));
+                                 did_you_mean(nearest_names(type, type_names()))));
 }
 
 /// The file names of a language as globs.
@@ -167,6 +165,12 @@ std::vector<std::string> members_of_types(const std::vector<std::string>& types)
         result.insert(result.end(), own.begin(), own.end());
     }
     return result;
+}
+
+std::vector<std::string_view> type_names() {
+    Names names = main_names();
+    for (const Type& alias : ALIASES) names.push_back(alias.name);
+    return names;
 }
 
 std::string type_list() {
