@@ -162,7 +162,8 @@ bool passes(const FileFilter& filter, std::string_view path, std::string_view la
     if (filter.max_depth != FileFilter().max_depth && depth_of(filter, path) > filter.max_depth) {
         return false;
     }
-    return (filter.languages.empty() || is_one_of(filter.languages, path, language)) &&
+    return path >= filter.from &&
+           (filter.languages.empty() || is_one_of(filter.languages, path, language)) &&
            !is_one_of(filter.languages_out, path, language) &&
            (filter.globs.empty() || selects(filter.globs, path, filter.paths.top_bytes(path)));
 }
@@ -197,6 +198,7 @@ SelectedFiles::SelectedFiles(const Database& db, const FileFilter& filter,
     }
     // No path holds the byte FF, which is in no UTF-8.
     if (_ranges.empty()) _ranges.push_back({"", "\xff"});
+    for (PathRange& range : _ranges) range.from = std::max(range.from, _filter->from);
     std::sort(_ranges.begin(), _ranges.end(),
               [](const PathRange& one, const PathRange& other) { return one.from > other.from; });
 }

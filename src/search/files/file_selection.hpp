@@ -35,9 +35,11 @@ struct FileFilter {
     /// How deep a file may lie below a searched directory; 1: in the directory itself. A file that
     /// is itself one of `paths` lies at depth 0.
     std::int64_t max_depth = std::numeric_limits<std::int64_t>::max();
+    std::string from = {};  ///< the first path, in the order of bytes, that may be searched
 };
 
-/// Whether the filter's globs, languages and depth let the file pass, which lies below its paths.
+/// Whether the filter's globs, languages, depth and first path let the file pass, which lies below
+/// its paths.
 bool passes(const FileFilter& filter, std::string_view path, std::string_view language);
 
 /// The files that the filter selects, ascending by the bytes of their paths, with their stamps

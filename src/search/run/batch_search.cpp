@@ -84,6 +84,7 @@ class BatchSearch {
                                     [](const Rendered& rendered) { return rendered.out.size(); }},
                                    _pool_options());
         for (std::size_t item = 0; item < count; ++item) {
+            _check_stop();
             if (!_take(item, pool.next(), emit, result)) return false;
         }
         return true;
@@ -126,10 +127,12 @@ class BatchSearch {
         const unsigned cores =
             _options->threads > 0 ? _options->threads : std::thread::hardware_concurrency();
         if (cores > 1) options.threads = cores;
-        // What is searched beyond the last result is lost.
+        // What is searched beyond the last result is lost: so it is little beside what is wanted.
         if (_options->limit != NO_LIMIT) {
-            options.batch_items = 1;
-            options.window_items = std::size_t{2} * std::max(cores, 1U);
+            constexpr std::int64_t PART_OF_LIMIT = 16;
+            options.batch_items = static_cast<std::size_t>(
+                std::clamp<std::int64_t>(_options->limit / PART_OF_LIMIT, 1, BATCH_FILES));
+            options.window_items = options.batch_items * 2 * std::max(cores, 1U);
         }
         return options;
     }
@@ -147,7 +150,12 @@ class BatchSearch {
         return [this, worker](std::size_t item) { return _searched(item, *worker); };
     }
 
+    void _check_stop() const {
+        if (_options->stop && *_options->stop) throw SearchStopped();
+    }
+
     Rendered _searched(std::size_t item, Worker& worker) const {
+        _check_stop();
         worker.out.clear();
         // One more than the limit, where the search is to know that there is one.
         const bool one_more = _options->tells_cut && _options->limit != NO_LIMIT;

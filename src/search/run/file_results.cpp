@@ -90,6 +90,8 @@ Stats FileResults::search(std::size_t item, std::int64_t most_results, OutputBuf
     const FileRow& file = _context.batch->files[item];
     const SearchOptions& options = *_context.options;
     FileWants wants = options.wants;
+    wants.stop = options.stop;
+    if (file.path == options.filter.from) wants.from_line = options.from_line;
     if (options.result_kind == ResultKind::MATCHING_LINE) {
         wants.max_matches = std::min(wants.max_matches, most_results);
     }

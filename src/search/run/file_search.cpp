@@ -58,6 +58,7 @@ class FileSearch {
         if (_has_mark) _segments = without_mark(_segments);
         for (const code_text::Segment& segment : _segments) {
             if (_stats.matched_lines >= _wants.max_matches) break;
+            if (_wants.stop && *_wants.stop) throw SearchStopped();
             _search(segment);
         }
         if (_wants.all_lines) _wanted_until = NO_LIMIT;
@@ -106,6 +107,7 @@ class FileSearch {
 
     // Takes in a matching line; false when no further one is wanted.
     bool _count(const ResultLine& match) {
+        if (match.number < _wants.from_line) return true;
         ++_stats.matched_lines;
         if (_wants.matches) _count_matches(match.text);
         if (_wants.lines) _take(match);

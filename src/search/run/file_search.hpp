@@ -7,6 +7,7 @@
 //       [&](const search::ResultLine& line) { show(line.number, line.text); });
 //   if (stats.matched_lines > 0) show(file.path);
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -28,7 +29,12 @@ struct FileWants {
     bool all_lines = false;               ///< also every line without a match, as context
     bool matches = false;                 ///< count them in Stats::matches, several on a line too
     bool offsets = false;                 ///< ResultLine::offset is wanted
+    std::int64_t from_line = 1;           ///< a match on an earlier line is none
+    const std::atomic<bool>* stop = nullptr;  ///< once it is set, the search throws SearchStopped
 };
+
+/// Ends a search whose stop flag is set.
+struct SearchStopped {};
 
 /// A line to show.
 struct ResultLine {

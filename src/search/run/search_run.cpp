@@ -39,14 +39,18 @@ SearchResult search_once(Database& db, const SearchOptions& options, SourceWante
     SearchResult result;
     StepLog log(options.explains);
     SearchBatches batches(db, options, source, log);
-    bool goes_on = true;
-    while (goes_on) {
-        std::optional<SearchBatch> batch = batches.next();
-        if (!batch) break;
-        result.from_index = std::holds_alternative<code_text::ChunkText>(batch->source);
-        log.add([&] { return description_of(*batch); });
-        goes_on = options.limit > 0 && search_batch(options, make_renderer, batches.reader(),
-                                                    *std::move(batch), emit, result);
+    try {
+        bool goes_on = true;
+        while (goes_on) {
+            std::optional<SearchBatch> batch = batches.next();
+            if (!batch) break;
+            result.from_index = std::holds_alternative<code_text::ChunkText>(batch->source);
+            log.add([&] { return description_of(*batch); });
+            goes_on = options.limit > 0 && search_batch(options, make_renderer, batches.reader(),
+                                                        *std::move(batch), emit, result);
+        }
+    } catch (const SearchStopped&) {
+        result.stopped = true;
     }
     log.add([&] { return description_of(result); });
     result.steps = log.steps();

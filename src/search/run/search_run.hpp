@@ -69,8 +69,12 @@ struct SearchOptions {
     /// The search goes on after the last result that the limit allows, to see whether there is
     /// another one.
     bool tells_cut = false;
-    unsigned threads = 0;   ///< 0: one a core
-    bool explains = false;  ///< SearchResult::steps is wanted
+    unsigned threads = 0;        ///< 0: one a core
+    bool explains = false;       ///< SearchResult::steps is wanted
+    std::int64_t from_line = 1;  ///< of the file `filter.from`: where the results begin
+    /// Another thread may set it; the search then ends soon. It is looked at for each file, and
+    /// within a file for each run of lines.
+    const std::atomic<bool>* stop = nullptr;
 };
 
 /// Makes the output for one file after the other.
@@ -100,7 +104,7 @@ struct SearchResult {
     bool is_damaged = false;            ///< the index, so that the disk was read
     std::int64_t results = 0;           ///< of the kind that the options name
     bool is_cut = false;                ///< there are more results, as far as tells_cut asks for it
-    bool stopped = false;               ///< `emit` gave false
+    bool stopped = false;               ///< `emit` gave false, or the stop flag was set
     std::vector<SearchStep> steps = {};  ///< what was done, where the options ask for it
     UnreadFiles unread;                  ///< on disk, so that the answer may lack matches in them
 };

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <random>
 
 #include "indexer/run/index_run.hpp"
@@ -205,6 +206,67 @@ TEST(search_run, a_limit_cuts_the_same_results_short) {
 }
 
 // What the scan does not tell of: lines of context.
+TEST(search_run, begins_at_any_line_of_any_file_and_stops_when_it_is_told) {
+    for (const chunk_store::Layout layout : test_support::layouts()) {
+        const Files files = random_files(300, layout);
+        const IndexedFiles index(files, layout);
+        Database db = index.open();
+        for (const SourceWanted source : SOURCES) {
+            SearchOptions options{.query = make_query({.patterns = {"foo"}}),
+                                  .filter = {},
+                                  .source = source,
+                                  .wants = {},
+                                  .threads = 3};
+            const std::string all = output_of(db, options).first;
+            const std::vector<std::string> lines = reference::words(all, '\n');
+            for (std::size_t i = 0; i + 1 < lines.size(); i += 7) {
+                const std::vector<std::string> parts = reference::words(lines[i], ':');
+                options.filter.from = parts[0];
+                options.from_line = std::stoll(parts[1]);
+                options.limit = i % 2 == 0 ? NO_LIMIT : static_cast<std::int64_t>(lines.size());
+                EXPECT_EQ(output_of(db, options).first, all.substr(all.find(lines[i]))) << lines[i];
+                options.filter.from += '\x01';  // a path between this one and the next
+                options.from_line = 1 << 20;
+                const std::size_t last = ("\n" + all).rfind("\n" + parts[0] + ":");
+                EXPECT_EQ(output_of(db, options).first, all.substr(all.find('\n', last) + 1));
+            }
+            options.filter.from = "";
+            for (const int most : {0, 1, 5}) {
+                std::atomic<bool> stop = most == 0;
+                int begun = 0;
+                options.stop = &stop;
+                const auto shown = [](const code_text::FileRow&, const ResultLine&) { return "x"; };
+                const SearchResult result = run_search(db, options, test_support::renderer(shown),
+                                                       [&](std::string_view, bool) {
+                                                           stop = ++begun == most;
+                                                           return true;
+                                                       });
+                EXPECT_TRUE(result.stopped);
+                EXPECT_EQ(begun, most);
+            }
+        }
+        // Within a file, too: chunks that may match lie apart.
+        std::string text;
+        for (int line = 0; line < 2000; ++line) text += line % 200 == 0 ? "foo\n" : "bar\n";
+        const IndexedFiles long_file({{"a.c", text}}, layout);
+        Database its_db = long_file.open();
+        std::atomic<bool> stop = false;
+        const SearchOptions options{.query = make_query({.patterns = {"foo"}}),
+                                    .filter = {},
+                                    .source = SourceWanted::INDEX,
+                                    .wants = {},
+                                    .stop = &stop};
+        const auto told = [&](const code_text::FileRow&, const ResultLine&) {
+            stop = true;
+            return "x";
+        };
+        EXPECT_TRUE(run_search(its_db, options, test_support::renderer(told), [](auto, bool) {
+                        ADD_FAILURE() << "it was searched to its end";
+                        return true;
+                    }).stopped);
+    }
+}
+
 TEST(search_run, shows_no_byte_order_mark_in_context) {
     const std::string many = test_support::numbered_lines(64);
     const struct {
