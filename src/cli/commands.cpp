@@ -78,7 +78,7 @@ std::vector<Command> all_commands(AllArguments& arguments) {
         index_command(arguments.index),   search_command(arguments.search),
         status_command(arguments.status), upgrade_command(arguments.upgrade),
         verify_command(arguments.verify), clean_command(arguments.clean),
-        watch_command(arguments.watch)};
+        watch_command(arguments.watch),   mcp_command(arguments.mcp)};
     for (Command& command : commands) {
         command.options.push_back(root_option(arguments));
         command.options.push_back(owner_option(arguments));

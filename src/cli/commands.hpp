@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/index_command.hpp"
+#include "cli/mcp_command.hpp"
 #include "cli/options.hpp"
 #include "cli/repository_arguments.hpp"
 #include "cli/search_arguments.hpp"
@@ -28,6 +29,7 @@ struct AllArguments {
     RepositoryArguments upgrade, clean;
     VerifyArguments verify;
     WatchArguments watch;
+    McpArguments mcp;
 };
 
 /// The commands in the order of the help text; each has --help, --root and --any-owner. `arguments`

@@ -24,6 +24,7 @@
 #include "cli/exit_status.hpp"
 #include "cli/help.hpp"
 #include "cli/index_command.hpp"
+#include "cli/mcp_command.hpp"
 #include "cli/output.hpp"
 #include "cli/search_command.hpp"
 #include "cli/status_command.hpp"
@@ -61,6 +62,7 @@ int run_command(std::string_view name, const AllArguments& arguments) {
     if (name == "status") return status_main(arguments.status, arguments.which);
     if (name == "upgrade") return upgrade_main(arguments.upgrade, arguments.which);
     if (name == "watch") return watch_main(arguments.watch, arguments.which);
+    if (name == "mcp") return mcp_main(arguments.mcp, arguments.which, CODETEXT_VERSION);
     if (name == "clean") return clean_main(arguments.clean, arguments.which);
     return verify_main(arguments.verify, arguments.which);
 }
