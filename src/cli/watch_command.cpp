@@ -13,28 +13,18 @@
 #include <utility>
 #include <vector>
 
-#if defined(__GLIBC__)
-#include <malloc.h>
-#endif
-
 #include "cli/exit_status.hpp"
 #include "cli/index_command.hpp"
 #include "cli/output.hpp"
 #include "cli/progress_line.hpp"
 #include "cli/stop_signals.hpp"
 #include "indexer/watch/watcher.hpp"
+#include "utils/platform.hpp"
 
 namespace codetext::cli {
 namespace {
 
 using Elapsed = std::chrono::steady_clock::duration;
-
-/// A watcher waits most of the time. Others need the memory of its last run more.
-void give_memory_back() {
-#if defined(__GLIBC__)
-    ::malloc_trim(0);
-#endif
-}
 
 /// Prints what the watcher tells. What cannot be read is reported once, not after each run.
 class WatchOutput {
@@ -48,7 +38,7 @@ class WatchOutput {
         if (is_first && !_is_quiet) print_summary(report, elapsed);
         if (!is_first && !_is_quiet) _print_batch(report, elapsed);
         _flush();
-        give_memory_back();
+        platform::give_memory_back();
     }
 
     void show_watching(const std::filesystem::path& root, std::size_t directories) {

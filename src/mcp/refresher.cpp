@@ -9,6 +9,7 @@
 #include "indexer/watch/request.hpp"
 #include "indexer/watch/watcher_lock.hpp"
 #include "mcp/index_handle.hpp"
+#include "utils/platform.hpp"
 
 namespace codetext::mcp {
 namespace {
@@ -57,6 +58,7 @@ std::optional<indexer::IndexReport> Refresher::refresh(const std::atomic<bool>& 
     ++_running;
     try {
         auto report = _run(stop, wanted);
+        platform::give_memory_back();
         end(true, begin_at);
         return report;
     } catch (...) {

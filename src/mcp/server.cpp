@@ -237,34 +237,40 @@ class Server {
                 throw ProtocolError(ErrorCode::INVALID_REQUEST, "a request has this id already");
             }
         }
-        thread.add([this, call] { _run(*call); });
+        thread.add([this, call] { _guarded([&] { _run(*call); }); });
         if (!is_refresh) _refresh_if_due();
     }
 
     /// Runs a call and answers it.
     void _run(Call& call) {
-        const auto finish = [&](const auto& answer) {
-            {
-                const std::lock_guard lock(_mutex);
-                const auto known = _running.find(call.key);
-                if (known != _running.end() && known->second.get() == &call) _running.erase(known);
-            }
-            _send([&] { call.stop ? call.answers->drop() : answer(); });
-        };
+        const std::function<void()> answer = _answer_of(call);
+        {
+            const std::lock_guard lock(_mutex);
+            const auto known = _running.find(call.key);
+            if (known != _running.end() && known->second.get() == &call) _running.erase(known);
+        }
+        call.stop ? call.answers->drop() : answer();
+    }
+
+    /// Runs a call. What it fails with is its answer.
+    std::function<void()> _answer_of(Call& call) {
         try {
             if (call.stop) throw CallStopped();
-            const std::string result = call_result(_result_of(call));
-            finish([&] { call.answers->result(call.id, result); });
+            return _with_result(call, call_result(_result_of(call)));
         } catch (const CallStopped&) {
-            finish([&] { call.answers->drop(); });
+            return [&call] { call.answers->drop(); };
         } catch (const ProtocolError& error) {
-            finish([&] { refuse(*call.answers, call.id, error); });
+            return [&call, error] { refuse(*call.answers, call.id, error); };
         } catch (const NoIndex& error) {
             const std::string advice = _options->may_write ? ", or call the tool `refresh`" : "";
-            finish([&] { call.answers->result(call.id, error_result(error.what() + advice)); });
+            return _with_result(call, error_result(error.what() + advice));
         } catch (const std::exception& error) {
-            finish([&] { call.answers->result(call.id, error_result(error.what())); });
+            return _with_result(call, error_result(error.what()));
         }
+    }
+
+    static std::function<void()> _with_result(Call& call, std::string result) {
+        return [&call, result = std::move(result)] { call.answers->result(call.id, result); };
     }
 
     ToolResult _result_of(Call& call) {
@@ -316,12 +322,13 @@ class Server {
         }
     }
 
-    /// A failure to write ends the server with that failure once the client goes away.
+    /// What fails here fails for no call: the client cannot be written to, or no memory is left.
+    /// The server ends with that failure once the client goes away.
     template <typename Work>
-    void _send(const Work& send) {
+    void _guarded(const Work& work) {
         try {
-            send();
-        } catch (const std::system_error& error) {
+            work();
+        } catch (const std::exception& error) {
             _log(error.what());
             const std::lock_guard lock(_mutex);
             if (!_failure) _failure = std::current_exception();

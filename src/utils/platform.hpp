@@ -17,6 +17,9 @@
 #if defined(__linux__)
 #include <sys/mman.h>
 #endif
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 #include "utils/descriptor.hpp"
 
@@ -105,6 +108,13 @@ inline int make_pipe(std::array<int, 2>& ends) {
     return 0;
 #else
     return ::pipe2(ends.data(), O_CLOEXEC);
+#endif
+}
+
+/// Gives freed memory back to the system, for a program that will wait: others need it more.
+inline void give_memory_back() {
+#if defined(__GLIBC__)
+    ::malloc_trim(0);
 #endif
 }
 
