@@ -9,6 +9,7 @@
 
 #include "mcp/line_page.hpp"
 #include "mcp/tool_calls.hpp"
+#include "search/files/coverage.hpp"
 #include "search/run/search_run.hpp"
 
 namespace codetext::mcp {
@@ -108,9 +109,12 @@ using Notes = std::vector<std::string>;
 void note_unknown_paths(const Database& db, const search::FileFilter& filter, Notes& notes) {
     for (const std::string& path : filter.paths.outermost()) {
         if (path.empty() || search::has_files_at(db, path)) continue;
-        const auto skipped = search::why_skipped(db, path);
-        notes.push_back(skipped ? fmt::format("{} is not searched: it is {}", path, *skipped)
-                                : fmt::format("the index has no files at {}", path));
+        const search::Coverage found =
+            search::coverage_of(db, {.paths = {path}, .globs = {}, .languages = {}});
+        const char* reason = found.binary > 0 ? "binary" : "unreadable";
+        notes.push_back(found.binary + found.unreadable > 0
+                            ? fmt::format("{} is not searched: it is {}", path, reason)
+                            : fmt::format("the index has no files at {}", path));
     }
 }
 
