@@ -1,9 +1,6 @@
 #pragma once
 
 // The arguments of a call, checked against the table of its tool.
-//
-//   const mcp::Arguments arguments(tool, params);  // {"pattern":"x","limit":5}
-//   search_for(arguments.text("pattern"), arguments.number("limit"));
 
 #include <cstdint>
 #include <memory>

@@ -2,9 +2,6 @@
 
 // Where the next page of results begins. A client gets it as text and gives it back; what it gives
 // back may be anything.
-//
-//   const std::string text = mcp::cursor_text({"src/a.c", 120}, "the question");
-//   const mcp::Position next = mcp::parse_cursor(text, "the question");
 
 #include <cstdint>
 #include <string>

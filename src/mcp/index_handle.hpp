@@ -1,9 +1,6 @@
 #pragma once
 
 // The index, kept open from call to call.
-//
-//   mcp::IndexHandle index(root, [&] { return open_index_of(root); });
-//   search::run_search(index.open(), options, make_renderer, emit);
 
 #include <sys/types.h>
 

@@ -1,10 +1,6 @@
 #pragma once
 
 // A thread that does one job after the other.
-//
-//   mcp::JobThread jobs;
-//   jobs.add([&] { answer(request); });
-//   jobs.finish();
 
 #include <chrono>
 #include <condition_variable>

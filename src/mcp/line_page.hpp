@@ -1,10 +1,6 @@
 #pragma once
 
 // A page of lines, grouped by file, while it is made: as text and as JSON, both within a bound.
-//
-//   mcp::LinePage page({.most_matches = 100, .most_bytes = 8192, .after = 2});
-//   page.file("src/a.c");
-//   if (!page.line({7, true, "int x;"})) show(page.next()->path);
 
 #include <cstddef>
 #include <cstdint>

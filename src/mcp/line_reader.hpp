@@ -1,9 +1,6 @@
 #pragma once
 
 // Lines from a descriptor, of a bounded length, until somebody says stop.
-//
-//   mcp::LineReader reader(STDIN_FILENO, {stop});
-//   while (std::optional<mcp::Line> line = reader.next()) answer(line->text);
 
 #include <cstddef>
 #include <optional>

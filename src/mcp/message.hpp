@@ -2,9 +2,6 @@
 
 // A line that a client has sent, taken apart: JSON-RPC 2.0 requests, notifications and responses.
 // The client may be anybody: nothing of the line is trusted.
-//
-//   const mcp::Messages line = mcp::parse_messages(R"({"jsonrpc":"2.0","id":7,"method":"ping"})");
-//   for (const mcp::Message& one : line.messages) answer(one.id, one.method());
 
 #include <rapidjson/document.h>
 

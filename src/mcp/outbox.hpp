@@ -1,9 +1,6 @@
 #pragma once
 
 // Where answers go: one line each, whole, whichever thread makes it.
-//
-//   mcp::Outbox outbox(STDOUT_FILENO, stop);
-//   outbox.send(R"({"jsonrpc":"2.0","id":1,"result":{}})");
 
 #include <cstddef>
 #include <memory>

@@ -1,10 +1,6 @@
 #pragma once
 
 // Keeps the index up to date, and knows how old it is.
-//
-//   mcp::Refresher refresher(root, schema::Owners::TRUSTED, true);
-//   const mcp::Freshness before = refresher.freshness();
-//   refresher.refresh(stop, mcp::Refresher::Wanted::BY_CALL);
 
 #include <atomic>
 #include <chrono>

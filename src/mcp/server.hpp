@@ -3,11 +3,6 @@
 // A server of the Model Context Protocol over lines on two descriptors: it lets a program such as a
 // language model's client search one repository.
 //
-//   mcp::ServerOptions options;
-//   options.root = root;
-//   options.input = STDIN_FILENO;
-//   mcp::serve(options);
-//
 // https://modelcontextprotocol.io, versions 2024-11-05, 2025-03-26 and 2025-06-18.
 
 #include <filesystem>

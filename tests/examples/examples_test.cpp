@@ -247,7 +247,7 @@ TEST_F(Examples, search) {
     const code_text::FileRow& file = files[0];
     {
 #include "example_of/search/run/file_search.hpp"
-    } EXPECT_EQ(taken(), "1:drivers/a.c,1:one,2:two spin_lock(&a);,3:three,drivers/a.c,");
+    } EXPECT_EQ(taken(), "1:drivers/a.c,1,1:one,2:two spin_lock(&a);,3:three,drivers/a.c,");
     const auto make_renderer = test_support::renderer(
         [](const code_text::FileRow& found, const search::ResultLine&) { return found.path; });
     const auto emit = [&](std::string_view out, bool) {
