@@ -51,7 +51,7 @@ std::string freshness_text(const Freshness& freshness) {
     return fmt::format(
         "[the index was last compared with the files {}; newer changes may be "
         "missing]\n",
-        freshness.checked_at ? "at " + *freshness.checked_at : "before the server started");
+        freshness.checked_at ? "at " + *freshness.checked_at : "at an unknown time");
 }
 
 ToolResult index_status(const ToolContext& context) {

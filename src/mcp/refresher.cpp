@@ -9,6 +9,7 @@
 #include "indexer/watch/request.hpp"
 #include "indexer/watch/watcher_lock.hpp"
 #include "mcp/index_handle.hpp"
+#include "storage/indexed_at.hpp"
 #include "utils/platform.hpp"
 
 namespace codetext::mcp {
@@ -30,8 +31,17 @@ Freshness Refresher::freshness() const {
     const indexer::WatcherSight watcher(_root, _owners);
     if (watcher.lives()) return {utc(system_clock::now()), watcher.is_busy(), true};
     const std::lock_guard lock(_mutex);
-    if (!_checked) return {};
+    if (!_checked) return {_last_run(), true, false};
     return {utc(_checked_at), Clock::now() - *_checked > FRESH_FOR, false};
+}
+
+// Of whatever run has noted its time beside the index.
+std::optional<std::string> Refresher::_last_run() const {
+    const std::optional<std::int64_t> ns = schema::indexed_at(_root, _owners);
+    if (!ns) return std::nullopt;
+    const std::chrono::nanoseconds since_epoch(*ns);
+    return utc(system_clock::time_point(
+        std::chrono::duration_cast<system_clock::duration>(since_epoch)));
 }
 
 bool Refresher::take_due() {

@@ -49,6 +49,7 @@ class Refresher {
 
   private:
     using Clock = std::chrono::steady_clock;
+    std::optional<std::string> _last_run() const;
     std::optional<indexer::IndexReport> _run(const std::atomic<bool>& stop, Wanted wanted);
 
     std::filesystem::path _root;
