@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
+
+#include "search/run/line_offsets.hpp"
 
 namespace codetext::search {
 
@@ -172,18 +175,11 @@ class FileSearch {
     }
 
     void _show_line(ResultLine line) {
-        if (_wants.offsets) line.offset = _offset_of(line.number);
-        (*_show)(line);
-    }
-
-    // Lines come in order, so that the text is walked once.
-    std::int64_t _offset_of(std::int64_t number) {
-        const std::string_view text = _whole_file().text();
-        for (; _walked_lines < number - 1 && _walked_bytes < text.size(); ++_walked_lines) {
-            const std::size_t line_feed = text.find('\n', _walked_bytes);
-            _walked_bytes = line_feed == std::string_view::npos ? text.size() : line_feed + 1;
+        if (_wants.offsets) {
+            if (!_offsets) _offsets.emplace(_segments);
+            line.offset = _offsets->of(line.number, [this] { return _whole_file(); });
         }
-        return static_cast<std::int64_t>(_walked_bytes);
+        (*_show)(line);
     }
 
     code_text::TextSource* _source;
@@ -199,8 +195,7 @@ class FileSearch {
     std::int64_t _next = 1;          ///< number of the first line that is not shown yet
     std::int64_t _wanted_until = 0;  ///< number of the last line that is wanted after a match
     std::size_t _segment = 0;        ///< the first one that later lines may lie in
-    std::int64_t _walked_lines = 0;  ///< of the whole file, for offsets
-    std::size_t _walked_bytes = 0;
+    std::optional<LineOffsets> _offsets;
 };
 
 }  // namespace
