@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <iterator>
 
@@ -75,6 +76,12 @@ void append_quoted(std::string& out, const Unit& unit) {
     }
 }
 
+/// Whether `digits` are two hexadecimal ones, and which byte they are.
+bool is_hexadecimal(std::string_view digits, unsigned char& byte) {
+    const char* end = digits.data() + digits.size();
+    return digits.size() == 2 && std::from_chars(digits.data(), end, byte, 16).ptr == end;
+}
+
 }  // namespace
 
 void append_escaped(std::string& out, std::string_view text) {
@@ -94,6 +101,25 @@ void append_escaped(std::string& out, std::string_view text) {
 std::string escaped(std::string_view text) {
     std::string result;
     append_escaped(result, text);
+    return result;
+}
+
+std::string unescaped(std::string_view text) {
+    constexpr std::string_view NAMES = "nrt0\\", NAMED{"\n\r\t\0\\", NAMES.size()};
+    std::string result;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const char next = text[at] == '\\' && at + 1 < text.size() ? text[at + 1] : ' ';
+        unsigned char byte = 0;
+        if (const std::size_t name = NAMES.find(next); name != NAMES.npos) {
+            result += NAMED[name];
+            at += 1;
+        } else if (next == 'x' && is_hexadecimal(text.substr(at + 2, 2), byte)) {
+            result += static_cast<char>(byte);
+            at += 3;
+        } else {
+            result += text[at];
+        }
+    }
     return result;
 }
 

@@ -16,6 +16,10 @@ namespace codetext::cli {
 void append_escaped(std::string& out, std::string_view text);
 std::string escaped(std::string_view text);
 
+/// The text with what `\n`, `\r`, `\t`, `\0`, `\\` and `\xNN` stand for; any other backslash is
+/// itself.
+std::string unescaped(std::string_view text);
+
 /// A path for one line of output. It is given as it is unless it begins with a double quote or
 /// holds a tab or what append_escaped replaces: then it is put in double quotes, as git does it,
 /// each such byte in octal (`\033`) or as one of `\a \b \t \n \v \f \r \" \\`. No two paths look

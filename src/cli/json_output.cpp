@@ -134,14 +134,19 @@ class JsonRenderer : public search::Renderer {
                  const search::Replacement* replacement)
         : _query(&query), _paths(&paths), _replacement(replacement) {}
 
-    void begin(const code_text::FileRow& file, OutputBuffer& out) override {
+    void begin(const code_text::FileRow& file, OutputBuffer&) override {
         // A directory above the repository may have a name that is not UTF-8.
         _path = unicode::decode(_paths->shown(file.path));
         _matches = 0;
-        add_object(out, "begin", [&](Json& json) { wrapped_text(json, "path", _path); });
+        _has_lines = false;
     }
 
     void line(const ResultLine& line, OutputBuffer& out) override {
+        // A file without a line has no object, as where --passthru shows an empty file.
+        if (!_has_lines) {
+            add_object(out, "begin", [&](Json& json) { wrapped_text(json, "path", _path); });
+        }
+        _has_lines = true;
         add_object(out, line.is_match() ? "match" : "context", [&](Json& json) {
             wrapped_text(json, "path", _path);
             wrapped_text(json, "lines", std::string(line.text) + '\n');
@@ -153,6 +158,7 @@ class JsonRenderer : public search::Renderer {
     }
 
     std::int64_t end(const search::Stats& of_file, OutputBuffer& out) override {
+        if (!_has_lines) return 0;
         const auto bytes_printed = static_cast<std::int64_t>(out.size());
         search::Stats shown = of_file;
         shown.matches += _matches;
@@ -197,6 +203,7 @@ class JsonRenderer : public search::Renderer {
     const search::Replacement* _replacement;
     std::string _path;          ///< of the file, as it is shown
     std::int64_t _matches = 0;  ///< written for the file
+    bool _has_lines = false;    ///< likewise
 };
 
 }  // namespace

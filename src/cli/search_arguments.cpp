@@ -53,8 +53,8 @@ Options pattern_options(SearchArguments& a) {
          Flag{&a.case_sensitive, {&a.ignore_case, &a.smart_case}}},
         {'S', "smart-case", "", GROUP, "Ignore case unless a pattern has a capital letter",
          Flag{&a.smart_case, {&a.case_sensitive, &a.ignore_case}}},
-        {'w', "word-regexp", "", GROUP, "Match whole words only", Flag{&a.words}},
-        {'x', "line-regexp", "", GROUP, "Match whole lines only", Flag{&a.whole_lines}},
+        {'w', "word-regexp", "", GROUP, "Match whole words only", Flag{&a.words, {&a.whole_lines}}},
+        {'x', "line-regexp", "", GROUP, "Match whole lines only", Flag{&a.whole_lines, {&a.words}}},
         {'v', "invert-match", "", GROUP, "Lines that no pattern matches", Flag{&a.invert}},
         {0, "and", "PATTERN", GROUP,
          "Only files in which PATTERN matches too, on any line; repeatable", List{&a.also}},
@@ -173,9 +173,9 @@ Options form_options(SearchArguments& a) {
          Number{&a.max_columns}},
         {0, "trim", "", GROUP, "Without the white space that lines begin with", Flag{&a.trim}},
         {0, "context-separator", "TEXT", GROUP, "The line between runs of context (default: --)",
-         Text{&a.context_separator}},
+         Text{&a.context_separator, &a.has_context_separator}},
         {0, "no-context-separator", "", GROUP, "No line between runs of context",
-         Flag{&a.no_context_separator}},
+         Flag{&a.no_context_separator, {&a.has_context_separator}}},
         {0, "field-match-separator", "TEXT", GROUP, "In place of the `:` in matching lines",
          Text{&a.match_field_separator}},
         {0, "field-context-separator", "TEXT", GROUP, "In place of the `-` in context lines",
@@ -209,11 +209,12 @@ Options other_options(SearchArguments& a) {
 }  // namespace
 
 void SearchArguments::settle_patterns() {
-    if (json && (files_with_matches || files_without_match || count || null)) {
+    if (json && (files_with_matches || files_without_match || count || count_matches || null)) {
         throw UsageError(fmt::format("--json cannot be combined with --{}",
                                      files_with_matches    ? "files-with-matches"
                                      : files_without_match ? "files-without-match"
                                      : count               ? "count"
+                                     : count_matches       ? "count-matches"
                                                            : "null"));
     }
     if (files) return;

@@ -33,7 +33,7 @@ struct SearchArguments {
     std::string context_separator = "--", match_field_separator = ":",
                 context_field_separator = "-", hyperlink_format;
     std::string encoding, engine, path_separator;  ///< one value each is accepted
-    bool no_context_separator = false, hyperlink = false;
+    bool has_context_separator = false, no_context_separator = false, hyperlink = false;
     bool explain = false, type_list = false, fresh = false, files = false, unrestricted = false;
 
     /// Checks that the options go together and, where no option gives a pattern and one is needed,

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "cli/color.hpp"
+#include "cli/escaped.hpp"
 #include "cli/existing_index.hpp"
 #include "cli/exit_status.hpp"
 #include "cli/file_types.hpp"
@@ -24,6 +25,7 @@
 #include "cli/text_output.hpp"
 #include "cli/unindexed_files.hpp"
 #include "indexer/plan/language.hpp"
+#include "search/query/named_groups.hpp"
 #include "search/run/file_listing.hpp"
 #include "search/run/search_run.hpp"
 #include "storage/indexed_at.hpp"
@@ -45,6 +47,9 @@ std::int64_t or_no_limit(std::int64_t number) { return number < 0 ? search::NO_L
 
 search::QueryOptions query_options(const SearchArguments& arguments,
                                    std::vector<std::string> patterns) {
+    if (!arguments.fixed_strings) {
+        for (std::string& pattern : patterns) pattern = search::with_named_groups(pattern);
+    }
     return {.patterns = std::move(patterns),
             .fixed_strings = arguments.fixed_strings,
             .ignore_case = arguments.ignore_case,
@@ -99,7 +104,7 @@ bool first_match_is_enough(const SearchArguments& arguments) {
 
 search::FileWants file_wants(const SearchArguments& arguments) {
     if (first_match_is_enough(arguments)) {
-        return {.max_matches = arguments.max_count == 0 ? 0 : 1, .lines = false};
+        return {.max_matches = 1, .lines = false};
     }
     const bool has_lines = shows(arguments) == TextFormat::Shows::LINES;
     const bool all_lines = arguments.passthru && has_lines;
@@ -184,10 +189,10 @@ TextFormat text_format(const SearchArguments& arguments, bool is_terminal) {
     format.each_match = arguments.vimgrep;
     format.only_matching = arguments.only_matching;
     format.null = arguments.null;
-    format.match_separator = arguments.match_field_separator;
-    format.context_separator = arguments.context_field_separator;
-    format.gap = arguments.context_separator;
-    if (arguments.no_context_separator) format.gap.reset();
+    format.match_separator = unescaped(arguments.match_field_separator);
+    format.context_separator = unescaped(arguments.context_field_separator);
+    format.gap = unescaped(arguments.context_separator);
+    if (arguments.no_context_separator && !arguments.has_context_separator) format.gap.reset();
     format.line.to_terminal = is_terminal;
     format.line.trim = arguments.trim;
     const std::int64_t most = is_terminal ? TERMINAL_LINE_BYTES : 0;
@@ -230,6 +235,8 @@ class SearchCommand {
         if (_may_be_another) _report_who_answers();
         const std::vector<std::string> problems = _find_unindexed(db);
         if (_arguments.files) return _list(db, problems);
+        // No line of any file is wanted, so none is searched.
+        if (_arguments.max_count == 0) return _paths.missing().empty() ? NOTHING : FAILURE;
         const SearchResult result = _search(db);
         _finish(db, result);
         if (!result.is_damaged) _tell_problems(problems);
@@ -316,7 +323,7 @@ class SearchCommand {
     }
 
     bool _emit(std::string_view part, bool begins_file) {
-        if (_arguments.quiet) return true;
+        if (_arguments.quiet || part.empty()) return true;
         if (begins_file && _bytes_printed > 0 && !_arguments.json) {
             if (!_write(file_separator(_format, _has_context()))) return false;
         }

@@ -36,13 +36,16 @@ class TextRenderer : public search::Renderer {
         _append_colored(_path, _format.line.colors.path, path);
         if (_format.hyperlink) _file = file.path;
         _follows = 0;
-        const bool is_alone =
-            _shows_lines() ? _format.heading && _format.path : _format.path || !_shows_counts();
-        if (is_alone) _append_path(out.text(), 1, 1);
-        if (is_alone && _shows_lines()) out.text() += _format.null ? '\0' : '\n';
+        // The path above the lines comes with the first of them: an empty file has none.
+        _is_due = _shows_lines() && _format.heading && _format.path;
+        if (!_shows_lines() && (_format.path || !_shows_counts())) _append_path(out.text(), 1, 1);
     }
 
     void line(const ResultLine& line, OutputBuffer& out) override {
+        if (std::exchange(_is_due, false)) {
+            _append_path(out.text(), 1, 1);
+            out.text() += _format.null ? '\0' : '\n';
+        }
         const bool is_gap = _has_context && _follows != 0 && line.number != _follows;
         if (is_gap && _format.gap) out.text() += *_format.gap + '\n';
         _follows = line.number + 1;
@@ -58,8 +61,7 @@ class TextRenderer : public search::Renderer {
 
     std::int64_t end(const search::Stats& stats, OutputBuffer& out) override {
         if (_shows_lines()) return 0;
-        if (_shows_counts() && _format.path)
-            _format.null ? out.text() += '\0' : out.text() += _format.match_separator;
+        if (_shows_counts() && _format.path) out.text() += _format.null ? '\0' : ':';
         if (_shows_counts()) {
             append_number(out.text(), _format.shows == TextFormat::Shows::COUNTS
                                           ? stats.matched_lines
@@ -112,7 +114,8 @@ class TextRenderer : public search::Renderer {
             _append_field(text, _format.line.colors.column, column, separator);
         }
         if (_format.byte_offset) {
-            const std::int64_t within = _format.only_matching && match ? column - 1 : 0;
+            const bool is_of_match = match && (_format.only_matching || _format.each_match);
+            const std::int64_t within = is_of_match ? column - 1 : 0;
             _append_field(text, "", line.offset + within, separator);
         }
         if (_format.only_matching && match) {
@@ -133,6 +136,7 @@ class TextRenderer : public search::Renderer {
 
     TextFormat _format;
     bool _has_context, _shows_columns;
+    bool _is_due = false;       ///< the path above the lines
     std::string _path;          ///< of the file, as it is shown
     std::string _file;          ///< its path below the root, where paths are links
     std::int64_t _follows = 0;  ///< number of the line after the last one; 0 before the first
