@@ -20,6 +20,7 @@ package: build
 # Power cuts, kills, load and answers, for SECONDS= (300 unless given). SEED= does the same cases again;
 # CORPUS=/some/tree kills runs on copies of that tree.
 soak: build
+	scripts/setup --soak
 	cmake --preset debug
 	cmake --build --preset debug --target power_tests
 	CODETEXT_CUTS=200 $(if $(SEED),CODETEXT_SEED=$(SEED)) build/debug/tests/power_tests
