@@ -40,6 +40,7 @@ FORMS = ("--column", "-b", "--heading", "-N", "-I", "-0", "--trim", "--no-headin
          "--no-context-separator")
 SEPARATORS = tuple(f"--{name}-separator={text}" for name in ("context", "field-match", "field-context")
                    for text in ("", "=", "\\t", "\\x00|", "\\\\", "::", "\\q\\"))
+REPLACEMENTS = ("", "<$0>", "$1", "${1}x", "$1x", "$$", "\\$0", "$", "a$9b", "$name")
 GLOBS = ("*.c", "!*.c", "*.{c,py}", "[ab].c", "![!ab].c", "?.c", "/a.c", "/d/*.c", "d/**", "!d", "!d/", "!/d/e",
          "**/e/**", "d/*", "n", "!n", "*", "!*", "**/a.c", "\\[x]*", "*.C", "B*")
 TYPES = ("c", "py", "md", "json", "rust")
@@ -67,7 +68,7 @@ def found():
 class Case:
     seed: int
     pieces: list  # [(path, bytes)]: those with one path are one file
-    queries: list  # [(directory to be in, arguments)]
+    queries: list  # [(directory to be in, options, paths)]; what follows a "-f" is the file's text
 
     def __str__(self):
         return f"ripgrep, seed {self.seed}\nqueries: {self.queries[:3]}\npieces: {str(self.pieces)[:2000]}\n"
@@ -93,14 +94,17 @@ def content(random, words):
     lines = [random.choice(known) + "\n" for _ in range(random.choice((0, 1, 5, 30, 63, 64, 65, 200)))]
     if lines and random.random() < 0.3:
         lines[-1] = lines[-1][:-1]
+    if lines and random.random() < 0.1:  # a mark alone is an empty line to codetext only
+        lines[0] = "\ufeff" + lines[0]
     return [line.encode() for line in lines] or [b""]
 
 
 def query(random, words, names, always):
-    """One command line: (directory, arguments, paths)."""
+    """One command line."""
     some = lambda share: random.random() < share
     is_fixed, is_json = some(0.4), some(0.15)
-    patterns = [(plain if is_fixed else expression)(random, words) for _ in range(random.choice((1, 1, 1, 2, 5)))]
+    drawn = plain if is_fixed else expression
+    patterns = [drawn(random, words) for _ in range(random.choice((1, 1, 1, 2, 5)))]
     # To ripgrep, no two groups may have one name.
     patterns = [pattern.replace("<name>", f"<name{at or ''}>") for at, pattern in enumerate(patterns)]
     options = list(always) + ["-F"] * is_fixed
@@ -116,15 +120,15 @@ def query(random, words, names, always):
     else:
         options += random.choice(SHAPES).split() + [flag for flag in FORMS if some(0.1)]
         options += [flag for flag in SEPARATORS if some(0.02)]
-    # ripgrep finds an empty match between the bytes of a letter and none at the end of a line without LF, and shows
-    # an empty match with -o.
+    # ripgrep finds an empty match between the bytes of a letter, and none at the end of a line without
+    # LF, and shows it with -o.
     may_be_empty = any(pattern in MAY_BE_EMPTY for pattern in patterns)
     if may_be_empty:
         options = [option for option in options if option not in EACH_MATCH]
     elif some(0.12):
         # The columns and offsets of matches are those in the line as replaced, to ripgrep.
         options = [option for option in options if option not in ("--vimgrep", "--column", "-b")]
-        options += ["-r", random.choice(("", "<$0>", "$1", "${1}x", "$1x", "$$", "\\$0", "$", "a$9b", "$name"))]
+        options += ["-r", random.choice(REPLACEMENTS)]
     if "-v" in options:
         # What matches stands in the lines of context then, and ripgrep shows its columns and replaces it.
         options = [option for option in options if option[:2] not in ("-A", "-B", "-C")]
@@ -133,7 +137,9 @@ def query(random, words, names, always):
         options = [option for option in options if option != "--trim"]
     place = random.choice(("", "", "", "d"))
     searched = paths(random, names, options) if place == "" else []
-    if "--files" not in options:
+    if "--files" not in options and some(0.1):
+        options += ["-f", "".join(f"{pattern}\n" for pattern in patterns)]
+    elif "--files" not in options:
         options += [text for pattern in patterns for text in ("-e", pattern)]
     return place, options, searched
 
@@ -204,6 +210,10 @@ def run(case, directory, counts):
 
 def ask(directory, query):
     place, arguments, searched = query
+    if "-f" in arguments:
+        at = arguments.index("-f") + 1
+        (directory / "patterns").write_text(arguments[at])
+        arguments = [*arguments[:at], directory / "patterns", *arguments[at + 1:]]
     ours, theirs = (directory / tree / place for tree in TREES)
     told = subprocess.run([found(), *BASE, *arguments, "--", *searched], cwd=theirs, check=False,
                           capture_output=True, stdin=subprocess.DEVNULL, timeout=program.TIMEOUT_S)
@@ -222,8 +232,8 @@ def compare(outcome, wanted, query):
         return
     lines = zip(*(text.split("\n") + ["(the end)"] for text in pair))
     line, other = next((two for two in lines if two[0] != two[1]), ("", ""))
-    raise program.Fault(f"{query}: status {outcome.status}, {outcome.errors.strip()!r}, ripgrep's {wanted.status}, "
-                        f"{wanted.errors.strip()!r}; found {line[:300]!r}, not {other[:300]!r}")
+    raise program.Fault(f"{query}: status {outcome.status}, {outcome.errors.strip()!r}, not "
+                        f"{wanted.status}, {wanted.errors.strip()!r}; found {line[:300]!r}, not {other[:300]!r}")
 
 
 # What both count alike. codetext reads only what the index names, so it searches fewer files and bytes.
