@@ -112,9 +112,6 @@ def query(random, words, names, always):
         if some(share):
             options += random.choice(choices).split()
     options += filters(random)
-    if any(option[:2] == "-m" for option in options):
-        # Of the context after the last match that -m allows, ripgrep shows matches as such.
-        options = [option for option in options if option[:2] not in ("-A", "-C") and option != "--passthru"]
     if is_json:
         options = ["--json", *(option for option in options if option != "-q")]
     else:
@@ -129,9 +126,12 @@ def query(random, words, names, always):
         # The columns and offsets of matches are those in the line as replaced, to ripgrep.
         options = [option for option in options if option not in ("--vimgrep", "--column", "-b")]
         options += ["-r", random.choice(REPLACEMENTS)]
-    if "-v" in options:
-        # What matches stands in the lines of context then, and ripgrep shows its columns and replaces it.
-        options = [option for option in options if option[:2] not in ("-A", "-B", "-C")]
+    # Of the context after the last match that -m allows, ripgrep shows matches as such. With -v, it shows
+    # the matches in lines of context, and replaces them.
+    if any(option[:2] == "-m" for option in options) \
+            or "-v" in options and {"-o", "-r", "--column", "--json"} & set(options):
+        options = [option for option in options
+                   if option[:2] not in ("-A", "-B", "-C") and option != "--passthru"]
     if "-o" in options or "-r" in options:
         # codetext trims the line in the file, ripgrep what is shown.
         options = [option for option in options if option != "--trim"]
