@@ -94,7 +94,7 @@ def content(random, words):
     lines = [random.choice(known) + "\n" for _ in range(random.choice((0, 1, 5, 30, 63, 64, 65, 200)))]
     if lines and random.random() < 0.3:
         lines[-1] = lines[-1][:-1]
-    if lines and random.random() < 0.1:  # a mark alone is an empty line to codetext only
+    if any(lines) and random.random() < 0.1:  # a mark alone is an empty line to codetext only
         lines[0] = "\ufeff" + lines[0]
     return [line.encode() for line in lines] or [b""]
 
