@@ -91,7 +91,6 @@ std::vector<Option> foreign_options(SearchArguments& a) {
         refused_with_value("ignore-file", GIT_RULES),
         refused("ignore-file-case-insensitive", GIT_RULES),
         refused("glob-case-insensitive", "use --iglob for each glob"),
-        refused_with_value("max-filesize", "not known; --type-not and -g leave files out"),
         refused_with_value("type-add", TYPES),
         refused_with_value("type-clear", TYPES),
         refused("stop-on-nonmatch", "not known; -m limits the lines of a file"),
