@@ -41,7 +41,8 @@ class Corpus:
         return self.root / ".codetext"
 
     def environment(self):
-        return dict(os.environ, CSEARCHINDEX=str(self.csearch_index), LC_ALL="C.UTF-8")
+        return dict(os.environ, CSEARCHINDEX=str(self.csearch_index), LC_ALL="C.UTF-8",
+                    CODETEXT_CONFIG="")
 
 
 def open_corpus(name):

@@ -24,6 +24,8 @@ foreach(library icu re2 zstd lz4 xxhash)
     set_property(TARGET codetext_${library} APPEND PROPERTY
         INTERFACE_INCLUDE_DIRECTORIES "${codetext_${library}_include}")
 endforeach()
+# Headers alone; one file includes them.
+find_path(codetext_toml_include toml++/toml.h REQUIRED)
 find_path(codetext_rapidjson_include rapidjson/writer.h REQUIRED)
 
 # Without scripts/setup there is no amalgamation, and the system's SQLite does.

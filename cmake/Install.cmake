@@ -28,7 +28,7 @@ install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/README.md"
     "${PROJECT_SOURCE_DIR}/CHANGELOG.md" DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT program)
 # A program that carries its libraries carries their licenses, which Debian keeps here.
 foreach(package libicu-dev libre2-dev libzstd-dev liblz4-dev libxxhash-dev libfmt-dev rapidjson-dev
-        libc6-dev libstdc++6)
+        libtomlplusplus-dev libc6-dev libstdc++6)
     if(CODETEXT_STATIC_PROGRAM AND EXISTS "/usr/share/doc/${package}/copyright")
         install(FILES "/usr/share/doc/${package}/copyright" RENAME ${package} COMPONENT program
             DESTINATION "${CMAKE_INSTALL_DOCDIR}/licenses")

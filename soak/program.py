@@ -12,7 +12,7 @@ READ_DISK = "codetext: read from the files on disk: "
 NO_CHUNKS = ": has no chunks yet"
 TIMEOUT_S = 120
 # What belongs to the one who runs this has no say in which files git lists.
-ENVIRONMENT = dict(os.environ, LC_ALL="C.UTF-8", GIT_CONFIG_GLOBAL="/dev/null",
+ENVIRONMENT = dict(os.environ, LC_ALL="C.UTF-8", CODETEXT_CONFIG="", GIT_CONFIG_GLOBAL="/dev/null",
                    GIT_CONFIG_SYSTEM="/dev/null")
 
 

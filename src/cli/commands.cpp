@@ -34,6 +34,15 @@ Option root_option(AllArguments& arguments) {
             List{&arguments.which.roots}};
 }
 
+Option config_option(AllArguments& arguments) {
+    return {0,
+            "no-config",
+            "",
+            "Other",
+            "Read no default from a file or the environment (see `codetext config`)",
+            Flag{&arguments.which.no_config}};
+}
+
 std::string_view first_word(std::string_view name) { return name.substr(0, name.find(' ')); }
 
 std::string_view after_first_word(std::string_view name) {
@@ -78,10 +87,12 @@ std::vector<Command> all_commands(AllArguments& arguments) {
         index_command(arguments.index),   search_command(arguments.search),
         status_command(arguments.status), upgrade_command(arguments.upgrade),
         verify_command(arguments.verify), clean_command(arguments.clean),
-        watch_command(arguments.watch),   mcp_command(arguments.mcp)};
+        watch_command(arguments.watch),   mcp_command(arguments.mcp),
+        config_command(arguments.config)};
     for (Command& command : commands) {
         command.options.push_back(root_option(arguments));
         command.options.push_back(owner_option(arguments));
+        command.options.push_back(config_option(arguments));
         command.options.push_back(help_option(arguments));
     }
     return commands;

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/config_command.hpp"
 #include "cli/index_command.hpp"
 #include "cli/mcp_command.hpp"
 #include "cli/options.hpp"
@@ -30,10 +31,11 @@ struct AllArguments {
     VerifyArguments verify;
     WatchArguments watch;
     McpArguments mcp;
+    ConfigArguments config;
 };
 
-/// The commands in the order of the help text; each has --help, --root and --any-owner. `arguments`
-/// must outlive them.
+/// The commands in the order of the help text; each has --help, --root, --any-owner and
+/// --no-config. `arguments` must outlive them.
 std::vector<Command> all_commands(AllArguments& arguments);
 
 /// The program without a command: --help and --version. `arguments` must outlive it.

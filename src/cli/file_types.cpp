@@ -11,6 +11,7 @@
 #include <array>
 #include <string_view>
 
+#include "cli/escaped.hpp"
 #include "cli/nearest_name.hpp"
 #include "cli/options.hpp"
 #include "indexer/plan/language.hpp"
@@ -125,10 +126,12 @@ Names main_names() {
     return names;
 }
 
-[[noreturn]] void refuse(const std::string& type) {
+[[noreturn]] void refuse(const std::string& type, const OwnTypes& own) {
+    Names known = type_names();
+    for (const auto& [name, members] : own) known.emplace_back(name);
     throw UsageError(fmt::format("unknown type {}{}; --type-list shows all types",
                                  type.empty() ? "\"\"" : type,
-                                 did_you_mean(nearest_names(type, type_names()))));
+                                 did_you_mean(nearest_names(type, known))));
 }
 
 /// The file names of a language as globs.
@@ -157,12 +160,16 @@ std::vector<std::string> globs_of_type(std::string_view type) {
 
 }  // namespace
 
-std::vector<std::string> members_of_types(const std::vector<std::string>& types) {
+std::vector<std::string> members_of_types(const std::vector<std::string>& types,
+                                          const OwnTypes& own) {
     std::vector<std::string> result;
     for (const std::string& type : types) {
-        const Names own = members(type);
-        if (own.empty()) refuse(type);
-        result.insert(result.end(), own.begin(), own.end());
+        const Names built_in = members(type);
+        const auto added = own.find(type);
+        if (built_in.empty() && added == own.end()) refuse(type, own);
+        result.insert(result.end(), built_in.begin(), built_in.end());
+        if (added == own.end()) continue;
+        result.insert(result.end(), added->second.begin(), added->second.end());
     }
     return result;
 }
@@ -173,7 +180,16 @@ std::vector<std::string_view> type_names() {
     return names;
 }
 
-std::string type_list() {
+std::optional<std::string> member_of_glob(std::string_view glob) {
+    const bool is_ending = glob.starts_with("*.") && glob.size() > 2;
+    const std::string_view name = is_ending ? glob.substr(1) : glob;
+    if (name.empty() || name.find_first_of("*?[]{}\\/!") != name.npos) return std::nullopt;
+    return is_ending ? std::string(name) : fmt::format("/{}", name);
+}
+
+bool is_built_in_type(std::string_view name) { return !members(name).empty(); }
+
+std::string type_list(const OwnTypes& own) {
     std::string text;
     for (const std::string_view name : main_names()) {
         Names names = {name};
@@ -182,6 +198,13 @@ std::string type_list() {
         }
         text +=
             fmt::format("{}: {}\n", fmt::join(names, ", "), fmt::join(globs_of_type(name), ", "));
+    }
+    for (const auto& [name, added] : own) {
+        std::vector<std::string> globs;
+        for (const std::string& member : added) {
+            globs.push_back(escaped(member.starts_with('.') ? "*" + member : member.substr(1)));
+        }
+        text += fmt::format("{}: {} (config)\n", name, fmt::join(globs, ", "));
     }
     return text;
 }

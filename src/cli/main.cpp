@@ -21,6 +21,8 @@
 
 #include "cli/clean_command.hpp"
 #include "cli/commands.hpp"
+#include "cli/config.hpp"
+#include "cli/config_command.hpp"
 #include "cli/exit_status.hpp"
 #include "cli/help.hpp"
 #include "cli/index_command.hpp"
@@ -56,13 +58,22 @@ int run_program_option(AllArguments& arguments, const std::vector<Command>& comm
     return 0;
 }
 
+int run_search(AllArguments& arguments, const Chosen& chosen) {
+    return search_main(arguments.search, arguments.which, [&](const Settings& defaults) {
+        arguments = {};
+        apply(defaults, arguments.search);
+        parse(*chosen.command, chosen.arguments);
+        return arguments.search;
+    });
+}
+
 int run_command(std::string_view name, const AllArguments& arguments) {
     if (name == "index") return index_main(arguments.index, arguments.which);
-    if (name == "search code") return search_main(arguments.search, arguments.which);
     if (name == "status") return status_main(arguments.status, arguments.which);
     if (name == "upgrade") return upgrade_main(arguments.upgrade, arguments.which);
     if (name == "watch") return watch_main(arguments.watch, arguments.which);
     if (name == "mcp") return mcp_main(arguments.mcp, arguments.which, CODETEXT_VERSION);
+    if (name == "config") return config_main(arguments.config, arguments.which);
     if (name == "clean") return clean_main(arguments.clean, arguments.which);
     return verify_main(arguments.verify, arguments.which);
 }
@@ -79,6 +90,7 @@ int run(const std::vector<std::string>& given) {
         fmt::print("{}", help_text(*chosen.command));
         return 0;
     }
+    if (chosen.command->name == "search code") return run_search(arguments, chosen);
     return run_command(chosen.command->name, arguments);
 }
 

@@ -33,7 +33,9 @@ int mcp_main(const McpArguments& arguments, const WhichIndex& which, const std::
     options.input = STDIN_FILENO;
     options.output = STDOUT_FILENO;
     options.open_index = [&] { return open_existing_index(options.root, options.owners); };
-    options.members_of_types = members_of_types;
+    options.members_of_types = [](const std::vector<std::string>& types) {
+        return members_of_types(types);
+    };
     options.log = report;
     const StopSignals signals;
     options.stop = signals.descriptor();

@@ -28,6 +28,15 @@ std::string value_fault(const Option& option, std::string_view value, std::strin
     return fmt::format("--{}: \"{}\" is not {}", option.long_name, value, wanted);
 }
 
+/// What the letter at the end of a number of bytes stands for; takes it away.
+std::int64_t taken_unit(std::string_view& digits) {
+    constexpr std::string_view UNITS = "KMG";
+    const std::size_t unit = digits.size() < 2 ? UNITS.npos : UNITS.find(digits.back());
+    if (unit == UNITS.npos) return 1;
+    digits.remove_suffix(1);
+    return std::int64_t{1} << (10 * (unit + 1));
+}
+
 // Stores the value of one option.
 class Setter {
   public:
@@ -38,17 +47,21 @@ class Setter {
         *flag.on = true;
     }
     void operator()(const Number& number) const {
+        std::string_view digits = _value;
+        const std::int64_t unit = number.is_bytes ? taken_unit(digits) : 1;
         std::int64_t parsed = 0;
-        const char* end = _value.data() + _value.size();
-        const auto [stopped, error] = std::from_chars(_value.data(), end, parsed);
+        const char* end = digits.data() + digits.size();
+        const auto [stopped, error] = std::from_chars(digits.data(), end, parsed);
         if (error != std::errc() || stopped != end || parsed < number.least ||
-            parsed > number.most) {
+            parsed > number.most / unit) {
             const bool is_bounded = number.most < std::numeric_limits<std::int64_t>::max();
             const std::string most = is_bounded ? fmt::format("to {}", number.most) : "up";
-            throw UsageError(value_fault(_option, _value,
-                                         fmt::format("a number from {} {}", number.least, most)));
+            throw UsageError(
+                value_fault(_option, _value,
+                            fmt::format("a number from {} {}{}", number.least, most,
+                                        number.is_bytes ? ", or one with K, M or G" : "")));
         }
-        *number.to = parsed;
+        *number.to = parsed * unit;
     }
     void operator()(const Choice& choice) const {
         if (std::ranges::find(choice.words, _value) == choice.words.end()) {

@@ -23,11 +23,13 @@ struct Flag {
     std::vector<bool*> off = {};
 };
 
-/// A decimal number; the last one given counts.
+/// A decimal number; the last one given counts. A number of bytes may end in K, M or G: so many
+/// times 1024, 1024 * 1024 and so on.
 struct Number {
     std::int64_t* to;
     std::int64_t least = 0;
     std::int64_t most = std::numeric_limits<std::int64_t>::max();
+    bool is_bytes = false;
 };
 
 /// One of a few words; the last one given counts.

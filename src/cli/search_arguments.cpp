@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <fstream>
 #include <iostream>
+#include <limits>
 #include <system_error>
 
 #include "cli/foreign_options.hpp"
@@ -79,6 +80,11 @@ Options file_options(SearchArguments& a) {
         {'t', "type", "TYPE", GROUP, "Only files of this type, such as c or py; repeatable",
          List{&a.types}},
         {'T', "type-not", "TYPE", GROUP, "No files of this type; repeatable", List{&a.types_out}},
+        {0, "max-filesize", "N", GROUP,
+         "No files that had more than N bytes when they were indexed; K, M and G stand for KiB, "
+         "MiB "
+         "and GiB",
+         Number{&a.max_filesize, 0, std::numeric_limits<std::int64_t>::max(), true}},
         {0, "type-list", "", GROUP, "List the types and their file names, and search nothing",
          Flag{&a.type_list}},
         {0, "files", "", GROUP, "List the files that would be searched, and search nothing",
@@ -92,7 +98,11 @@ Options file_options(SearchArguments& a) {
         {0, "fresh", "", GROUP,
          "Take in all changes first: at once where `codetext watch` runs, else by a refresh of the "
          "index",
-         Flag{&a.fresh}},
+         Flag{&a.fresh, {&a.no_fresh}}},
+        {0, "fresh-after", "SECONDS", GROUP,
+         "As --fresh, where the last run of the indexer began so long ago or longer",
+         Number{&a.fresh_after, 0, 1'000'000'000}},
+        {0, "no-fresh", "", GROUP, "Neither of both", Flag{&a.no_fresh, {&a.fresh}}},
     };
 }
 

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "cli/color.hpp"
+#include "cli/config.hpp"
 #include "cli/escaped.hpp"
 #include "cli/existing_index.hpp"
 #include "cli/exit_status.hpp"
@@ -29,6 +30,7 @@
 #include "search/run/file_listing.hpp"
 #include "search/run/search_run.hpp"
 #include "storage/indexed_at.hpp"
+#include "utils/wall_clock.hpp"
 
 namespace codetext::cli {
 
@@ -74,13 +76,17 @@ void add_globs(std::vector<search::Glob>& globs, const std::vector<std::string>&
 }
 
 search::FileFilter file_filter(const SearchArguments& arguments, const SearchPaths& paths) {
-    search::FileFilter filter{.paths = paths.searched(),
-                              .globs = {},
-                              .languages = members_of_types(arguments.types),
-                              .languages_out = members_of_types(arguments.types_out)};
+    search::FileFilter filter{
+        .paths = paths.searched(),
+        .globs = {},
+        .languages = members_of_types(arguments.types, arguments.own_types),
+        .languages_out = members_of_types(arguments.types_out, arguments.own_types)};
+    for (const std::string& glob : arguments.left_out) filter.globs.emplace_back("!" + glob);
+    filter.default_globs = filter.globs.size();
     add_globs(filter.globs, arguments.globs, search::Glob::Case::SENSITIVE, paths);
     add_globs(filter.globs, arguments.iglobs, search::Glob::Case::IGNORED, paths);
     if (arguments.max_depth >= 0) filter.max_depth = arguments.max_depth;
+    if (arguments.max_filesize >= 0) filter.max_bytes = arguments.max_filesize;
     return filter;
 }
 
@@ -173,9 +179,6 @@ SearchOptions search_options(const SearchArguments& arguments, const SearchPaths
     return options;
 }
 
-/// Of a long line on a terminal, so many bytes are shown.
-constexpr std::int64_t TERMINAL_LINE_BYTES = 1000;
-
 TextFormat text_format(const SearchArguments& arguments, bool is_terminal) {
     TextFormat format;
     format.shows = shows(arguments);
@@ -206,10 +209,10 @@ TextFormat text_format(const SearchArguments& arguments, bool is_terminal) {
 // One run of the command.
 class SearchCommand {
   public:
-    SearchCommand(SearchArguments arguments, const WhichIndex& which)
+    SearchCommand(SearchArguments arguments, SearchPaths paths, const WhichIndex& which)
         : _arguments(std::move(arguments)),
           _owners(which.owners()),
-          _paths(_arguments.paths, which.root()),
+          _paths(std::move(paths)),
           _may_be_another(which.roots.empty()),
           _options(search_options(_arguments, _paths)),
           _format(text_format(_arguments, _out.is_terminal())) {
@@ -230,7 +233,7 @@ class SearchCommand {
     int run() {
         for (const std::string& missing : _paths.missing()) _tell_of_files(missing);
         if (_arguments.unrestricted) report(UNRESTRICTED);
-        if (_arguments.fresh) make_fresh(_paths.root(), _owners);
+        if (_is_refresh_due()) make_fresh(_paths.root(), _owners);
         Database db = open_existing_index(_paths.root(), _owners);
         if (_may_be_another) _report_who_answers();
         const std::vector<std::string> problems = _find_unindexed(db);
@@ -247,6 +250,14 @@ class SearchCommand {
     static constexpr const char* UNRESTRICTED =
         "files that git ignores are not in the index: name them as PATHs to search them; -a "
         "searches binary files";
+
+    bool _is_refresh_due() const {
+        if (_arguments.fresh || _arguments.no_fresh || _arguments.fresh_after < 0) {
+            return _arguments.fresh;
+        }
+        const std::optional<std::int64_t> at = schema::indexed_at(_paths.root(), _owners);
+        return !at || now_ns() - *at >= _arguments.fresh_after * NS_PER_S;
+    }
 
     void _report_who_answers() const {
         const auto line = who_answers(_paths.root(), _paths.searched());
@@ -410,14 +421,24 @@ class SearchCommand {
 
 }  // namespace
 
-int search_main(SearchArguments arguments, const WhichIndex& which) {
+int search_main(SearchArguments arguments, const WhichIndex& which, const ReadAgain& read_again) {
+    const auto settle = [&] {
+        if (!arguments.type_list) arguments.settle_patterns();
+    };
+    settle();
+    SearchPaths paths(arguments.type_list ? std::vector<std::string>() : arguments.paths,
+                      which.root());
+    const Settings defaults = which.no_config ? Settings() : settings_for(paths.root());
+    if (!defaults.empty()) {
+        arguments = read_again(defaults);
+        settle();
+    }
     if (arguments.type_list) {
-        fmt::print("{}", type_list());
+        fmt::print("{}", type_list(arguments.own_types));
         return 0;
     }
-    arguments.settle_patterns();
     arguments.read_pattern_files();
-    return SearchCommand(std::move(arguments), which).run();
+    return SearchCommand(std::move(arguments), std::move(paths), which).run();
 }
 
 }  // namespace codetext::cli

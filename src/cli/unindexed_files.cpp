@@ -64,7 +64,7 @@ UnindexedFiles unindexed_files(const Database& db, const SearchPaths& paths,
     std::int64_t id = 0;
     for (const std::string& path : files) {
         const std::string_view language = indexer::language_of(path);
-        if (!search::passes(filter, path, language)) continue;
+        if (!search::passes(filter, path, language, 0)) continue;
         found.files.push_back({--id, path, std::string(language), std::nullopt, std::nullopt});
     }
     return found;

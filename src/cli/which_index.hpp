@@ -13,10 +13,11 @@
 
 namespace codetext::cli {
 
-/// What every command takes.
+/// What every command takes. Files and the environment set none of it.
 struct WhichIndex {
     std::vector<std::string> roots;  ///< of --root; the last one counts
     bool any_owner = false;          ///< an index that another user owns is used too
+    bool no_config = false;          ///< neither files nor the environment set a default
 
     schema::Owners owners() const;
     /// The directory of --root, absolute and without symbolic links; nothing where none was given.

@@ -40,8 +40,8 @@ std::optional<std::string> Refresher::_last_run() const {
     const std::optional<std::int64_t> ns = schema::indexed_at(_root, _owners);
     if (!ns) return std::nullopt;
     const std::chrono::nanoseconds since_epoch(*ns);
-    return utc(system_clock::time_point(
-        std::chrono::duration_cast<system_clock::duration>(since_epoch)));
+    return utc(
+        system_clock::time_point(std::chrono::duration_cast<system_clock::duration>(since_epoch)));
 }
 
 bool Refresher::take_due() {

@@ -157,7 +157,19 @@ constexpr std::string_view PLACES = R"(.SH ENVIRONMENT
 .TP
 \fBNO_COLOR\fR
 Where it is set and not empty, nothing is colored unless \fB\-\-color\fR says so.
+.TP
+\fBCODETEXT_COLOR\fR, \fBCODETEXT_FRESH_AFTER\fR, \fBCODETEXT_THREADS\fR
+Defaults of the options of these names in a search, before the command line and after the files below.
+.TP
+\fBCODETEXT_CONFIG\fR
+The file of your own defaults, in place of the one below; empty: none.
 .SH FILES
+.TP
+\fI~/.config/codetext/config.toml\fR
+Your own defaults of a search; \fBcodetext config\fR(1) shows them.
+.TP
+\fI.codetext.toml\fR
+At the root of a repository: the few defaults that it may set for all who search it.
 .TP
 \fI.codetext/\fR
 At the root of a repository: its index, which holds the text of its files.

@@ -67,9 +67,10 @@ std::string played(const std::vector<Step>& steps) {
         if (!step.command.empty()) script += step.command + "printf '" + MARK + "%d\\n' $?\n";
     }
     const std::string path = CODETEXT_PROGRAMS + std::string(":") + std::getenv("PATH");
-    std::string rest = run_command({"env", "-u", "XDG_CONFIG_HOME", "GIT_CONFIG_NOSYSTEM=1",
-                                    "PATH=" + path, "HOME=" + (folder.path() / "home").string(),
-                                    "LC_ALL=C.UTF-8", "sh", "-c", script},
+    std::string rest = run_command({"env", "-u", "XDG_CONFIG_HOME", "-u", "CODETEXT_CONFIG",
+                                    "GIT_CONFIG_NOSYSTEM=1", "PATH=" + path,
+                                    "HOME=" + (folder.path() / "home").string(), "LC_ALL=C.UTF-8",
+                                    "sh", "-c", script},
                                    folder.path() / "work")
                            .output;
     const std::string root = folder.path();

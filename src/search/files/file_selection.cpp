@@ -26,14 +26,25 @@ constexpr std::int64_t SCAN_FROM_PART = 4;
 bool is_one_of(const std::vector<std::string>& languages, std::string_view path,
                std::string_view language) {
     return std::any_of(languages.begin(), languages.end(), [&](const std::string& one) {
-        return one.starts_with('.') ? path.ends_with(one) : one == language;
+        if (one.starts_with('.')) return path.ends_with(one);
+        if (!one.starts_with('/')) return one == language;
+        return path.ends_with(one) || path == std::string_view(one).substr(1);
     });
 }
 
+bool is_named(const FileFilter& filter, std::string_view path) {
+    return std::ranges::binary_search(filter.paths.outermost(), path);
+}
+
 std::int64_t depth_of(const FileFilter& filter, std::string_view path) {
-    if (std::ranges::binary_search(filter.paths.outermost(), path)) return 0;
+    if (is_named(filter, path)) return 0;
     const std::size_t top_bytes = filter.paths.top_bytes(path);
     return 1 + std::ranges::count(path.substr(top_bytes == 0 ? 0 : top_bytes + 1), '/');
+}
+
+std::span<const Glob> globs_for(const FileFilter& filter, std::string_view path) {
+    const bool leaves_some = filter.default_globs > 0 && is_named(filter, path);
+    return std::span(filter.globs).subspan(leaves_some ? filter.default_globs : 0);
 }
 
 /// Longer than the name of any language.
@@ -73,7 +84,9 @@ std::optional<FileStamp> stamp_in(const RowView& row) {
 
 void add_passing(std::vector<FileRow>& files, const FileFilter& filter, const RowView& row) {
     const std::string_view path = row.text(1), language = row.text(2);
-    if (!passes(filter, path, language)) return;
+    const bool needs_size = filter.max_bytes != FileFilter().max_bytes && row.size() > 3;
+    const std::int64_t size = needs_size ? row.integer(3) : 0;
+    if (!passes(filter, path, language, size)) return;
     check_row(row.integer(0), path, language);
     files.push_back(
         {row.integer(0), std::string(path), std::string(language), std::nullopt, stamp_in(row)});
@@ -158,14 +171,17 @@ std::vector<std::string> binary_files(const Database& db, const SearchedPaths& p
     return files;
 }
 
-bool passes(const FileFilter& filter, std::string_view path, std::string_view language) {
+bool passes(const FileFilter& filter, std::string_view path, std::string_view language,
+            std::int64_t size) {
+    if (size > filter.max_bytes && !is_named(filter, path)) return false;
     if (filter.max_depth != FileFilter().max_depth && depth_of(filter, path) > filter.max_depth) {
         return false;
     }
     return path >= filter.from &&
            (filter.languages.empty() || is_one_of(filter.languages, path, language)) &&
            !is_one_of(filter.languages_out, path, language) &&
-           (filter.globs.empty() || selects(filter.globs, path, filter.paths.top_bytes(path)));
+           (filter.globs.empty() ||
+            selects(globs_for(filter, path), path, filter.paths.top_bytes(path)));
 }
 
 std::vector<FileRow> selected_files(const Database& db, const FileFilter& filter) {

@@ -29,18 +29,25 @@ struct FileFilter {
     /// path is the root itself.
     SearchedPaths paths;
     std::vector<Glob> globs;  ///< as `selects` reads them
-    /// Languages as the indexer names them, or endings of paths such as ".h".
+    /// The first so many of `globs` do not hold for a file that is itself one of `paths`.
+    std::size_t default_globs = 0;
+    /// Languages as the indexer names them, endings of paths such as ".h", or names of files behind
+    /// a
+    /// "/" such as "/Makefile".
     std::vector<std::string> languages;
     std::vector<std::string> languages_out = {};  ///< likewise; a file of any is not searched
     /// How deep a file may lie below a searched directory; 1: in the directory itself. A file that
     /// is itself one of `paths` lies at depth 0.
     std::int64_t max_depth = std::numeric_limits<std::int64_t>::max();
     std::string from = {};  ///< the first path, in the order of bytes, that may be searched
+    /// A file of more bytes is not searched, unless it is itself one of `paths`.
+    std::int64_t max_bytes = std::numeric_limits<std::int64_t>::max();
 };
 
-/// Whether the filter's globs, languages, depth and first path let the file pass, which lies below
-/// its paths.
-bool passes(const FileFilter& filter, std::string_view path, std::string_view language);
+/// Whether the filter lets the file pass, which lies below its paths. `size` is in bytes; 0 where
+/// nobody knows it.
+bool passes(const FileFilter& filter, std::string_view path, std::string_view language,
+            std::int64_t size);
 
 /// The files that the filter selects, ascending by the bytes of their paths, with their stamps
 /// where the index is of the newest version.

@@ -28,14 +28,13 @@ bool concerns(const Glob& glob, std::string_view path, PathKind kind) {
     return !glob.excludes() && glob.matches_above(path);
 }
 
-const Glob* deciding(const std::vector<Glob>& globs, std::string_view path, PathKind kind) {
+const Glob* deciding(std::span<const Glob> globs, std::string_view path, PathKind kind) {
     const auto last = std::find_if(globs.rbegin(), globs.rend(),
                                    [&](const Glob& glob) { return concerns(glob, path, kind); });
     return last == globs.rend() ? nullptr : &*last;
 }
 
-bool lies_in_excluded(const std::vector<Glob>& globs, std::string_view path,
-                      std::size_t top_bytes) {
+bool lies_in_excluded(std::span<const Glob> globs, std::string_view path, std::size_t top_bytes) {
     // Most files lie in no directory that a glob excludes. One test for each glob finds that out.
     const bool may_lie = std::any_of(globs.begin(), globs.end(), [&](const Glob& glob) {
         return glob.excludes() && glob.matches_above(path);
@@ -97,7 +96,7 @@ bool Glob::matches_above(std::string_view path) const {
     return RE2::FullMatch(path, _compiled->below);
 }
 
-bool selects(const std::vector<Glob>& globs, std::string_view path, std::size_t top_bytes) {
+bool selects(std::span<const Glob> globs, std::string_view path, std::size_t top_bytes) {
     if (lies_in_excluded(globs, path, top_bytes)) return false;
     // Where none matches: a file passes unless some glob asks for others.
     if (const Glob* glob = deciding(globs, path, PathKind::FILE)) return !glob->excludes();

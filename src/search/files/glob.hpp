@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -53,6 +54,6 @@ class Glob {
 /// Nothing passes from a directory that is excluded by the last glob that matches it. The search
 /// begins in the directory whose path has `top_bytes` bytes (0: the root); this one and those above
 /// exclude nothing.
-bool selects(const std::vector<Glob>& globs, std::string_view path, std::size_t top_bytes = 0);
+bool selects(std::span<const Glob> globs, std::string_view path, std::size_t top_bytes = 0);
 
 }  // namespace codetext::search
