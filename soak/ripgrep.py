@@ -129,7 +129,7 @@ def query(random, words, names, always):
     # Of the context after the last match that -m allows, ripgrep shows matches as such. With -v, it shows
     # the matches in lines of context, and replaces them.
     if any(option[:2] == "-m" for option in options) \
-            or "-v" in options and {"-o", "-r", "--column", "--json"} & set(options):
+            or "-v" in options and {"-o", "-r", "--column", "--vimgrep", "--json"} & set(options):
         options = [option for option in options
                    if option[:2] not in ("-A", "-B", "-C") and option != "--passthru"]
     if "-o" in options or "-r" in options:
@@ -221,7 +221,8 @@ def ask(directory, query):
     # That globs, types and depth leave no file is an error to ripgrep.
     status = 1 if errors.startswith("rg: No files were searched") else told.returncode
     wanted = program.Outcome(status, told.stdout.decode(), errors)
-    compare(program.run(ours, "search", "code", "--color=never", *arguments, "--", *searched), wanted, query)
+    own = program.run(ours, "search", "code", "--no-config", "--color=never", *arguments, "--", *searched)
+    compare(own, wanted, query)
 
 
 def compare(outcome, wanted, query):

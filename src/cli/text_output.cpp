@@ -37,15 +37,15 @@ class TextRenderer : public search::Renderer {
         if (_format.hyperlink) _file = file.path;
         _follows = 0;
         // The path above the lines comes with the first of them: an empty file has none.
-        _is_due = _shows_lines() && _format.heading && _format.path;
-        if (!_shows_lines() && (_format.path || !_shows_counts())) _append_path(out.text(), 1, 1);
+        _above.clear();
+        const bool is_alone =
+            _shows_lines() ? _format.heading && _format.path : _format.path || !_shows_counts();
+        if (is_alone) _append_path(_shows_lines() ? _above : out.text(), 1, 1);
+        if (is_alone && _shows_lines()) _above += _format.null ? '\0' : '\n';
     }
 
     void line(const ResultLine& line, OutputBuffer& out) override {
-        if (std::exchange(_is_due, false)) {
-            _append_path(out.text(), 1, 1);
-            out.text() += _format.null ? '\0' : '\n';
-        }
+        if (!_above.empty()) out.text() += std::exchange(_above, "");
         const bool is_gap = _has_context && _follows != 0 && line.number != _follows;
         if (is_gap && _format.gap) out.text() += *_format.gap + '\n';
         _follows = line.number + 1;
@@ -136,8 +136,8 @@ class TextRenderer : public search::Renderer {
 
     TextFormat _format;
     bool _has_context, _shows_columns;
-    bool _is_due = false;       ///< the path above the lines
     std::string _path;          ///< of the file, as it is shown
+    std::string _above;         ///< what stands above the file's first line, until it does
     std::string _file;          ///< its path below the root, where paths are links
     std::int64_t _follows = 0;  ///< number of the line after the last one; 0 before the first
 };
