@@ -1,5 +1,5 @@
-// Plays the transcripts of tests/cli/transcripts: commands of a shell and what they show, as a user
-// would see it.
+// Plays the transcripts of tests/cli/transcripts, and the sessions that documents show: commands of
+// a shell and what they show, as a user would see it.
 //
 //   # What the commands are for.
 //   $ printf 'foo\n' >a.c
@@ -14,10 +14,14 @@
 // temporary one that the output names DIR, and HOME is DIR/home. codetext_sql (sql.cpp) changes an
 // index behind the program's back. A first line such as "# Needs root." says when the file is
 // played. With CODETEXT_UPDATE_TRANSCRIPTS set, the files are rewritten as they came out.
+//
+// A document's session is the code, indented by 4, between <!-- session: begin --> and
+// <!-- session: end -->. A time in it, such as "in 0.02 s", may be any.
 
 #include <gtest/gtest.h>
 
 #include <map>
+#include <regex>
 
 #include "cli/program.hpp"
 #include "storage/chunk_store.hpp"
@@ -105,6 +109,28 @@ TEST_P(Transcript, is_what_a_user_sees) {
     EXPECT_EQ(written, out) << "in " << path;
     if (std::getenv("CODETEXT_UPDATE_TRANSCRIPTS")) std::ofstream(path) << out;
 }
+
+class DocumentTranscript : public testing::TestWithParam<std::string> {};
+
+TEST_P(DocumentTranscript, is_what_its_reader_sees) {
+    const std::string BEGIN = "<!-- session: begin -->\n", END = "<!-- session: end -->\n";
+    const fs::path path = fs::path(CODETEXT_DOCUMENTS) / GetParam();
+    std::string text = (std::ostringstream() << std::ifstream(path).rdbuf()).str();
+    const std::size_t begin = text.find(BEGIN) + BEGIN.size(), end = text.find(END);
+    ASSERT_LT(begin, end) << "no session in " << path;
+    ASSERT_LT(end, text.size()) << "no end of the session in " << path;
+    const std::string shown = text.substr(begin, end - begin);
+    const std::string out = std::regex_replace(
+        played(steps_of(std::regex_replace(shown, std::regex("(^|\n)    "), "$1"))),
+        std::regex("(^|\n)(?=[^\n])"), "$1    ");
+    const std::regex time("in [0-9]+\\.[0-9]+ s");
+    EXPECT_EQ(std::regex_replace(shown, time, "in N s"), std::regex_replace(out, time, "in N s"));
+    if (!HasFailure() || !std::getenv("CODETEXT_UPDATE_TRANSCRIPTS")) return;
+    std::ofstream(path) << text.replace(begin, end - begin, out);
+}
+
+INSTANTIATE_TEST_SUITE_P(cli, DocumentTranscript, testing::Values("README.md", "docs/EDITORS.md"),
+                         [](const auto& test) { return fs::path(test.param).stem().string(); });
 
 INSTANTIATE_TEST_SUITE_P(cli, Transcript,
                          testing::ValuesIn(fs::directory_iterator(CODETEXT_TRANSCRIPTS),
