@@ -34,6 +34,10 @@ Option root_option(AllArguments& arguments) {
             List{&arguments.which.roots}};
 }
 
+Option version_option(AllArguments& arguments) {
+    return {'V', "version", "", "Other", "Print the version", Flag{&arguments.version}};
+}
+
 Option config_option(AllArguments& arguments) {
     return {0,
             "no-config",
@@ -94,24 +98,23 @@ std::vector<Command> all_commands(AllArguments& arguments) {
         command.options.push_back(owner_option(arguments));
         command.options.push_back(config_option(arguments));
         command.options.push_back(help_option(arguments));
+        command.options.push_back(version_option(arguments));
     }
     return commands;
 }
 
 Command program_command(AllArguments& arguments) {
-    return {
-        .name = "",
-        .summary = "codetext keeps the text of a repository in an index and searches it.",
-        .positionals = {},
-        .usage = "COMMAND [OPTION...]",
-        .rest = &arguments.none,
-        .most_positionals = 0,
-        .options = {help_option(arguments),
-                    {'V', "version", "", "Other", "Print the version", Flag{&arguments.version}}},
-        .notes =
-            "Run `codetext index` anywhere in a repository first. Then search it:\n"
-            "`codetext search code PATTERN`. `codetext COMMAND --help` lists the options.",
-        .dash_tip = "options of a command follow its name"};
+    return {.name = "",
+            .summary = "codetext keeps the text of a repository in an index and searches it.",
+            .positionals = {},
+            .usage = "COMMAND [OPTION...]",
+            .rest = &arguments.none,
+            .most_positionals = 0,
+            .options = {help_option(arguments), version_option(arguments)},
+            .notes =
+                "Run `codetext index` anywhere in a repository first. Then search it:\n"
+                "`codetext search code PATTERN`. `codetext COMMAND --help` lists the options.",
+            .dash_tip = "options of a command follow its name"};
 }
 
 Chosen choose(const std::vector<Command>& commands, const std::vector<std::string>& given) {

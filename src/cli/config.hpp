@@ -3,9 +3,6 @@
 // The defaults of a search that a person has set. The weakest first: the repository's file, the
 // user's file, the environment. The command line comes after them. What a user has set counts
 // before what the repository says, for its file may be a stranger's.
-//
-//   SearchArguments arguments;
-//   apply(settings_for(root), arguments);
 
 #include <filesystem>
 

@@ -2,8 +2,6 @@
 
 // The text of a configuration file: TOML, read and held against the table of keys. The text may be
 // a stranger's.
-//
-//   const Settings settings = settings_in("limit = 100", "config.toml", Origin::USER);
 
 #include <string>
 #include <string_view>

@@ -110,7 +110,6 @@ std::vector<Option> foreign_options(SearchArguments& a) {
         refused_with_value("type-add", TYPES),
         refused_with_value("type-clear", TYPES),
         refused("stop-on-nonmatch", "not known; -m limits the lines of a file"),
-        refused("version", "use codetext --version", 'V'),
         refused("debug", "use --explain"),
         refused("trace", "use --explain"),
         refused_with_value("generate", "the man page and completions are installed with codetext"),

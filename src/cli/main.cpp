@@ -48,13 +48,18 @@ void keep_freed_memory() {
 #endif
 }
 
+int print_version() {
+    fmt::print("codetext " CODETEXT_VERSION "\n");
+    return 0;
+}
+
 int run_program_option(AllArguments& arguments, const std::vector<Command>& commands,
                        const std::string& option) {
     const Command program = program_command(arguments);
     parse(program, {option});
     if (!arguments.help && !arguments.version) choose(commands, {});  // "--": says what is missing
-    fmt::print(
-        "{}", arguments.help ? program_help(program, commands) : "codetext " CODETEXT_VERSION "\n");
+    if (!arguments.help) return print_version();
+    fmt::print("{}", program_help(program, commands));
     return 0;
 }
 
@@ -86,6 +91,7 @@ int run(const std::vector<std::string>& given) {
     }
     const Chosen chosen = choose(commands, given);
     parse(*chosen.command, chosen.arguments);
+    if (arguments.version) return print_version();
     if (arguments.help) {
         fmt::print("{}", help_text(*chosen.command));
         return 0;
