@@ -42,7 +42,7 @@ std::optional<std::string> path_from_root(const fs::path& root, const fs::path& 
 }
 
 fs::path find_root(const fs::path& path) {
-    const fs::path directory = existing_directory(path);
+    fs::path directory = existing_directory(path);
     // An index above decides before a nearer .git: a repository inside of an indexed tree belongs
     // to it.
     if (auto root = nearest_with(directory, schema::INDEX_DIRECTORY)) return *root;

@@ -24,8 +24,8 @@ class JsonWriter {
     void begin_array() { _json.StartArray(); }
     void end_array() { _json.EndArray(); }
 
-    void key(std::string_view name) { _json.Key(name.data(), size(name)); }
-    void text(std::string_view value) { _json.String(value.data(), size(value)); }
+    void key(std::string_view name) { _json.Key(name.data(), _size(name)); }
+    void text(std::string_view value) { _json.String(value.data(), _size(value)); }
     void number(std::int64_t value) { _json.Int64(value); }
     void boolean(bool value) { _json.Bool(value); }
     void null() { _json.Null(); }
@@ -43,7 +43,7 @@ class JsonWriter {
     std::string str() const { return {_buffer.GetString(), _buffer.GetSize()}; }
 
   private:
-    static rapidjson::SizeType size(std::string_view text) {
+    static rapidjson::SizeType _size(std::string_view text) {
         return static_cast<rapidjson::SizeType>(text.size());
     }
     rapidjson::StringBuffer _buffer;

@@ -80,7 +80,7 @@ void Answers::error(const std::optional<std::string>& id, ErrorCode code,
     _add(json.str());
 }
 
-void Answers::_add(std::string json) {
+void Answers::_add(const std::string& json) {
     if (!_is_batch) {
         if (!json.empty()) _outbox->send(json);
         return;

@@ -46,7 +46,7 @@ class Answers {
     void drop() { _add({}); }
 
   private:
-    void _add(std::string json);
+    void _add(const std::string& json);
 
     Outbox* _outbox;
     bool _is_batch;

@@ -47,7 +47,7 @@ void describe_pattern(const Query& query, std::vector<std::string>& lines) {
         lines.push_back(fmt::format("and {} other texts", atoms.size() - MAX_SHOWN_TEXTS));
     }
     if (atoms.empty() && !query.needle) {
-        lines.push_back("no text of three characters is known that a match holds");
+        lines.emplace_back("no text of three characters is known that a match holds");
     }
 }
 
@@ -59,7 +59,7 @@ std::vector<std::string> description_of(const Query& query) {
     lines.push_back(fmt::format("look for {}{}", form,
                                 query.inverted ? ", and show the lines without it" : ""));
     if (query.inverted) {
-        lines.push_back("every file may have such a line: the trigram index is not asked");
+        lines.emplace_back("every file may have such a line: the trigram index is not asked");
         return lines;
     }
     if (query.needle) {
